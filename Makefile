@@ -1,0 +1,29 @@
+# The two commands a fresh machine needs: `make demo` and `make test`. Both install what is
+# missing first.
+BUILD ?= build
+JOBS ?= $(shell nproc)
+CMAKE_GENERATE = cmake -S . -G Ninja -Wno-dev
+
+.PHONY: deps test bench demo format clean
+
+deps:
+	@scripts/install-deps
+
+# Debug build under AddressSanitizer and UndefinedBehaviorSanitizer, every test.
+test: deps
+	@$(CMAKE_GENERATE) -B $(BUILD)/test -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" -DORVA_SANITIZE=ON > /dev/null
+	cmake --build $(BUILD)/test -j $(JOBS)
+	ctest --test-dir $(BUILD)/test --output-on-failure -j $(JOBS)
+
+# Optimised build; every workload against its reference, one line each.
+bench:
+	@scripts/install-deps --bench
+	@$(CMAKE_GENERATE) -B $(BUILD)/release -DCMAKE_BUILD_TYPE=Release -DORVA_BENCH=ON -DORVA_TESTS=OFF > /dev/null
+	cmake --build $(BUILD)/release -j $(JOBS)
+	@bench/run $(BUILD)/release
+
+format:
+	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+clean:
+	rm -rf $(BUILD)

@@ -1,0 +1,48 @@
+#include "Bench.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace bench {
+
+using namespace ORVA;
+
+CNodeRunner::CNodeRunner(const std::string& name, const CValueMap& parameters) {
+    const char* root = std::getenv("ORVADIR");
+    CPluginModule& module = CPluginModule::Load(std::string(root ? root : ".") + "/bin/utility.so");
+    m_node = module.Create(name);
+    if (!m_node) throw CException("bench", "no node " + name);
+    CValueMap setup;
+    m_node->GetPluginSetup(setup);
+    CValueMap values;
+    if (const CValue* declared = setup.Entry("parameters"); declared && declared->Map()) values = *declared->Map();
+    for (const auto& [key, entry] : parameters) values.SetEntry(key, entry->CloneUnique());
+    m_node->Init(&values);
+    m_node->NodeInit();
+}
+
+std::unique_ptr<CImage> UniformFloat(CSize size, float low, float high, unsigned seed) {
+    auto image = std::make_unique<CImage>(IMAGE_GREY_F, size);
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<float> uniform(low, high);
+    float* data = image->Data<float>();
+    for (int64_t i = 0; i < image->Pixels(); ++i) data[i] = uniform(random);
+    return image;
+}
+
+std::unique_ptr<CImage> UniformBytes(CSize size, unsigned seed) {
+    auto image = std::make_unique<CImage>(IMAGE_GREY_8, size);
+    std::mt19937 random(seed);
+    uint8_t* data = image->Data<uint8_t>();
+    for (int64_t i = 0; i < image->Pixels(); ++i) data[i] = static_cast<uint8_t>(random() >> 24);
+    return image;
+}
+
+std::string DataDirectory() {
+    const char* directory = std::getenv("ORVA_BENCH_DATA");
+    std::string path = directory ? directory : "/tmp/orva-bench";
+    std::filesystem::create_directories(path);
+    return path;
+}
+
+}  // namespace bench

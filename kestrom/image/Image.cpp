@@ -1,0 +1,184 @@
+#include "image/Image.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "base/Exception.h"
+
+namespace ORVA {
+
+template class CValuePointer<CImage>;
+template class CValueOwnedPointer<CImage>;
+template class CValuePointer<CValueVector>;
+template class CValueOwnedPointer<CValueVector>;
+
+namespace {
+
+// Bytes of an image of `type` and `size`, or an exception for sizes no memory can hold.
+size_t ImageBytes(IImage::CType type, const CSize& size, int64_t* pixels) {
+    if (size.x < 0 || size.y < 0 || size.z < 0)
+        throw CException(
+            "CImage",
+            CString("invalid image size %1: extents must not be negative").Arg(size.ToString()));
+    int64_t count = 0;
+    int64_t bytes = 0;
+    if (__builtin_mul_overflow(size.x, size.y, &count) ||
+        __builtin_mul_overflow(count, size.z, &count) ||
+        __builtin_mul_overflow(count, static_cast<int64_t>(type.PixelBytes()), &bytes))
+        throw CException(
+            "CImage",
+            CString("image size %1 of %2 is too large").Arg(size.ToString()).Arg(type.Name()));
+    *pixels = count;
+    return static_cast<size_t>(bytes);
+}
+
+}  // namespace
+
+// ---- CBuffer ----
+
+CBuffer::CBuffer() : CBuffer(0, true) {}
+
+CBuffer::CBuffer(size_t bytes, bool zeroed) {
+    if (bytes > SIZE_MAX - 2 * ALIGNMENT)
+        throw CException("CBuffer", CString("cannot allocate %1 bytes").Arg(bytes));
+    // One alignment's worth of slack to align the start; calloc leaves fresh pages untouched.
+    size_t total = bytes + ALIGNMENT;
+    m_block = zeroed ? std::calloc(total, 1) : std::malloc(total);
+    if (!m_block)
+        throw CException("CBuffer", CString("cannot allocate %1 bytes: out of memory").Arg(bytes));
+    auto address = reinterpret_cast<uintptr_t>(m_block);
+    m_data = reinterpret_cast<uint8_t*>((address + ALIGNMENT - 1) & ~uintptr_t(ALIGNMENT - 1));
+    m_size = bytes;
+}
+
+CBuffer::CBuffer(const CBuffer& other) : CBuffer(other.m_size, false) {
+    std::memcpy(m_data, other.m_data, m_size);
+}
+
+CBuffer::CBuffer(CBuffer&& other) noexcept
+    : m_block(other.m_block), m_data(other.m_data), m_size(other.m_size) {
+    other.m_block = nullptr;
+    other.m_data = nullptr;
+    other.m_size = 0;
+}
+
+CBuffer& CBuffer::operator=(const CBuffer& other) {
+    if (this != &other) *this = CBuffer(other);
+    return *this;
+}
+
+CBuffer& CBuffer::operator=(CBuffer&& other) noexcept {
+    if (this != &other) {
+        std::free(m_block);
+        m_block = other.m_block;
+        m_data = other.m_data;
+        m_size = other.m_size;
+        other.m_block = nullptr;
+        other.m_data = nullptr;
+        other.m_size = 0;
+    }
+    return *this;
+}
+
+CBuffer::~CBuffer() {
+    std::free(m_block);
+}
+
+void CBuffer::Set(int byte) {
+    if (m_size) std::memset(m_data, byte, m_size);
+}
+
+// ---- CImage ----
+
+IImage::~IImage() = default;
+
+CImage::CImage() : CImage(IMAGE_GREY_8, CSize(0, 0, 0)) {}
+
+CImage::CImage(CType type, const CSize& size, const CSize& border)
+    : m_type(type), m_size(size), m_buffer(ImageBytes(type, size, &m_pixels), true) {
+    if (border != CSize(0, 0, 0))
+        throw CException(
+            "CImage",
+            CString("image borders are not supported (border %1)").Arg(border.ToString()));
+}
+
+CImage::CImage(CType type, const CSize& size, const CSize& border, NoInit)
+    : m_type(type), m_size(size), m_buffer(ImageBytes(type, size, &m_pixels), false) {
+    if (border != CSize(0, 0, 0))
+        throw CException(
+            "CImage",
+            CString("image borders are not supported (border %1)").Arg(border.ToString()));
+}
+
+CImage::CImage(const CImage& other) = default;
+CImage::CImage(CImage&& other) noexcept = default;
+CImage& CImage::operator=(CImage&& other) noexcept = default;
+CImage::~CImage() = default;
+
+CImage& CImage::operator=(const CImage& other) {
+    if (this != &other) *this = CImage(other);
+    return *this;
+}
+
+void CImage::Retype(CType type) {
+    int64_t pixels = 0;
+    CBuffer buffer(ImageBytes(type, m_size, &pixels), true);
+    m_buffer = std::move(buffer);
+    m_type = type;
+}
+
+void CImage::Resize(const CSize& size, const CSize& border) {
+    if (border != CSize(0, 0, 0))
+        throw CException(
+            "CImage",
+            CString("image borders are not supported (border %1)").Arg(border.ToString()));
+    int64_t pixels = 0;
+    CBuffer buffer(ImageBytes(m_type, size, &pixels), true);
+    m_buffer = std::move(buffer);
+    m_size = size;
+    m_pixels = pixels;
+}
+
+CImage* CImage::Clone(int) const {
+    return new CImage(*this);
+}
+
+std::unique_ptr<IAccess> CImage::CreateAccess() const {
+    return std::make_unique<CDefaultAccess>(*this);
+}
+
+bool CImage::operator==(const CImage& other) const {
+    return m_type == other.m_type && m_size == other.m_size &&
+           std::memcmp(m_buffer.Data(), other.m_buffer.Data(), m_buffer.Size()) == 0 &&
+           m_attributes.Equal(other.m_attributes);
+}
+
+void CImage::CheckElement(size_t size, bool floating) const {
+    if (size != m_type.ElementSize() || floating != m_type.IsFloating())
+        throw CException("CImage", CString("samples of %1 cannot be read as a %2-byte %3 type")
+                                       .Arg(m_type.Name())
+                                       .Arg(size)
+                                       .Arg(floating ? "floating-point" : "integer"));
+}
+
+// ---- access ----
+
+IAccess::~IAccess() = default;
+
+CDefaultAccess::CDefaultAccess(const CImage& image)
+    : m_data(const_cast<uint8_t*>(image.Bytes())), m_type(image.Type()), m_pixels(image.Pixels()) {}
+
+size_t CDefaultAccess::ChannelOffset(int channel) const {
+    if (channel < 0 || channel >= m_type.Channels())
+        throw CException("CDefaultAccess",
+                         CString("%1 has no channel %2").Arg(m_type.Name()).Arg(channel));
+    if (m_type.IsPlanar())
+        return static_cast<size_t>(channel) * static_cast<size_t>(m_pixels) * m_type.ElementSize();
+    return static_cast<size_t>(channel) * m_type.ElementSize();
+}
+
+size_t CDefaultAccess::PixelStride() const {
+    return m_type.IsPlanar() ? m_type.ElementSize() : m_type.PixelBytes();
+}
+
+}  // namespace ORVA

@@ -1,0 +1,20 @@
+#pragma once
+
+// Everything a module or a host uses of the framework.
+#include "PluginSdk/Module.h"
+#include "PluginSdk/Node.h"
+#include "PluginSdk/RunPlugin.h"
+#include "PluginSdk/SetupDocument.h"
+#include "Value/Container.h"
+#include "Value/Pointer.h"
+#include "Value/TextSerializer.h"
+#include "Value/Value.h"
+#include "base/Exception.h"
+#include "base/Registry.h"
+#include "base/String.h"
+#include "base/Time.h"
+#include "image/Conversion.h"
+#include "image/Extraction.h"
+#include "image/Geometry.h"
+#include "image/Image.h"
+#include "image/Type.h"

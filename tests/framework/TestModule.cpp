@@ -1,0 +1,80 @@
+// A small module for the loader tests: the three exports and a few nodes.
+#include <cstring>
+#include <ctime>
+
+#include "tarsel.h"
+
+using namespace ORVA;
+
+namespace {
+
+int64_t g_loaded = 0;
+
+// Output 0: input 0 passed on, its string with "suffix" appended when it is a string.
+class CPEcho : public CPNode {
+  public:
+    void GetPluginSetup(CValueMap& setup) override {
+        CSetupDocument doc("Image", "Utility", "Echo");
+        doc.Parameter("suffix", m_suffix, "appended to strings");
+        doc.Input(0, "anything");
+        doc.Output(0, "the same");
+        doc.WriteTo(setup);
+    }
+    void NodeInit() override { m_suffix = Parameters().EntryString("suffix", m_suffix); }
+    void Run() override {
+        CValue* input = GetStackInput(0);
+        if (!input) throw CException("(test plugins) Echo::Run", "input is NULL");
+        if (input->GenericType() == CValue::VAL_STRING)
+            SetStackOutput(0, new CValueString(input->String() + m_suffix));
+        else
+            SetStackOutput(0, PassOnCopy(input));
+    }
+
+  private:
+    std::string m_suffix = "!";
+};
+
+// Output 0 borrows an image the node keeps; output 2 is set, output 1 is not.
+class CPKeeper : public CPNode {
+  public:
+    void GetPluginSetup(CValueMap& setup) override {
+        CSetupDocument("Image", "Utility", "Keeper").WriteTo(setup);
+    }
+    void Run() override {
+        m_image = std::make_unique<CImage>(IMAGE_GREY_8, CSize(2, 2));
+        m_image->Bytes()[0] = 5;
+        SetStackOutput(0, new CValuePointer<CImage>(m_image.get()));
+        SetStackOutput(2, new CValueLong(2));
+    }
+
+  private:
+    std::unique_ptr<CImage> m_image;
+};
+
+}  // namespace
+
+extern "C" {
+
+__attribute__((constructor)) static void OnLoad() {
+    g_loaded = static_cast<int64_t>(std::time(nullptr));
+}
+
+__attribute__((visibility("default"))) CValueVector* ListPlugins() {
+    auto* list = new CValueVector();
+    list->PushBack(new CValueString("Echo"));
+    list->PushBack(new CValueString("Keeper"));
+    return list;
+}
+
+__attribute__((visibility("default"))) CPNode* CreatePluginInstanceEx(const char* name) {
+    if (std::strcmp(name, "Echo") == 0) return new CPEcho();
+    if (std::strcmp(name, "Keeper") == 0) return new CPKeeper();
+    if (std::strcmp(name, "Moved") == 0)
+        throw CExPluginRelocation("testmodule::Moved", "elsewhere::Moved");
+    return nullptr;
+}
+
+__attribute__((visibility("default"))) int64_t get_loading_timestamp() {
+    return g_loaded;
+}
+}
