@@ -15,8 +15,10 @@ CNodeRunner::CNodeRunner(const std::string& name, const CValueMap& parameters) {
     CValueMap setup;
     m_node->GetPluginSetup(setup);
     CValueMap values;
-    if (const CValue* declared = setup.Entry("parameters"); declared && declared->Map()) values = *declared->Map();
-    for (const auto& [key, entry] : parameters) values.SetEntry(key, entry->CloneUnique());
+    if (const CValue* declared = setup.Entry("parameters"); declared && declared->Map())
+        values = *declared->Map();
+    for (const auto& [key, entry] : parameters)
+        values.SetEntry(key, entry->CloneUnique());
     m_node->Init(&values);
     m_node->NodeInit();
 }
@@ -26,7 +28,8 @@ std::unique_ptr<CImage> UniformFloat(CSize size, float low, float high, unsigned
     std::mt19937 random(seed);
     std::uniform_real_distribution<float> uniform(low, high);
     float* data = image->Data<float>();
-    for (int64_t i = 0; i < image->Pixels(); ++i) data[i] = uniform(random);
+    for (int64_t i = 0; i < image->Pixels(); ++i)
+        data[i] = uniform(random);
     return image;
 }
 
@@ -34,7 +37,8 @@ std::unique_ptr<CImage> UniformBytes(CSize size, unsigned seed) {
     auto image = std::make_unique<CImage>(IMAGE_GREY_8, size);
     std::mt19937 random(seed);
     uint8_t* data = image->Data<uint8_t>();
-    for (int64_t i = 0; i < image->Pixels(); ++i) data[i] = static_cast<uint8_t>(random() >> 24);
+    for (int64_t i = 0; i < image->Pixels(); ++i)
+        data[i] = static_cast<uint8_t>(random() >> 24);
     return image;
 }
 

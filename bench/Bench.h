@@ -17,14 +17,14 @@ namespace bench {
 
 // Runs a node of the utility module the way a host does, without the host.
 class CNodeRunner {
-public:
+  public:
     CNodeRunner(const std::string& name, const ORVA::CValueMap& parameters = {});
     void SetInput(int pin, ORVA::CValue* value) { m_node->SetStackInput(pin, value); }
     void Run() { m_node->Run(); }
     ORVA::CValue* Output(int pin) const { return m_node->StackOutput(pin); }
     ORVA::CPNode& Node() { return *m_node; }
 
-private:
+  private:
     std::unique_ptr<ORVA::CPNode> m_node;
 };
 

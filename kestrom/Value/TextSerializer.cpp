@@ -128,7 +128,7 @@ class Writer {
         Key("size");
         const CSize& size = image.Size();
         m_out += CString("[%1, %2, %3]").Arg(size.x).Arg(size.y).Arg(size.z);
-                 std::to_string(size.z) + "]";
+        std::to_string(size.z) + "]";
         Next();
         Key("data");
         m_out += '[';

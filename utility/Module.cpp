@@ -1,0 +1,161 @@
+// The module's entry points: the list of its nodes, the factory that makes them by name, and
+// the time it was loaded.
+#include <cstring>
+#include <ctime>
+#include <iostream>
+#include <new>
+#include <string>
+
+#include "PSleep.h"
+#include "PTimerStart.h"
+#include "PTimerStop.h"
+
+namespace ORVA {
+namespace {
+
+enum class EnKind {
+    CURRENT,      // offered by ListPlugins
+    DEPRECATED,   // still made for old graphs, with a warning
+    ALTERNATIVE,  // another name of a current node
+    RELOCATED,    // moved to another module
+};
+
+struct SFactoryRow {
+    const char* name;
+    CPNode* (*create)();  // null while the node's class is not part of the module
+    EnKind kind;
+    int listed;  // place in ListPlugins, -1 for none
+    const char* advice = nullptr;
+};
+
+template <class T>
+CPNode* Make() {
+    return new (std::nothrow) T();
+}
+
+using enum EnKind;
+
+// Every name the factory accepts, in the order it tests them.
+constexpr SFactoryRow FACTORY[] = {
+    {"ConvertType", nullptr, CURRENT, 0},
+    {"Sleep", Make<CPSleep>, CURRENT, 40},
+    {"Normalize", nullptr, CURRENT, 1},
+    {"CurveIndex", nullptr, CURRENT, 2},
+    {"ReadImage", nullptr, CURRENT, 3},
+    {"CopyImage", nullptr, CURRENT, 4},
+    {"ExpandBox", nullptr, DEPRECATED, -1},
+    {"ReplaceValue", nullptr, CURRENT, 5},
+    {"ReplaceNonFinite", nullptr, CURRENT, 6},
+    {"ImageInfo", nullptr, CURRENT, 7},
+    {"MutualInformation", nullptr, CURRENT, 8},
+    {"Projection", nullptr, CURRENT, 9},
+    {"NormalizeLine", nullptr, DEPRECATED, -1},
+    {"FindRectangle", nullptr, DEPRECATED, -1},
+    {"FindAndCutRectangle", nullptr, DEPRECATED, -1},
+    {"Labeling", nullptr, CURRENT, 10},
+    {"Merge", nullptr, DEPRECATED, -1},
+    {"Hough", nullptr, CURRENT, 11},
+    {"PaintMarks", nullptr, CURRENT, 12},
+    {"ReadASCII", nullptr, CURRENT, 13},
+    {"SaveASCII", nullptr, CURRENT, 42},      // CPSaveASCII in file mode
+    {"ImageToString", nullptr, CURRENT, 41},  // CPSaveASCII in string mode
+    {"Statistics", nullptr, CURRENT, 15},
+    {"BoundingBox", nullptr, CURRENT, 14},
+    {"DrawString", nullptr, CURRENT, 16},
+    {"Histogram", nullptr, CURRENT, 17},
+    {"SampleLine", nullptr, CURRENT, 18},
+    {"RayMaximum", nullptr, CURRENT, 20},
+    {"RayMinimum", nullptr, CURRENT, 21},
+    {"Radon", nullptr, CURRENT, 19},
+    {"SaveImage", nullptr, CURRENT, 43},
+    {"FillWithValue", nullptr, DEPRECATED, -1},
+    {"MeanValueDifference", nullptr, DEPRECATED, -1},
+    {"ConvexHull", nullptr, CURRENT, 22},
+    {"Script", nullptr, CURRENT, 23},
+    {"ZoneList", nullptr, CURRENT, 25},
+    {"Sort", nullptr, CURRENT, 24},
+    {"TimerStart", Make<CPTimerStart>, CURRENT, 26},
+    {"TimerStop", Make<CPTimerStop>, CURRENT, 27},
+    {"FindMax", nullptr, CURRENT, 28},
+    {"FindBalancePoint", nullptr, CURRENT, 30},
+    {"DrawCircle", nullptr, DEPRECATED, -1, "We recommend to use Data::Circle instead!"},
+    {"HoughCircle", nullptr, CURRENT, 29},
+    {"HoughCircleTJ", nullptr, ALTERNATIVE, -1},  // CPTJHoughCircle
+    {"SelectImage", nullptr, CURRENT, 31},
+    {"SelectPixel", nullptr, CURRENT, 32},
+    {"StringToImage", nullptr, CURRENT, 33},
+    {"StaticImage", nullptr, CURRENT, 34},
+    {"StaticStorage", nullptr, CURRENT, 35},
+    {"ReadMap", nullptr, CURRENT, 44},
+    {"RingBuffer", nullptr, CURRENT, 36},
+    {"TextSerializer", nullptr, CURRENT, 37},  // CTextSerializerNode("TextSerializerNode")
+    {"AddMetaData", nullptr, CURRENT, 45},
+    {"SamplePoints", nullptr, CURRENT, 46},
+    {"Histogram2d", nullptr, CURRENT, 47},
+    {"GetImageAttributes", nullptr, CURRENT, 48},
+    {"SetImageAttributes", nullptr, CURRENT, 49},
+    {"GetCoordinates", nullptr, CURRENT, 50},
+    {"StringManipulation", nullptr, CURRENT, 38},
+    {"PixelLabel", nullptr, CURRENT, 39},
+    {"EnvVar", nullptr, RELOCATED, -1},
+};
+
+constexpr int LISTED = 51;
+
+int64_t g_loadingTime = 0;
+
+// Stands in for the process-attach notification: runs when the library is loaded.
+__attribute__((constructor)) void OnLoad() {
+    g_loadingTime = static_cast<int64_t>(std::time(nullptr));
+}
+
+}  // namespace
+}  // namespace ORVA
+
+using namespace ORVA;
+
+extern "C" {
+
+__attribute__((visibility("default"))) CValueVector* ListPlugins() {
+    auto* list = new CValueVector();
+    for (const SFactoryRow& row : FACTORY)
+        if (row.listed >= 0) list->SetEntry(CValue_Key(row.listed), new CValueString(row.name));
+    return list;
+}
+
+__attribute__((visibility("default"))) CPNode* CreatePluginInstanceEx(const char* name) {
+    if (!name) return nullptr;
+    const std::string wanted(name);
+    for (const SFactoryRow& row : FACTORY) {
+        if (wanted != row.name) continue;
+        if (row.kind == RELOCATED) throw CExPluginRelocation("utility::EnvVar", "sysutils::EnvVar");
+        if (!row.create) return nullptr;
+        if (row.kind == DEPRECATED) {
+            std::cout << "Warning: " << wanted << " is deprecated and should no longer be used."
+                      << std::endl;
+            if (row.advice) std::cout << row.advice << std::endl;
+        }
+        return row.create();
+    }
+    return nullptr;
+}
+
+__attribute__((visibility("default"))) int64_t get_loading_timestamp() {
+    return g_loadingTime;
+}
+
+}  // extern "C"
+
+static_assert(
+    [] {
+        bool seen[LISTED] = {};
+        int count = 0;
+        for (const SFactoryRow& row : FACTORY) {
+            if (row.listed < 0) continue;
+            if (row.listed >= LISTED || seen[row.listed]) return false;
+            seen[row.listed] = true;
+            ++count;
+        }
+        return count == LISTED;
+    }(),
+    "every place 0 to 50 of ListPlugins holds exactly one name");

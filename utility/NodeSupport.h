@@ -1,0 +1,59 @@
+#pragma once
+
+// What many nodes of the module share: their setup document's frame, the reading of numeric
+// parameters, the run-once switch and the unwrapping of inputs.
+#include <string>
+
+#include "tarsel.h"
+
+namespace ORVA {
+
+// A setup document with the module's help page, "%ORVADIR%/doc/vimbro/html/utility/P<page>".
+// `page` defaults to the node's name.
+inline CSetupDocument UtilityDocument(const char* pluginType, const char* subType, const char* name,
+                                      const char* page = nullptr) {
+    CSetupDocument document(pluginType, subType, name);
+    document.HelpPage("utility", std::string("P") + (page ? page : name));
+    return document;
+}
+
+// Reads a parameter documented as "double or long": a stored double or long replaces
+// `member`; any other kind, or no entry, leaves it as it is.
+template <class T>
+void ReadDoubleOrLong(const CValueMap& parameters, const char* key, T& member) {
+    if (parameters.HasEntry(key, CValue::VAL_DOUBLE))
+        member = static_cast<T>(parameters.EntryDouble(key, 0.0));
+    else if (parameters.HasEntry(key, CValue::VAL_LONG))
+        member = static_cast<T>(parameters.EntryLong(key, 0));
+}
+
+// The has-run flag of nodes that can compute only once: NodeInit resets it, a successful Run
+// marks it, and while "run_once" holds later Runs are skipped.
+class CRunOnce {
+  public:
+    void Reset(bool enabled) {
+        m_enabled = enabled;
+        m_done = false;
+    }
+    bool Enabled() const noexcept { return m_enabled; }
+    bool Skip() const noexcept { return m_enabled && m_done; }
+    bool Done() const noexcept { return m_done; }
+    void MarkDone() noexcept { m_done = true; }
+
+  private:
+    bool m_enabled = false;
+    bool m_done = false;
+};
+
+// The image behind an input: null for no value, CException (at `location`) for a value that
+// holds no image.
+inline CImage* InputImage(const CValue* value, const char* location) {
+    return UnwrapPointer<CImage>(value, location);
+}
+
+// An image result as the output value that owns it.
+inline std::unique_ptr<CValue> OwnedImage(std::unique_ptr<CImage> image) {
+    return std::make_unique<CValueOwnedPointer<CImage>>(std::move(image));
+}
+
+}  // namespace ORVA

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+
+#include "NodeSupport.h"
+
+namespace ORVA {
+
+// Prints the time since the TimerStart that made input 0, and passes a copy of the image of
+// input 1 on.
+class CPTimerStop : public CPNode {
+  public:
+    CPTimerStop();
+    void GetPluginSetup(CValueMap& setup) override;
+    void Run() override;
+
+    uint32_t Id() const noexcept { return m_id; }
+
+  private:
+    uint32_t m_id;
+};
+
+}  // namespace ORVA
