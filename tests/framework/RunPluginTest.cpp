@@ -74,7 +74,7 @@ TEST(PluginModule, LoadsOnceAndListsItsNodes) {
     CPluginModule& module = CPluginModule::Load(Modules() + "/testmodule.so");
     CPluginModule& again = CPluginModule::Load(Modules() + "/../modules/testmodule.so");
     EXPECT_EQ(&module, &again);
-    EXPECT_EQ(module.ListPlugins(), (std::vector<std::string>{"Echo", "Keeper"}));
+    EXPECT_EQ(module.ListPlugins(), (std::vector<std::string>{"Echo", "Keeper", "Params"}));
     EXPECT_EQ(module.Create("echo"), nullptr);
     int64_t loaded = module.LoadingTimestamp();
     EXPECT_GT(loaded, 1'700'000'000);

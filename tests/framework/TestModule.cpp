@@ -51,6 +51,21 @@ class CPKeeper : public CPNode {
     std::unique_ptr<CImage> m_image;
 };
 
+// Output 0: a copy of the node's parameter map, as the host set it.
+class CPParams : public CPNode {
+  public:
+    void GetPluginSetup(CValueMap& setup) override {
+        CSetupDocument doc("Generic", "Utility", "Params");
+        doc.Parameter("count", 1, "a declared long");
+        doc.Parameter("scale", 1.0, "a declared double");
+        doc.Parameter("flag", false, "a declared bool");
+        doc.Parameter("name", "x", "a declared string");
+        doc.Output(0, "the parameters", CSetupDocument::PIN_MAP);
+        doc.WriteTo(setup);
+    }
+    void Run() override { SetStackOutput(0, new CValueMap(Parameters())); }
+};
+
 }  // namespace
 
 extern "C" {
@@ -63,12 +78,14 @@ __attribute__((visibility("default"))) CValueVector* ListPlugins() {
     auto* list = new CValueVector();
     list->PushBack(new CValueString("Echo"));
     list->PushBack(new CValueString("Keeper"));
+    list->PushBack(new CValueString("Params"));
     return list;
 }
 
 __attribute__((visibility("default"))) CPNode* CreatePluginInstanceEx(const char* name) {
     if (std::strcmp(name, "Echo") == 0) return new CPEcho();
     if (std::strcmp(name, "Keeper") == 0) return new CPKeeper();
+    if (std::strcmp(name, "Params") == 0) return new CPParams();
     if (std::strcmp(name, "Moved") == 0)
         throw CExPluginRelocation("testmodule::Moved", "elsewhere::Moved");
     return nullptr;

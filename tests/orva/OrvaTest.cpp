@@ -1,0 +1,233 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "tarsel.h"
+
+using namespace ORVA;
+
+extern char** environ;
+
+namespace {
+
+struct SResult {
+    int status;
+    std::string out, err;
+};
+
+std::string Slurp(const std::string& path) {
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+// Runs orva with `arguments`; `unsetRoot` runs it without ORVADIR in its environment.
+SResult Orva(std::vector<std::string> arguments, bool unsetRoot = false) {
+    std::string directory = testing::TempDir();
+    std::string out = directory + "orva-out.txt", err = directory + "orva-err.txt";
+    std::string program = std::string(ORVA_BUILD_ROOT) + "/bin/orva";
+    std::vector<char*> argv{program.data()};
+    for (std::string& argument : arguments)
+        argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    std::vector<char*> env;
+    for (char** entry = environ; *entry; ++entry)
+        if (!unsetRoot || std::string(*entry).rfind("ORVADIR=", 0) != 0) env.push_back(*entry);
+    env.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    pid_t pid = 0;
+    int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), env.data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (spawned != 0) return {-1, "", "cannot start orva"};
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), Slurp(out),
+            Slurp(err)};
+}
+
+std::string TestNode(const std::string& name) {
+    return std::string(TEST_MODULES) + "/testmodule::" + name;
+}
+
+std::string WriteGraph(const std::string& name, const std::string& text) {
+    std::string path = testing::TempDir() + name;
+    std::ofstream(path) << text;
+    return path;
+}
+
+// The graph of the tests: an image source, a timer pair (two inputs) and a sleep.
+std::string TimerGraph() {
+    return R"({"nodes": [
+  {"id": "keep", "plugin": ")" +
+           TestNode("Keeper") + R"("},
+  {"id": "start", "plugin": "TimerStart", "inputs": ["keep:0"]},
+  {"id": "stop", "plugin": "utility::TimerStop", "inputs": {"0": "start:0", "1": "start:1"}},
+  {"id": "nap", "plugin": "Sleep", "parameters": {"time": 1000}, "inputs": ["stop:0", null]}
+]})";
+}
+
+}  // namespace
+
+TEST(OrvaList, NamesInOrder) {
+    SResult result = Orva({"list"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out.rfind("ConvertType\nNormalize\nCurveIndex\n", 0), 0u);
+    EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 51);
+    EXPECT_EQ(Orva({"list", "utility"}).out, result.out);
+    EXPECT_EQ(Orva({"list", std::string(TEST_MODULES) + "/testmodule"}).out,
+              "Echo\nKeeper\nParams\n");
+
+    // Without ORVADIR orva finds its installation from its own place.
+    EXPECT_EQ(Orva({"list"}, true).out, result.out);
+}
+
+TEST(OrvaDescribe, ReadablePageAndDocument) {
+    SResult page = Orva({"describe", "TimerStart"});
+    EXPECT_EQ(page.status, 0);
+    EXPECT_NE(page.out.find("TimerStart (module utility, Generic / Utility)"), std::string::npos);
+    EXPECT_NE(page.out.find("  0 (required)  original image\n"), std::string::npos);
+    EXPECT_NE(page.out.find("  1  a copy of the input image\n"), std::string::npos);
+    EXPECT_NE(page.out.find("/doc/vimbro/html/utility/PTimerStart/index.html"), std::string::npos);
+
+    SResult params = Orva({"describe", TestNode("Params")});
+    EXPECT_NE(params.out.find("  count (long, default 1)\n      a declared long\n"),
+              std::string::npos);
+    EXPECT_NE(params.out.find("  name (string, default \"x\")"), std::string::npos);
+
+    SResult json = Orva({"describe", "--json", "Sleep"});
+    EXPECT_EQ(json.status, 0);
+    std::unique_ptr<CValue> document = CTextSerializer::FromText(json.out);
+    EXPECT_EQ(document->Map()->EntryLong("parameters/time"), 10);
+    EXPECT_EQ(document->Map()->EntryString("parameters/unit/val/enValues"), "milliseconds,seconds");
+}
+
+TEST(OrvaPipe, TypedAndJsonSettings) {
+    SResult result =
+        Orva({"pipe", TestNode("Params"), "count=7", "scale=3", "flag=true", "name=12", "other=5",
+              "real=2.5", "yes=false", "word=hello", "list:=[1, {\"@double\": 2}]"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    std::unique_ptr<CValue> printed = CTextSerializer::FromText(result.out);
+    const CValue* map = printed->Map()->Entry("0");
+    ASSERT_NE(map, nullptr);
+    struct Case {
+        const char* key;
+        const std::type_info& type;
+        const char* text;
+    } cases[] = {
+        {"count", typeid(CValueLong), "7"},    {"scale", typeid(CValueDouble), "3"},
+        {"flag", typeid(CValueBool), "true"},  {"name", typeid(CValueString), "12"},
+        {"other", typeid(CValueLong), "5"},    {"real", typeid(CValueDouble), "2.5"},
+        {"yes", typeid(CValueBool), "false"},  {"word", typeid(CValueString), "hello"},
+        {"list/1", typeid(CValueDouble), "2"},
+    };
+    for (const Case& c : cases) {
+        const CValue* value = map->Map()->Entry(c.key);
+        ASSERT_NE(value, nullptr) << c.key;
+        EXPECT_EQ(value->Type(), c.type) << c.key;
+        EXPECT_EQ(value->String(), c.text) << c.key;
+    }
+}
+
+TEST(OrvaPipe, OutputZeroFeedsTheNextNode) {
+    SResult result = Orva({"pipe", TestNode("Keeper"), "!", "Sleep", "time=0", "!", "Sleep",
+                           "unit=seconds", "time=0"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    std::unique_ptr<CValue> printed = CTextSerializer::FromText(result.out);
+    const CImage* image = UnwrapPointer<CImage>(printed->Map()->Entry("0"));
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->Size(), CSize(2, 2));
+    EXPECT_EQ(image->Bytes()[0], 5);
+
+    EXPECT_EQ(Orva({"pipe", "--quiet", TestNode("Keeper"), "!", "Sleep", "time=0"}).out, "");
+    SResult timed = Orva({"pipe", "--time", TestNode("Keeper"), "!", "Sleep", "time=0"});
+    EXPECT_NE(timed.err.find("time: Sleep#2 "), std::string::npos) << timed.err;
+}
+
+TEST(OrvaRun, GraphWithTwoInputsRepeatSetAndPrint) {
+    std::string graph = WriteGraph("timers.json", TimerGraph());
+    SResult result = Orva({"run", graph, "--repeat", "3", "--set", "nap.time=0", "--print", "nap:0",
+                           "--print", "keep:2", "--print", "keep:1"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    // TimerStop prints one line per run, then the chosen outputs follow.
+    size_t json = result.out.find('{');
+    ASSERT_NE(json, std::string::npos);
+    std::string lines = result.out.substr(0, json);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 3);
+    EXPECT_EQ(lines.find(" id("), 0u);
+    std::unique_ptr<CValue> printed = CTextSerializer::FromText(result.out.substr(json));
+    EXPECT_NE(UnwrapPointer<CImage>(printed->Map()->Entry("nap:0")), nullptr);
+    EXPECT_EQ(printed->Map()->EntryLong("keep:2"), 2);
+    EXPECT_EQ(printed->Map()->Entry("keep:1")->GenericType(), CValue::VAL_NULL);
+}
+
+TEST(OrvaErrors, ExitStatusAndMessage) {
+    std::string later = WriteGraph("later.json", R"({"nodes": [
+  {"id": "a", "plugin": "Sleep", "inputs": ["b:0"]},
+  {"id": "b", "plugin": "Sleep"}]})");
+    std::string broken = WriteGraph("broken.json", "{\"nodes\": [\n  {\"id\": \"a\",, }\n]}");
+    std::string graph = WriteGraph("timers.json", TimerGraph());
+    struct Case {
+        std::vector<std::string> arguments;
+        int status;
+        std::string message;
+    } cases[] = {
+        {{"pipe", "Sleeep"},
+         2,
+         "orva: unknown node 'Sleeep' in module utility; did you mean Sleep?\n"},
+        {{"pipe", "EnvVar"},
+         2,
+         "orva: node 'EnvVar' has moved: create 'sysutils::EnvVar' instead\n"},
+        {{"pipe", "Sleep", "oops"},
+         2,
+         "orva: malformed setting 'oops': expected KEY=VALUE or KEY:=JSON\n"},
+        {{"pipe", "Sleep", "time=ten"},
+         2,
+         "orva: parameter 'time' takes a long (32-bit integer), not 'ten'\n"},
+        {{"pipe", "Sleep", "time:=[1"},
+         2,
+         "orva: parameter 'time': malformed JSON at line 1, column 2"},
+        {{"run", later},
+         2,
+         "orva: input 0 of node 'a' names 'b', which is not an earlier node of the graph\n"},
+        {{"run", broken}, 2, "orva: " + broken + ": malformed JSON at line 2, column 14"},
+        {{"run", graph, "--set", "nobody.time=1"},
+         2,
+         "orva: --set 'nobody.time=1' names no node of the graph\n"},
+        {{"run", graph, "--repeat", "0"}, 2, "orva: --repeat needs a count of 1 or more\n"},
+        {{"frobnicate"}, 2, "orva: unknown command 'frobnicate'\n"},
+        {{"pipe", "Sleep"}, 1, "error: Sleep: No input on first input pin!\n"},
+        {{"pipe", TestNode("Keeper"), "!", "Sleep", "unit=hours"},
+         1,
+         "error: Sleep: parameter 'unit' must be 'milliseconds' or 'seconds', but it is "
+         "'hours'.\n"},
+    };
+    for (const Case& c : cases) {
+        SResult result = Orva(c.arguments);
+        EXPECT_EQ(result.status, c.status) << c.arguments[0] << " " << c.arguments.back();
+        EXPECT_EQ(result.err.rfind(c.message, 0), 0u) << result.err;
+        if (c.status == 2) {
+            EXPECT_EQ(result.out, "");  // nothing ran
+        }
+    }
+}
+
+TEST(OrvaDoc, HelpPagesWhereTheDocumentsSay) {
+    std::string page =
+        Slurp(std::string(ORVA_BUILD_ROOT) + "/doc/vimbro/html/utility/PTimerStart/index.html");
+    EXPECT_NE(page.find("<h1>TimerStart</h1>"), std::string::npos);
+    EXPECT_NE(page.find("<td>original image</td>"), std::string::npos);
+    std::string index = Slurp(std::string(ORVA_BUILD_ROOT) + "/doc/vimbro/html/utility/index.html");
+    EXPECT_NE(index.find("<a href=\"PSleep/index.html\">Sleep</a>"), std::string::npos);
+}
