@@ -16,13 +16,15 @@ CPluginModule& Module() {
     return CPluginModule::Load(std::string(ORVA_BUILD_ROOT) + "/bin/utility.so");
 }
 
-const char* const UNLISTED[] = {"ExpandBox",           "NormalizeLine", "FindRectangle",
-                                "FindAndCutRectangle", "Merge",         "FillWithValue",
-                                "MeanValueDifference", "DrawCircle",    "HoughCircleTJ"};
-
+// Every name the factory accepts: the listed ones and those it keeps for old graphs.
 std::vector<std::string> AllNames() {
     std::vector<std::string> names = Module().ListPlugins();
-    names.insert(names.end(), std::begin(UNLISTED), std::end(UNLISTED));
+    std::string unlisted = UNLISTED_NODES;
+    for (size_t start = 0; start < unlisted.size();) {
+        size_t comma = std::min(unlisted.find(',', start), unlisted.size());
+        names.push_back(unlisted.substr(start, comma - start));
+        start = comma + 1;
+    }
     return names;
 }
 
