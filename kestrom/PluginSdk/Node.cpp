@@ -183,4 +183,11 @@ std::unique_ptr<CValue> CPNode::PassOnCopy(const CValue* input) {
     return std::make_unique<CValueOwnedPointer<CImage>>(CImageExtraction::Clone(*image));
 }
 
+CValueMap ParameterValues(const CValueMap& setup, const CValueMap& settings) {
+    CValueMap values;
+    if (const CValue* declared = setup.Entry("parameters"); declared && declared->Map()) values = *declared->Map();
+    for (const auto& [key, entry] : settings) values.SetEntry(key, entry->CloneUnique());
+    return values;
+}
+
 }  // namespace ORVA

@@ -134,4 +134,8 @@ class TARSEL_API CPNode : public IPluginObject, public IVectorizable {
     CValueVector m_resultData;
 };
 
+// What a host gives Init: the parameter values a node declares in its setup document, with
+// `settings` laid over them key by key.
+TARSEL_API CValueMap ParameterValues(const CValueMap& setup, const CValueMap& settings = {});
+
 }  // namespace ORVA
