@@ -14,11 +14,7 @@ CNodeRunner::CNodeRunner(const std::string& name, const CValueMap& parameters) {
     if (!m_node) throw CException("bench", "no node " + name);
     CValueMap setup;
     m_node->GetPluginSetup(setup);
-    CValueMap values;
-    if (const CValue* declared = setup.Entry("parameters"); declared && declared->Map())
-        values = *declared->Map();
-    for (const auto& [key, entry] : parameters)
-        values.SetEntry(key, entry->CloneUnique());
+    CValueMap values = ParameterValues(setup, parameters);
     m_node->Init(&values);
     m_node->NodeInit();
 }

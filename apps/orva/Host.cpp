@@ -185,9 +185,7 @@ void ApplySetting(SNode& node, const std::string& setting) {
 }
 
 void Initialise(SNode& node) {
-    CValueMap values;
-    if (const CValue* declared = node.setup.Entry("parameters"); declared && declared->Map())
-        values = *declared->Map();
+    CValueMap values = ParameterValues(node.setup);
     for (const auto& [key, value] : node.settings)
         values.SetEntry(key, value->CloneUnique());
     node.node->Init(&values);

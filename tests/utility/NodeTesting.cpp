@@ -7,11 +7,7 @@ using namespace ORVA;
 void Configure(CPNode& node, const CValueMap& parameters) {
     CValueMap setup;
     node.GetPluginSetup(setup);
-    CValueMap values;
-    if (const CValue* declared = setup.Entry("parameters"); declared && declared->Map())
-        values = *declared->Map();
-    for (const auto& [key, entry] : parameters)
-        values.SetEntry(key, entry->CloneUnique());
+    CValueMap values = ParameterValues(setup, parameters);
     node.Init(&values);
     node.NodeInit();
 }
