@@ -7,6 +7,8 @@
 #include <string>
 
 #include "PSleep.h"
+#include "PStaticImage.h"
+#include "PStaticStorage.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
 
@@ -84,8 +86,8 @@ constexpr SFactoryRow FACTORY[] = {
     {"SelectImage", nullptr, CURRENT, 31},
     {"SelectPixel", nullptr, CURRENT, 32},
     {"StringToImage", nullptr, CURRENT, 33},
-    {"StaticImage", nullptr, CURRENT, 34},
-    {"StaticStorage", nullptr, CURRENT, 35},
+    {"StaticImage", Make<CPStaticImage>, CURRENT, 34},
+    {"StaticStorage", Make<CPStaticStorage>, CURRENT, 35},
     {"ReadMap", nullptr, CURRENT, 44},
     {"RingBuffer", nullptr, CURRENT, 36},
     {"TextSerializer", nullptr, CURRENT, 37},  // CTextSerializerNode("TextSerializerNode")
