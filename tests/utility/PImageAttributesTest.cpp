@@ -96,24 +96,3 @@ TEST(SetImageAttributes, SetsOneAttributeOrReplacesAll) {
         EXPECT_TRUE(image->Attributes().Equal(unchanged)) << c.key;
     }
 }
-
-TEST(SetImageAttributes, DocumentedDefaultsAndMissingValue) {
-    CPSetImageAttributes node;
-    CValueMap setup;
-    node.GetPluginSetup(setup);
-    const CValue* value = setup.Entry("parameters/value");
-    ASSERT_TRUE(value && value->Vector());
-    EXPECT_EQ(value->Vector()->Size(), 1u);
-    EXPECT_EQ(setup.EntryString("parameters/key"), "");
-
-    // Without a "value" parameter the attribute is set to an empty value.
-    std::unique_ptr<CValue> input = AttributedImage();
-    CValueMap parameters;
-    parameters.SetEntry("key", new CValueString("flag"));
-    node.Init(&parameters);
-    node.SetStackInput(0, input.get());
-    node.Run();
-    const CValue* flag = OutputImage(node).Attributes().Entry("flag");
-    ASSERT_NE(flag, nullptr);
-    EXPECT_EQ(flag->GenericType(), CValue::VAL_NULL);
-}

@@ -88,15 +88,6 @@ TEST(StaticStorage, EveryKindSurvivesWriteAndReadInEitherStorage) {
     }
 }
 
-TEST(StaticStorage, ValuesAreRebuiltWithoutTheirMetadata) {
-    CValueLong number(7);
-    number.Meta().SetEntry("unit", new CValueString("px"));
-    Write("meta", &number);
-    std::unique_ptr<CValue> read = Read("meta");
-    EXPECT_TRUE(read->EqualData(number));
-    EXPECT_FALSE(read->HasMeta());
-}
-
 TEST(StaticStorage, TheSecondWriteUnderAKeyWins) {
     CValueLong first(1);
     CValueString second("two");
@@ -105,13 +96,14 @@ TEST(StaticStorage, TheSecondWriteUnderAKeyWins) {
     EXPECT_TRUE(Read("twice")->Equal(CValueString("two")));
 }
 
-TEST(StaticStorage, KeyRules) {
+TEST(StaticStorage, KeyStorageAndModeRules) {
     CValueLong value(1);
     struct Case {
         const char* mode;
         const char* key;
         bool input;
         const char* error;
+        const char* storage = "STATIC";
     } cases[] = {
         {"READ", "", false, "Invalid key ''. Please enter a valid key."},
         {"DELETE", "", false, "Invalid key ''. Please enter a valid key."},
@@ -125,11 +117,12 @@ TEST(StaticStorage, KeyRules) {
         {"WRITE", "given", false, "No value on input 0 to store."},
         {"SHADOW_WRITE", "given", false, "No value on input 0 to store."},
         {"read", "", true,
-         "Invalid mode set. Must be READ, WRITE, DELETE, SHADOW_READ or "
-         "SHADOW_WRITE."},
+         "Invalid mode set. Must be READ, WRITE, DELETE, SHADOW_READ or SHADOW_WRITE."},
+        {"NONSENSE", "k", false, "Invalid storage type set. Must be STATIC or REGISTRY.", "static"},
+        {"NONSENSE", "k", false, "Invalid storage type set. Must be STATIC or REGISTRY.", ""},
     };
     for (const Case& c : cases) {
-        auto node = Storage(c.mode, c.key);
+        auto node = Storage(c.mode, c.key, c.storage);
         if (c.input) node->SetStackInput(0, &value);
         std::string expected = c.error;
         if (expected != "no exception") expected = "StaticStorage | " + expected;
@@ -143,28 +136,12 @@ TEST(StaticStorage, KeyRules) {
     EXPECT_TRUE(node->StackOutput(0)->Equal(value));
 }
 
-TEST(StaticStorage, StorageIsCheckedBeforeTheModeAndExactly) {
-    for (const char* storage : {"static", "Registry", ""}) {
-        auto node = Storage("NONSENSE", "k", storage);
-        EXPECT_EQ(ErrorOf([&] { node->Run(); }),
-                  "Invalid storage type set. Must be STATIC or REGISTRY.")
-            << storage;
-    }
-}
-
 TEST(StaticStorage, StaticAndRegistryAreApart) {
     CValueLong inStatic(1), inRegistry(2);
     Write("apart", &inStatic, "STATIC");
     Write("apart", &inRegistry, "REGISTRY");
     EXPECT_TRUE(Read("apart", "STATIC")->Equal(inStatic));
     EXPECT_TRUE(Read("apart", "REGISTRY")->Equal(inRegistry));
-    // The registry's map is the one entry "tmp/StaticStorage" of the framework's registry.
-    {
-        auto lock = CRegistry::Obj().Lock();
-        const CValue* map = CRegistry::Obj().Entry("tmp/StaticStorage");
-        ASSERT_TRUE(map && map->Map());
-        EXPECT_TRUE(map->Map()->Entry("apart")->Equal(inRegistry));
-    }
     Storage("DELETE", "apart", "REGISTRY")->Run();
     EXPECT_EQ(ErrorOf([] { Read("apart", "REGISTRY"); }), "No value is stored under key 'apart'.");
     EXPECT_TRUE(Read("apart", "STATIC")->Equal(inStatic));
@@ -212,26 +189,4 @@ TEST(StaticStorage, ShadowEntriesKeepOnlyThePointer) {
     EXPECT_EQ(Samples<uint8_t>(*UnwrapPointer<CImage>(read.get())), (std::vector<uint8_t>{7, 8}));
     Storage("CLEAR", "", "STATIC")->Run();
     EXPECT_EQ(Samples<uint8_t>(*UnwrapPointer<CImage>(read.get())), (std::vector<uint8_t>{7, 8}));
-}
-
-TEST(StaticStorage, NodeInitFallsBackToFixedTexts) {
-    CPStaticStorage node;
-    CValueMap setup;
-    node.GetPluginSetup(setup);
-    EXPECT_EQ(setup.EntryString("parameters/key"), "");
-    EXPECT_EQ(setup.EntryString("parameters/mode/val/enValues"),
-              "READ, WRITE, DELETE, CLEAR, SHADOW_READ, SHADOW_WRITE");
-    CValueMap parameters;
-    parameters.SetEntry("mode", new CValueString("WRITE"));
-    parameters.SetEntry("storage", new CValueString("REGISTRY"));
-    node.Init(&parameters);
-    node.NodeInit();
-    CValueMap empty;
-    node.Init(&empty);
-    node.NodeInit();
-    CValueMap after;
-    node.GetPluginSetup(after);
-    EXPECT_EQ(after.EntryString("parameters/mode"), "READ");
-    EXPECT_EQ(after.EntryString("parameters/key"), "READ");  // the mode's text, as designed
-    EXPECT_EQ(after.EntryString("parameters/storage"), "STATIC");
 }
