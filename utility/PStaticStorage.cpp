@@ -134,6 +134,7 @@ void CPStaticStorage::Apply(CValueMap& map, const CValue* input) {
         try {
             copy = CopyByKind(entry);
         } catch (const std::bad_alloc&) {
+            // the output is left empty
         }
         SetStackOutput(0, std::move(copy));
     } else if (m_mode == "DELETE") {
