@@ -6,7 +6,13 @@
 #include <new>
 #include <string>
 
+#include "PAddMetaData.h"
+#include "PGetImageAttributes.h"
+#include "PImageInfo.h"
+#include "PSetImageAttributes.h"
 #include "PSleep.h"
+#include "PStaticImage.h"
+#include "PStaticStorage.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
 
@@ -46,7 +52,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"ExpandBox", nullptr, DEPRECATED, -1},
     {"ReplaceValue", nullptr, CURRENT, 5},
     {"ReplaceNonFinite", nullptr, CURRENT, 6},
-    {"ImageInfo", nullptr, CURRENT, 7},
+    {"ImageInfo", Make<CPImageInfo>, CURRENT, 7},
     {"MutualInformation", nullptr, CURRENT, 8},
     {"Projection", nullptr, CURRENT, 9},
     {"NormalizeLine", nullptr, DEPRECATED, -1},
@@ -84,16 +90,16 @@ constexpr SFactoryRow FACTORY[] = {
     {"SelectImage", nullptr, CURRENT, 31},
     {"SelectPixel", nullptr, CURRENT, 32},
     {"StringToImage", nullptr, CURRENT, 33},
-    {"StaticImage", nullptr, CURRENT, 34},
-    {"StaticStorage", nullptr, CURRENT, 35},
+    {"StaticImage", Make<CPStaticImage>, CURRENT, 34},
+    {"StaticStorage", Make<CPStaticStorage>, CURRENT, 35},
     {"ReadMap", nullptr, CURRENT, 44},
     {"RingBuffer", nullptr, CURRENT, 36},
     {"TextSerializer", nullptr, CURRENT, 37},  // CTextSerializerNode("TextSerializerNode")
-    {"AddMetaData", nullptr, CURRENT, 45},
+    {"AddMetaData", Make<CPAddMetaData>, CURRENT, 45},
     {"SamplePoints", nullptr, CURRENT, 46},
     {"Histogram2d", nullptr, CURRENT, 47},
-    {"GetImageAttributes", nullptr, CURRENT, 48},
-    {"SetImageAttributes", nullptr, CURRENT, 49},
+    {"GetImageAttributes", Make<CPGetImageAttributes>, CURRENT, 48},
+    {"SetImageAttributes", Make<CPSetImageAttributes>, CURRENT, 49},
     {"GetCoordinates", nullptr, CURRENT, 50},
     {"StringManipulation", nullptr, CURRENT, 38},
     {"PixelLabel", nullptr, CURRENT, 39},

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "NodeSupport.h"
+
+namespace ORVA {
+
+// Sets one attribute, or replaces all of them, on a copy of an image. The parameters are
+// read from the parameter map on every run, so the node keeps no members.
+class CPSetImageAttributes : public CPNode {
+  public:
+    void GetPluginSetup(CValueMap& setup) override;
+    void NodeInit() override {}
+    void Run() override;
+};
+
+}  // namespace ORVA

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "NodeSupport.h"
+
+namespace ORVA {
+
+// One IMAGE_GREY_F image shared by every node of the process and kept between runs.
+class CPStaticImage : public CPNode {
+  public:
+    CPStaticImage();
+    void GetPluginSetup(CValueMap& setup) override;
+    void NodeInit() override;
+    void Run() override;
+
+  private:
+    std::string m_mode;
+};
+
+}  // namespace ORVA

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "NodeSupport.h"
+
+namespace ORVA {
+
+// A keyed map of values shared by every node of the process and kept between runs: the
+// module's own map ("STATIC") or one held by the framework's registry ("REGISTRY"), which
+// outlives the module.
+class CPStaticStorage : public CPNode {
+  public:
+    CPStaticStorage();
+    void GetPluginSetup(CValueMap& setup) override;
+    void NodeInit() override;
+    void Run() override;
+
+    // A new value of the kind of `value` with its content: images deep-copied into a new
+    // owning value, maps and vectors cloned, scalars rebuilt. Other kinds throw.
+    static std::unique_ptr<CValue> CopyByKind(const CValue& value);
+
+  private:
+    // Carries out the mode on `map`, whose lock the caller holds.
+    void Apply(CValueMap& map, const CValue* input);
+
+    std::string m_mode;
+    std::string m_key;
+    std::string m_storage;
+};
+
+}  // namespace ORVA
