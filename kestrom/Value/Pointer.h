@@ -66,9 +66,7 @@ bool ObjectsEqual(const T& a, const T& b) {
 template <class T>
 class CValuePointer : public CValuePointerBase {
   public:
-    explicit CValuePointer(T* object = nullptr, bool owning = false) : m_object(object) {
-        if (owning && object) m_owner.reset(object, Impl::ReleasableDelete<T>{});
-    }
+    explicit CValuePointer(T* object = nullptr, bool owning = false);
     explicit CValuePointer(std::unique_ptr<T> object) : CValuePointer(object.release(), true) {}
 
     T* Get() const noexcept { return m_object; }
@@ -120,23 +118,34 @@ class CValuePointer : public CValuePointerBase {
     }
 
   protected:
-    void Assign(const CValuePointer<T>& source, int ownership) {
-        bool copy = source.m_object && (ownership == OWNERSHIP_DEEP ||
-                                        (ownership == OWNERSHIP_DEFAULT && source.Owns()));
-        if (copy) {
-            std::unique_ptr<T> object(Impl::CopyObject(*source.m_object));
-            m_owner.reset(object.get(), Impl::ReleasableDelete<T>{});
-            m_object = object.release();
-        } else {
-            m_owner = source.m_owner;
-            m_object = source.m_object;
-        }
-    }
+    void Assign(const CValuePointer<T>& source, int ownership);
 
   private:
     T* m_object;
     std::shared_ptr<T> m_owner;
 };
+
+// Defined out of the class, so that the explicit instantiations in the framework library
+// (CImage and CValueVector) make the owner's reference count and deleter: a value a module
+// made then stays usable after the module is unloaded.
+template <class T>
+CValuePointer<T>::CValuePointer(T* object, bool owning) : m_object(object) {
+    if (owning && object) m_owner.reset(object, Impl::ReleasableDelete<T>{});
+}
+
+template <class T>
+void CValuePointer<T>::Assign(const CValuePointer<T>& source, int ownership) {
+    bool copy = source.m_object &&
+                (ownership == OWNERSHIP_DEEP || (ownership == OWNERSHIP_DEFAULT && source.Owns()));
+    if (copy) {
+        std::unique_ptr<T> object(Impl::CopyObject(*source.m_object));
+        m_owner.reset(object.get(), Impl::ReleasableDelete<T>{});
+        m_object = object.release();
+    } else {
+        m_owner = source.m_owner;
+        m_object = source.m_object;
+    }
+}
 
 // A pointer value that owns its object (flag 1, the only one the modules pass).
 template <class T>

@@ -80,3 +80,14 @@ TEST(PluginModule, LoadsOnceAndListsItsNodes) {
     EXPECT_GT(loaded, 1'700'000'000);
     EXPECT_LE(loaded, static_cast<int64_t>(std::time(nullptr)));
 }
+
+TEST(PluginModule, ValuesAModuleMadeOutliveItsUnloading) {
+    value_list out = RunPlugin(value(Modules() + "/testmodule::Maker"));
+    ASSERT_EQ(out.size(), 1u);
+    std::unique_ptr<CValue> shared = out[0]->CloneUnique(OWNERSHIP_SHALLOW);
+    ASSERT_TRUE(CPluginModule::Unload(Modules() + "/testmodule.so"));
+    EXPECT_EQ(UnwrapPointer<CImage>(shared.get())->Size(), CSize(3, 1));
+    out.clear();
+    shared.reset();  // the last owner frees the image with the framework's code
+    EXPECT_FALSE(CPluginModule::Unload(Modules() + "/testmodule.so"));
+}

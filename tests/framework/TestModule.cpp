@@ -51,6 +51,18 @@ class CPKeeper : public CPNode {
     std::unique_ptr<CImage> m_image;
 };
 
+// Output 0: an image value made by this module's code.
+class CPMaker : public CPNode {
+  public:
+    void GetPluginSetup(CValueMap& setup) override {
+        CSetupDocument("Image", "Utility", "Maker").WriteTo(setup);
+    }
+    void Run() override {
+        SetStackOutput(
+            0, new CValueOwnedPointer<CImage>(std::make_unique<CImage>(IMAGE_GREY_8, CSize(3, 1))));
+    }
+};
+
 // Output 0: a copy of the node's parameter map, as the host set it.
 class CPParams : public CPNode {
   public:
@@ -86,6 +98,7 @@ __attribute__((visibility("default"))) CPNode* CreatePluginInstanceEx(const char
     if (std::strcmp(name, "Echo") == 0) return new CPEcho();
     if (std::strcmp(name, "Keeper") == 0) return new CPKeeper();
     if (std::strcmp(name, "Params") == 0) return new CPParams();
+    if (std::strcmp(name, "Maker") == 0) return new CPMaker();
     if (std::strcmp(name, "Moved") == 0)
         throw CExPluginRelocation("testmodule::Moved", "elsewhere::Moved");
     return nullptr;
