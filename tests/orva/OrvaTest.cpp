@@ -32,8 +32,11 @@ std::string Slurp(const std::string& path) {
 
 // Runs orva with `arguments`; `unsetRoot` runs it without ORVADIR in its environment.
 SResult Orva(std::vector<std::string> arguments, bool unsetRoot = false) {
-    std::string directory = testing::TempDir();
-    std::string out = directory + "orva-out.txt", err = directory + "orva-err.txt";
+    // Tests run in parallel processes: each run writes files of its own.
+    static int calls = 0;
+    std::string stem =
+        testing::TempDir() + "orva-" + std::to_string(getpid()) + "-" + std::to_string(++calls);
+    std::string out = stem + "-out.txt", err = stem + "-err.txt";
     std::string program = std::string(ORVA_BUILD_ROOT) + "/bin/orva";
     std::vector<char*> argv{program.data()};
     for (std::string& argument : arguments)
@@ -54,8 +57,11 @@ SResult Orva(std::vector<std::string> arguments, bool unsetRoot = false) {
     if (spawned != 0) return {-1, "", "cannot start orva"};
     int status = 0;
     waitpid(pid, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), Slurp(out),
-            Slurp(err)};
+    SResult result{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), Slurp(out),
+                   Slurp(err)};
+    std::remove(out.c_str());
+    std::remove(err.c_str());
+    return result;
 }
 
 std::string TestNode(const std::string& name) {
@@ -63,7 +69,7 @@ std::string TestNode(const std::string& name) {
 }
 
 std::string WriteGraph(const std::string& name, const std::string& text) {
-    std::string path = testing::TempDir() + name;
+    std::string path = testing::TempDir() + std::to_string(getpid()) + "-" + name;
     std::ofstream(path) << text;
     return path;
 }
