@@ -8,6 +8,7 @@
 
 #include "PAddMetaData.h"
 #include "PGetImageAttributes.h"
+#include "PHough.h"
 #include "PImageInfo.h"
 #include "PSetImageAttributes.h"
 #include "PSleep.h"
@@ -60,7 +61,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"FindAndCutRectangle", nullptr, DEPRECATED, -1},
     {"Labeling", nullptr, CURRENT, 10},
     {"Merge", nullptr, DEPRECATED, -1},
-    {"Hough", nullptr, CURRENT, 11},
+    {"Hough", Make<CPHough>, CURRENT, 11},
     {"PaintMarks", nullptr, CURRENT, 12},
     {"ReadASCII", nullptr, CURRENT, 13},
     {"SaveASCII", nullptr, CURRENT, 42},      // CPSaveASCII in file mode
