@@ -10,6 +10,7 @@
 #include "PGetImageAttributes.h"
 #include "PHough.h"
 #include "PImageInfo.h"
+#include "PRadon.h"
 #include "PSetImageAttributes.h"
 #include "PSleep.h"
 #include "PStaticImage.h"
@@ -73,7 +74,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"SampleLine", nullptr, CURRENT, 18},
     {"RayMaximum", nullptr, CURRENT, 20},
     {"RayMinimum", nullptr, CURRENT, 21},
-    {"Radon", nullptr, CURRENT, 19},
+    {"Radon", Make<CPRadon>, CURRENT, 19},
     {"SaveImage", nullptr, CURRENT, 43},
     {"FillWithValue", nullptr, DEPRECATED, -1},
     {"MeanValueDifference", nullptr, DEPRECATED, -1},
