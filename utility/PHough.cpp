@@ -29,9 +29,13 @@ bool LineIndex(float q, int64_t half, int64_t count, int64_t& index) {
 }
 
 // Column offsets trunc(width * r / distance) of the points (xs, ys) at one angle. The clamp
-// only bounds the conversion: |W * r / D| stays below W / 2 plus rounding.
-void ForwardColumns(const float* xs, const float* ys, size_t count, float s, float c, float width,
-                    float distance, int32_t* columns) {
+// only bounds the conversion: |W * r / D| stays below W / 2 plus rounding. Each lane does the
+// same single-precision operations (no contraction), so the wider clone gives the same bits.
+__attribute__((target_clones("avx2", "default"))) void ForwardColumns(const float* xs,
+                                                                      const float* ys, size_t count,
+                                                                      float s, float c, float width,
+                                                                      float distance,
+                                                                      int32_t* columns) {
     constexpr float LIMIT = 2147483520.0f;  // the largest float below 2^31
     for (size_t i = 0; i < count; ++i) {
         float r = xs[i] * c + ys[i] * s;
