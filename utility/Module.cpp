@@ -8,7 +8,9 @@
 
 #include "PAddMetaData.h"
 #include "PGetImageAttributes.h"
+#include "PHough.h"
 #include "PImageInfo.h"
+#include "PRadon.h"
 #include "PSetImageAttributes.h"
 #include "PSleep.h"
 #include "PStaticImage.h"
@@ -60,7 +62,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"FindAndCutRectangle", nullptr, DEPRECATED, -1},
     {"Labeling", nullptr, CURRENT, 10},
     {"Merge", nullptr, DEPRECATED, -1},
-    {"Hough", nullptr, CURRENT, 11},
+    {"Hough", Make<CPHough>, CURRENT, 11},
     {"PaintMarks", nullptr, CURRENT, 12},
     {"ReadASCII", nullptr, CURRENT, 13},
     {"SaveASCII", nullptr, CURRENT, 42},      // CPSaveASCII in file mode
@@ -72,7 +74,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"SampleLine", nullptr, CURRENT, 18},
     {"RayMaximum", nullptr, CURRENT, 20},
     {"RayMinimum", nullptr, CURRENT, 21},
-    {"Radon", nullptr, CURRENT, 19},
+    {"Radon", Make<CPRadon>, CURRENT, 19},
     {"SaveImage", nullptr, CURRENT, 43},
     {"FillWithValue", nullptr, DEPRECATED, -1},
     {"MeanValueDifference", nullptr, DEPRECATED, -1},
