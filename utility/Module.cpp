@@ -7,10 +7,16 @@
 #include <string>
 
 #include "PAddMetaData.h"
+#include "PCurveIndex.h"
+#include "PDrawCircle.h"
+#include "PDrawString.h"
 #include "PGetImageAttributes.h"
 #include "PHough.h"
 #include "PImageInfo.h"
+#include "PPaintMarks.h"
 #include "PRadon.h"
+#include "PSampleLine.h"
+#include "PSamplePoints.h"
 #include "PSetImageAttributes.h"
 #include "PSleep.h"
 #include "PStaticImage.h"
@@ -48,7 +54,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"ConvertType", nullptr, CURRENT, 0},
     {"Sleep", Make<CPSleep>, CURRENT, 40},
     {"Normalize", nullptr, CURRENT, 1},
-    {"CurveIndex", nullptr, CURRENT, 2},
+    {"CurveIndex", Make<CPCurveIndex>, CURRENT, 2},
     {"ReadImage", nullptr, CURRENT, 3},
     {"CopyImage", nullptr, CURRENT, 4},
     {"ExpandBox", nullptr, DEPRECATED, -1},
@@ -63,15 +69,15 @@ constexpr SFactoryRow FACTORY[] = {
     {"Labeling", nullptr, CURRENT, 10},
     {"Merge", nullptr, DEPRECATED, -1},
     {"Hough", Make<CPHough>, CURRENT, 11},
-    {"PaintMarks", nullptr, CURRENT, 12},
+    {"PaintMarks", Make<CPPaintMarks>, CURRENT, 12},
     {"ReadASCII", nullptr, CURRENT, 13},
     {"SaveASCII", nullptr, CURRENT, 42},      // CPSaveASCII in file mode
     {"ImageToString", nullptr, CURRENT, 41},  // CPSaveASCII in string mode
     {"Statistics", nullptr, CURRENT, 15},
     {"BoundingBox", nullptr, CURRENT, 14},
-    {"DrawString", nullptr, CURRENT, 16},
+    {"DrawString", Make<CPDrawString>, CURRENT, 16},
     {"Histogram", nullptr, CURRENT, 17},
-    {"SampleLine", nullptr, CURRENT, 18},
+    {"SampleLine", Make<CPSampleLine>, CURRENT, 18},
     {"RayMaximum", nullptr, CURRENT, 20},
     {"RayMinimum", nullptr, CURRENT, 21},
     {"Radon", Make<CPRadon>, CURRENT, 19},
@@ -86,7 +92,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"TimerStop", Make<CPTimerStop>, CURRENT, 27},
     {"FindMax", nullptr, CURRENT, 28},
     {"FindBalancePoint", nullptr, CURRENT, 30},
-    {"DrawCircle", nullptr, DEPRECATED, -1, "We recommend to use Data::Circle instead!"},
+    {"DrawCircle", Make<CPDrawCircle>, DEPRECATED, -1, "We recommend to use Data::Circle instead!"},
     {"HoughCircle", nullptr, CURRENT, 29},
     {"HoughCircleTJ", nullptr, ALTERNATIVE, -1},  // CPTJHoughCircle
     {"SelectImage", nullptr, CURRENT, 31},
@@ -98,7 +104,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"RingBuffer", nullptr, CURRENT, 36},
     {"TextSerializer", nullptr, CURRENT, 37},  // CTextSerializerNode("TextSerializerNode")
     {"AddMetaData", Make<CPAddMetaData>, CURRENT, 45},
-    {"SamplePoints", nullptr, CURRENT, 46},
+    {"SamplePoints", Make<CPSamplePoints>, CURRENT, 46},
     {"Histogram2d", nullptr, CURRENT, 47},
     {"GetImageAttributes", Make<CPGetImageAttributes>, CURRENT, 48},
     {"SetImageAttributes", Make<CPSetImageAttributes>, CURRENT, 49},
