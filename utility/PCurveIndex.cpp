@@ -96,7 +96,7 @@ class CTracer {
         row[2] = static_cast<float>(x);
         row[3] = static_cast<float>(y);
         row[4] = static_cast<float>(length);
-        m_indices[y * m_width + x] = index;
+        if (m_indices) m_indices[y * m_width + x] = index;
         // A neighbour left with one open neighbour or none has become the end of what remains.
         for (int k = 0; k < 8; ++k)
             if (Neighbour(p, k, true) && Degree(p + m_steps[k], true) <= 1)
@@ -164,10 +164,12 @@ void CPCurveIndex::Run() {
     for (uint8_t m : mask)
         pixels += m;
     std::unique_ptr<CImage> table = MakeTable(5, pixels);
-    auto indices = std::make_unique<CImage>(IMAGE_GREY_F, CSize(input->Size().x, input->Size().y));
-    TraceCurves(mask, width, table->Data<float>(), indices->Data<float>());
+    std::unique_ptr<CImage> indices;
+    if (HasStackOutput(1))
+        indices = std::make_unique<CImage>(IMAGE_GREY_F, CSize(input->Size().x, input->Size().y));
+    TraceCurves(mask, width, table->Data<float>(), indices ? indices->Data<float>() : nullptr);
     SetStackOutput(0, OwnedImage(std::move(table)));
-    if (HasStackOutput(1)) SetStackOutput(1, OwnedImage(std::move(indices)));
+    if (indices) SetStackOutput(1, OwnedImage(std::move(indices)));
 }
 
 int64_t TraceCurves(std::vector<uint8_t>& mask, int64_t width, float* table, float* indices) {

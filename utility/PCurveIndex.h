@@ -33,7 +33,8 @@ std::vector<uint8_t> CurveMask(const T* plane, int64_t width, int64_t height) {
 // Traces every curve of `mask`, a CurveMask of a plane `width` wide (it is used as working
 // state), and writes one row (curve, index, x, y, arc length) per curve pixel to `table`, 5 x
 // the number of curve pixels floats, in the order of tracing, and each pixel's index to
-// `indices`, the plane's pixels, which start at 0. Returns the number of curves.
+// `indices` (unless it is null), the plane's pixels, which start at 0. Returns the number of
+// curves.
 int64_t TraceCurves(std::vector<uint8_t>& mask, int64_t width, float* table, float* indices);
 
 }  // namespace ORVA

@@ -42,7 +42,8 @@ void CPSampleLine::GetPluginSetup(CValueMap& setup) {
     doc.Parameter("x1", m_x1, "column of the end").Type("double or long");
     doc.Parameter("y1", m_y1, "row of the end").Type("double or long");
     doc.Parameter("count", m_count, "number of samples; 0 for one per pixel of length plus one");
-    doc.Parameter("interpolation", m_interpolation, "BILINEAR or NEAREST")
+    doc.Parameter("interpolation", m_interpolation,
+                  "how values between pixel centres are read: BILINEAR or NEAREST")
         .Values("BILINEAR, NEAREST");
     doc.Parameter("outside_value", m_outsideValue, "value of samples outside the image")
         .Type("double or long");

@@ -33,7 +33,8 @@ void CPSamplePoints::GetPluginSetup(CValueMap& setup) {
         "A point outside the image takes outside_value: for NEAREST when its nearest pixel lies "
         "outside, for BILINEAR when it lies beyond the outermost pixel centres; so do points "
         "with a coordinate that is not finite. Values are computed in double precision.");
-    doc.Parameter("interpolation", m_interpolation, "BILINEAR or NEAREST")
+    doc.Parameter("interpolation", m_interpolation,
+                  "how values between pixel centres are read: BILINEAR or NEAREST")
         .Values("BILINEAR, NEAREST");
     doc.Parameter("outside_value", m_outsideValue, "value of points outside the image")
         .Type("double or long");
