@@ -3,7 +3,106 @@
 #include <cstring>
 #include <iostream>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 namespace ORVA {
+
+namespace ConvertTypeKernel {
+
+// RoundToByte written with vector instructions: the compiler does not vectorise the scalar
+// loop (it splits it at the replacement of out-of-range values), and float to byte is the
+// conversion graphs use most.
+#if defined(__x86_64__)
+
+namespace {
+
+// The truncating conversion gives the smallest integer for NaN and out-of-range values; those
+// lanes (and -2^31 itself, which rounds out of range) are set to 0 at the end.
+inline __m128i RoundToByte4(const float* in) {
+    const __m128 value = _mm_loadu_ps(in);
+    __m128i rounded = _mm_cvttps_epi32(value);
+    const __m128i invalid = _mm_cmpeq_epi32(rounded, _mm_set1_epi32(INT32_MIN));
+    const __m128 fraction = _mm_sub_ps(value, _mm_cvtepi32_ps(rounded));
+    // Comparisons give -1 in the lanes where they hold.
+    rounded = _mm_sub_epi32(rounded, _mm_castps_si128(_mm_cmpge_ps(fraction, _mm_set1_ps(0.5f))));
+    rounded = _mm_add_epi32(rounded, _mm_castps_si128(_mm_cmple_ps(fraction, _mm_set1_ps(-0.5f))));
+    return _mm_andnot_si128(invalid, _mm_and_si128(rounded, _mm_set1_epi32(0xFF)));
+}
+
+__attribute__((target("avx2"))) inline __m256i RoundToByte8(const float* in) {
+    const __m256 value = _mm256_loadu_ps(in);
+    __m256i rounded = _mm256_cvttps_epi32(value);
+    const __m256i invalid = _mm256_cmpeq_epi32(rounded, _mm256_set1_epi32(INT32_MIN));
+    const __m256 fraction = _mm256_sub_ps(value, _mm256_cvtepi32_ps(rounded));
+    rounded = _mm256_sub_epi32(
+        rounded, _mm256_castps_si256(_mm256_cmp_ps(fraction, _mm256_set1_ps(0.5f), _CMP_GE_OQ)));
+    rounded = _mm256_add_epi32(
+        rounded, _mm256_castps_si256(_mm256_cmp_ps(fraction, _mm256_set1_ps(-0.5f), _CMP_LE_OQ)));
+    return _mm256_andnot_si256(invalid, _mm256_and_si256(rounded, _mm256_set1_epi32(0xFF)));
+}
+
+// Results larger than this bypass the cache on their way to memory: they would not stay in it,
+// and writing around it saves reading each line before it is overwritten.
+constexpr int64_t STREAMING_BYTES = int64_t(1) << 20;
+
+__attribute__((target("avx2"))) void FloatToByteAvx2(const float* in, uint8_t* out, int64_t n) {
+    int64_t i = 0;
+    const bool stream = n >= STREAMING_BYTES;
+    for (; stream && i < n && reinterpret_cast<uintptr_t>(out + i) % 32 != 0; ++i)
+        out[i] = RoundToByte(in[i]);
+    for (; i + 32 <= n; i += 32) {
+        // The lanes hold 0 to 255, so the saturating packs keep them; they pack within 128-bit
+        // halves, which the permutation puts back in order.
+        const __m256i ab = _mm256_packs_epi32(RoundToByte8(in + i), RoundToByte8(in + i + 8));
+        const __m256i cd = _mm256_packs_epi32(RoundToByte8(in + i + 16), RoundToByte8(in + i + 24));
+        const __m256i bytes = _mm256_permutevar8x32_epi32(
+            _mm256_packus_epi16(ab, cd), _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+        if (stream)
+            _mm256_stream_si256(reinterpret_cast<__m256i*>(out + i), bytes);
+        else
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), bytes);
+    }
+    if (stream) _mm_sfence();
+    FloatToByteBaseline(in + i, out + i, n - i);
+}
+
+}  // namespace
+
+void FloatToByteBaseline(const float* in, uint8_t* out, int64_t n) {
+    int64_t i = 0;
+    for (; i + 16 <= n; i += 16) {
+        const __m128i ab = _mm_packs_epi32(RoundToByte4(in + i), RoundToByte4(in + i + 4));
+        const __m128i cd = _mm_packs_epi32(RoundToByte4(in + i + 8), RoundToByte4(in + i + 12));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(ab, cd));
+    }
+    for (; i < n; ++i)
+        out[i] = RoundToByte(in[i]);
+}
+
+void FloatToByte(const float* in, uint8_t* out, int64_t n) {
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    if (avx2)
+        FloatToByteAvx2(in, out, n);
+    else
+        FloatToByteBaseline(in, out, n);
+}
+
+#else
+
+void FloatToByteBaseline(const float* in, uint8_t* out, int64_t n) {
+    for (int64_t i = 0; i < n; ++i)
+        out[i] = RoundToByte(in[i]);
+}
+
+void FloatToByte(const float* in, uint8_t* out, int64_t n) {
+    FloatToByteBaseline(in, out, n);
+}
+
+#endif
+
+}  // namespace ConvertTypeKernel
 
 namespace {
 

@@ -36,17 +36,27 @@ class CPConvertType : public CPNode {
 namespace ConvertTypeKernel {
 
 // Round half away from zero, truncate to 32 bits, keep the low byte: 300.4 gives 44, -1 gives
-// 255, NaN and values beyond the 32-bit range give 0. Exact in double.
+// 255, NaN and values beyond the 32-bit range give 0. The result is that of v + 0.5 (v - 0.5
+// below zero) computed exactly and truncated, but worked out in float and 32-bit integers:
+// truncate, then step away from zero when the fraction, which float holds exactly, is at least
+// one half. Out-of-range values are first replaced by -2^31, whose low byte is 0.
+constexpr float ROUND_LIMIT = 2147483648.0f;
+
 inline uint8_t RoundToByte(float value) {
-    double v = value;
-    v = value >= 0.0f ? v + 0.5 : v - 0.5;
-    return static_cast<uint8_t>(TruncateToInteger<int32_t>(v));
+    const bool inRange = (value >= -ROUND_LIMIT) & (value < ROUND_LIMIT);
+    const float v = inRange ? value : -ROUND_LIMIT;
+    int32_t rounded = static_cast<int32_t>(v);
+    const float fraction = v - static_cast<float>(rounded);
+    rounded += fraction >= 0.5f ? 1 : 0;
+    rounded -= fraction <= -0.5f ? 1 : 0;
+    return static_cast<uint8_t>(rounded);
 }
 
-inline void FloatToByte(const float* in, uint8_t* out, int64_t n) {
-    for (int64_t i = 0; i < n; ++i)
-        out[i] = RoundToByte(in[i]);
-}
+// RoundToByte of n samples, with the widest vector unit the processor has (the results are the
+// same bit for bit).
+void FloatToByte(const float* in, uint8_t* out, int64_t n);
+// The same with the vector unit every x86-64 processor has; for tests of both paths.
+void FloatToByteBaseline(const float* in, uint8_t* out, int64_t n);
 
 // Samples of two bytes; without `swap` the first byte in memory is the most significant one.
 inline void Grey16ToFloat(const uint8_t* in, float* out, int64_t n, bool swap) {

@@ -17,7 +17,9 @@ inline I TruncateToInteger(F value) {
     constexpr F low = static_cast<F>(std::numeric_limits<I>::min());  // -2^31 or -2^63, exact
     // Values in (low - 1, low) truncate to the smallest integer as well, so `low` may be
     // included and everything below it excluded.
-    F safe = value >= low && value < -low ? value : low;
+    // Both comparisons are made (no short circuit) so that the select needs no branch.
+    const bool inRange = (value >= low) & (value < -low);
+    F safe = inRange ? value : low;
     return static_cast<I>(safe);
 }
 

@@ -1,5 +1,6 @@
 #include "PConvertType.h"
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 
@@ -54,6 +55,39 @@ TEST(ConvertType, FloatToByteRoundsAndWraps) {
     // The same rule for every float of an interleaved colour image.
     EXPECT_EQ(Converted<float>(IMAGE_RGB_FI, {300.4f, -1.0f, 0.5f}, "IMAGE_RGB_8I"),
               (std::vector<uint8_t>{44, 255, 1}));
+}
+
+TEST(ConvertType, VectorRoundingEqualsTheExactFormula) {
+    // v + 0.5 (v - 0.5 below zero) in double, truncated to 32 bits, low byte; 0 out of range.
+    auto exact = [](float value) -> uint8_t {
+        double v = value >= 0.0f ? double(value) + 0.5 : double(value) - 0.5;
+        if (!(v >= -2147483648.0 && v < 2147483648.0)) return 0;
+        return static_cast<uint8_t>(static_cast<int32_t>(v));
+    };
+    // Bit patterns spread over every float, and the neighbourhoods of the halves and limits.
+    std::vector<float> in;
+    for (uint64_t bits = 0; bits < (uint64_t(1) << 32); bits += 4093)
+        in.push_back(std::bit_cast<float>(static_cast<uint32_t>(bits)));
+    for (float centre : {0.5f, 1.5f, 2.5f, 8388608.0f, 16777216.0f, 2147483648.0f})
+        for (float sign : {1.0f, -1.0f}) {
+            float v = sign * centre;
+            for (int k = 0; k < 40; ++k)
+                v = std::nextafter(v, -INFINITY);
+            for (int k = 0; k < 80; ++k, v = std::nextafter(v, INFINITY))
+                in.push_back(v);
+        }
+    // Sizes that leave tails for the scalar loop, and a large run that streams.
+    for (size_t length : {in.size(), in.size() - 7, size_t(1) << 20}) {
+        std::vector<uint8_t> vector(length), baseline(length);
+        ConvertTypeKernel::FloatToByte(in.data(), vector.data(), static_cast<int64_t>(length));
+        ConvertTypeKernel::FloatToByteBaseline(in.data(), baseline.data(),
+                                               static_cast<int64_t>(length));
+        for (size_t i = 0; i < length; ++i) {
+            ASSERT_EQ(vector[i], exact(in[i])) << in[i];
+            ASSERT_EQ(baseline[i], exact(in[i])) << in[i];
+            ASSERT_EQ(ConvertTypeKernel::RoundToByte(in[i]), exact(in[i])) << in[i];
+        }
+    }
 }
 
 TEST(ConvertType, EveryRuleOfTheTable) {
