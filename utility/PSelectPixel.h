@@ -35,8 +35,12 @@ struct SConstant {
 // Sources are copied as raw bits of their width.
 template <class C, class T, class Then, class Else>
 void Select(const C* cond, Then then, Else otherwise, T* out, int64_t n) {
-    for (int64_t i = 0; i < n; ++i)
-        out[i] = cond[i] != C(0) ? then[i] : otherwise[i];
+    for (int64_t i = 0; i < n; ++i) {
+        // Both sources are read, so that the choice needs no branch.
+        const T a = then[i];
+        const T b = otherwise[i];
+        out[i] = cond[i] != C(0) ? a : b;
+    }
 }
 
 // The constant of a source without image, as the raw sample of width sizeof(U): a float for
