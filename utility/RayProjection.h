@@ -24,20 +24,30 @@ inline T Winner(T v, T m) {
         return v < m ? v : m;
 }
 
-// out[i] = the winner over z of in[i + z * plane], z = 0 first. Works in blocks of the plane
-// so that the running values stay in the cache while the planes stream past.
+// out[i] = the winner over z of in[i + z * plane], z = 0 first. The planes stream past in
+// memory order, four per pass over the result, each ray still taking them in order of z.
 template <EnRay Kind, class T>
 void Project(const T* in, T* out, int64_t plane, int64_t depth) {
-    constexpr int64_t BLOCK = 16384 / sizeof(T);
-    for (int64_t start = 0; start < plane; start += BLOCK) {
-        const int64_t length = std::min(BLOCK, plane - start);
-        T* block = out + start;
-        std::copy(in + start, in + start + length, block);
-        for (int64_t z = 1; z < depth; ++z) {
-            const T* ray = in + z * plane + start;
-            for (int64_t i = 0; i < length; ++i)
-                block[i] = Winner<Kind>(ray[i], block[i]);
+    std::copy(in, in + plane, out);
+    int64_t z = 1;
+    for (; z + 4 <= depth; z += 4) {
+        const T* p0 = in + z * plane;
+        const T* p1 = p0 + plane;
+        const T* p2 = p1 + plane;
+        const T* p3 = p2 + plane;
+        for (int64_t i = 0; i < plane; ++i) {
+            T m = out[i];
+            m = Winner<Kind>(p0[i], m);
+            m = Winner<Kind>(p1[i], m);
+            m = Winner<Kind>(p2[i], m);
+            m = Winner<Kind>(p3[i], m);
+            out[i] = m;
         }
+    }
+    for (; z < depth; ++z) {
+        const T* p = in + z * plane;
+        for (int64_t i = 0; i < plane; ++i)
+            out[i] = Winner<Kind>(p[i], out[i]);
     }
 }
 

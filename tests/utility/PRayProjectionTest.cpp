@@ -51,9 +51,9 @@ TEST(RayProjection, ExtremesAlongZ) {
     EXPECT_EQ((Projected<CPRayMinimum>(IMAGE_GREY_8, CSize(3, 1), U8{4, 5, 6})), (U8{4, 5, 6}));
 }
 
-TEST(RayProjection, BlocksEqualTheRayByRayLoop) {
+TEST(RayProjection, PlaneByPlaneEqualsTheRayByRayLoop) {
     std::mt19937 random(9);
-    const CSize size(130, 70, 5);  // a plane larger than one block
+    const CSize size(13, 7, 7);  // four planes in one pass, two more one by one
     std::vector<float> data(static_cast<size_t>(size.Elements()));
     for (float& v : data)
         v = random() % 40 == 0 ? NaN : static_cast<float>(random() % 1000) - 500.0f;
