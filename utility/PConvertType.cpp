@@ -82,7 +82,7 @@ void FloatToByteBaseline(const float* in, uint8_t* out, int64_t n) {
 }
 
 void FloatToByte(const float* in, uint8_t* out, int64_t n) {
-    static const bool avx2 = __builtin_cpu_supports("avx2");
+    static const bool avx2 = (__builtin_cpu_init(), __builtin_cpu_supports("avx2"));
     if (avx2)
         FloatToByteAvx2(in, out, n);
     else

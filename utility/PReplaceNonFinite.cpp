@@ -1,5 +1,7 @@
 #include "PReplaceNonFinite.h"
 
+#include "PixelCast.h"
+
 namespace ORVA {
 
 namespace {
@@ -9,7 +11,7 @@ const char* const WHERE = "(utility plugins) ReplaceNonFinite::Run";
 // A stored long is read as a long, anything else as a double.
 float ReadNumber(const CValueMap& parameters, const char* key, float current) {
     if (parameters.HasEntry(key, CValue::VAL_LONG))
-        return static_cast<float>(parameters.EntryLong(key, static_cast<int32_t>(current)));
+        return static_cast<float>(parameters.EntryLong(key, TruncateToInteger<int32_t>(current)));
     return static_cast<float>(parameters.EntryDouble(key, current));
 }
 

@@ -144,15 +144,14 @@ TEST(SelectImage, ChoosesByTheCondition) {
     }
 }
 
-TEST(SelectImage, Errors) {
+TEST(SelectImage, BothInputsMustBeImages) {
     CPSelectImage node;
     auto image = Blank(IMAGE_GREY_8, CSize(1, 1));
-    CValueLong number(1);
     EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
               "(utility plugins) SelectImage::Run | first input image is NULL");
     node.SetStackInput(0, image.get());
     EXPECT_EQ(ErrorOf([&] { node.Run(); }), "second input image is NULL");
-    // Both inputs must be images, whichever is chosen.
-    node.SetStackInput(1, &number);
+    CValueLong number(1);
+    node.SetStackInput(1, &number);  // though input 0 is chosen
     EXPECT_NE(ErrorOf([&] { node.Run(); }), "no exception");
 }
