@@ -32,7 +32,8 @@ class CPNormalize : public CPNode {
 };
 
 // The passes of the normalization, in 32-bit float. Pre-clipping by "min_max_map" is applied
-// as each sample is read, so no working copy of the image is needed.
+// as each sample is read, so no working copy of the image is needed. The loops are also built
+// for AVX2, which computes every lane exactly as the baseline does.
 namespace NormalizeKernel {
 
 // Upper bound first, then lower bound: with lo > hi every value ends as lo; NaN stays.
@@ -55,7 +56,10 @@ inline float Sample(T value, SRange clip) {
 // Lanes keep their own extremes so that the loop vectorises; the combined result differs from
 // a sequential scan at most in the sign of a zero.
 template <bool PreClip, class T>
-void SegmentExtremes(const T* data, int64_t length, SRange clip, float& maximum, float& minimum) {
+__attribute__((target_clones("avx2", "default"))) void SegmentExtremes(const T* data,
+                                                                       int64_t length, SRange clip,
+                                                                       float& maximum,
+                                                                       float& minimum) {
     constexpr int LANES = 16;
     int64_t i = 0;
     if (length >= LANES) {
@@ -119,7 +123,9 @@ SRange TiledExtremes(const T* data, const CSize& size, const int64_t (&tiles)[3]
 // r = ((v - lo) * (omax - omin)) / (hi - lo) + omin of every sample clipped to [lo, hi]; a byte
 // result keeps the low 8 bits of r truncated to 32 bits.
 template <bool PreClip, class T, class O>
-void MapRange(const T* in, O* out, int64_t n, SRange clip, SRange input, SRange output) {
+__attribute__((target_clones("avx2", "default"))) void MapRange(const T* in, O* out, int64_t n,
+                                                                SRange clip, SRange input,
+                                                                SRange output) {
     const float lo = input.lo, hi = input.hi, omin = output.lo;
     const float scale = output.hi - output.lo;
     const float span = hi - lo;
