@@ -7,12 +7,23 @@
 #include <string>
 
 #include "PAddMetaData.h"
+#include "PConvertType.h"
+#include "PCopyImage.h"
 #include "PGetImageAttributes.h"
 #include "PHough.h"
 #include "PImageInfo.h"
+#include "PMerge.h"
+#include "PNormalize.h"
 #include "PRadon.h"
+#include "PRayMaximum.h"
+#include "PRayMinimum.h"
+#include "PReplaceNonFinite.h"
+#include "PReplaceValue.h"
+#include "PSelectImage.h"
+#include "PSelectPixel.h"
 #include "PSetImageAttributes.h"
 #include "PSleep.h"
+#include "PSort.h"
 #include "PStaticImage.h"
 #include "PStaticStorage.h"
 #include "PTimerStart.h"
@@ -45,15 +56,15 @@ using enum EnKind;
 
 // Every name the factory accepts, in the order it tests them.
 constexpr SFactoryRow FACTORY[] = {
-    {"ConvertType", nullptr, CURRENT, 0},
+    {"ConvertType", Make<CPConvertType>, CURRENT, 0},
     {"Sleep", Make<CPSleep>, CURRENT, 40},
-    {"Normalize", nullptr, CURRENT, 1},
+    {"Normalize", Make<CPNormalize>, CURRENT, 1},
     {"CurveIndex", nullptr, CURRENT, 2},
     {"ReadImage", nullptr, CURRENT, 3},
-    {"CopyImage", nullptr, CURRENT, 4},
+    {"CopyImage", Make<CPCopyImage>, CURRENT, 4},
     {"ExpandBox", nullptr, DEPRECATED, -1},
-    {"ReplaceValue", nullptr, CURRENT, 5},
-    {"ReplaceNonFinite", nullptr, CURRENT, 6},
+    {"ReplaceValue", Make<CPReplaceValue>, CURRENT, 5},
+    {"ReplaceNonFinite", Make<CPReplaceNonFinite>, CURRENT, 6},
     {"ImageInfo", Make<CPImageInfo>, CURRENT, 7},
     {"MutualInformation", nullptr, CURRENT, 8},
     {"Projection", nullptr, CURRENT, 9},
@@ -61,7 +72,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"FindRectangle", nullptr, DEPRECATED, -1},
     {"FindAndCutRectangle", nullptr, DEPRECATED, -1},
     {"Labeling", nullptr, CURRENT, 10},
-    {"Merge", nullptr, DEPRECATED, -1},
+    {"Merge", Make<CPMerge>, DEPRECATED, -1},
     {"Hough", Make<CPHough>, CURRENT, 11},
     {"PaintMarks", nullptr, CURRENT, 12},
     {"ReadASCII", nullptr, CURRENT, 13},
@@ -72,8 +83,8 @@ constexpr SFactoryRow FACTORY[] = {
     {"DrawString", nullptr, CURRENT, 16},
     {"Histogram", nullptr, CURRENT, 17},
     {"SampleLine", nullptr, CURRENT, 18},
-    {"RayMaximum", nullptr, CURRENT, 20},
-    {"RayMinimum", nullptr, CURRENT, 21},
+    {"RayMaximum", Make<CPRayMaximum>, CURRENT, 20},
+    {"RayMinimum", Make<CPRayMinimum>, CURRENT, 21},
     {"Radon", Make<CPRadon>, CURRENT, 19},
     {"SaveImage", nullptr, CURRENT, 43},
     {"FillWithValue", nullptr, DEPRECATED, -1},
@@ -81,7 +92,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"ConvexHull", nullptr, CURRENT, 22},
     {"Script", nullptr, CURRENT, 23},
     {"ZoneList", nullptr, CURRENT, 25},
-    {"Sort", nullptr, CURRENT, 24},
+    {"Sort", Make<CPSort>, CURRENT, 24},
     {"TimerStart", Make<CPTimerStart>, CURRENT, 26},
     {"TimerStop", Make<CPTimerStop>, CURRENT, 27},
     {"FindMax", nullptr, CURRENT, 28},
@@ -89,8 +100,8 @@ constexpr SFactoryRow FACTORY[] = {
     {"DrawCircle", nullptr, DEPRECATED, -1, "We recommend to use Data::Circle instead!"},
     {"HoughCircle", nullptr, CURRENT, 29},
     {"HoughCircleTJ", nullptr, ALTERNATIVE, -1},  // CPTJHoughCircle
-    {"SelectImage", nullptr, CURRENT, 31},
-    {"SelectPixel", nullptr, CURRENT, 32},
+    {"SelectImage", Make<CPSelectImage>, CURRENT, 31},
+    {"SelectPixel", Make<CPSelectPixel>, CURRENT, 32},
     {"StringToImage", nullptr, CURRENT, 33},
     {"StaticImage", Make<CPStaticImage>, CURRENT, 34},
     {"StaticStorage", Make<CPStaticStorage>, CURRENT, 35},
