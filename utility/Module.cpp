@@ -6,7 +6,10 @@
 #include <new>
 #include <string>
 
+#include "PReadASCII.h"
+#include "PSaveASCII.h"
 #include "PSleep.h"
+#include "PStringToImage.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
 
@@ -56,9 +59,11 @@ constexpr SFactoryRow FACTORY[] = {
     {"Merge", nullptr, DEPRECATED, -1},
     {"Hough", nullptr, CURRENT, 11},
     {"PaintMarks", nullptr, CURRENT, 12},
-    {"ReadASCII", nullptr, CURRENT, 13},
-    {"SaveASCII", nullptr, CURRENT, 42},      // CPSaveASCII in file mode
-    {"ImageToString", nullptr, CURRENT, 41},  // CPSaveASCII in string mode
+    {"ReadASCII", Make<CPReadASCII>, CURRENT, 13},
+    {"SaveASCII", []() -> CPNode* { return new (std::nothrow) CPSaveASCII(false); }, CURRENT,
+     42},  // CPSaveASCII in file mode
+    {"ImageToString", []() -> CPNode* { return new (std::nothrow) CPSaveASCII(true); }, CURRENT,
+     41},  // CPSaveASCII in string mode
     {"Statistics", nullptr, CURRENT, 15},
     {"BoundingBox", nullptr, CURRENT, 14},
     {"DrawString", nullptr, CURRENT, 16},
@@ -83,7 +88,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"HoughCircleTJ", nullptr, ALTERNATIVE, -1},  // CPTJHoughCircle
     {"SelectImage", nullptr, CURRENT, 31},
     {"SelectPixel", nullptr, CURRENT, 32},
-    {"StringToImage", nullptr, CURRENT, 33},
+    {"StringToImage", Make<CPStringToImage>, CURRENT, 33},
     {"StaticImage", nullptr, CURRENT, 34},
     {"StaticStorage", nullptr, CURRENT, 35},
     {"ReadMap", nullptr, CURRENT, 44},

@@ -1,0 +1,338 @@
+#pragma once
+
+// Numbers of ASCII matrices, read and written exactly as the standard streams of the classic
+// locale read (`stream >> float`) and write (`stream << value`) them, only much faster.
+#include <locale.h>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ios>
+#include <string>
+#include <string_view>
+
+namespace ORVA {
+
+// Reads floats as a classic-locale `std::istream >> float` does, from text in which one
+// chosen separator character counts as a blank (NUL chooses none).
+//
+// The stream skips blanks, then takes the longest prefix of the form
+// [+-] digits [. digits] [(e|E) [+-] digits] that it can extend character by character (a
+// second point, a letter or a sign ends it), and converts those characters with strtof. It
+// fails when they are not a whole number ("", "-", ".", "1e", "1e+"), when the value is beyond
+// the float range (underflow to zero or a subnormal is fine), and when only blanks are left.
+// Infinities, NaN and hexadecimal are never read: "0x1p3" gives 0 and stops at the 'x'.
+class CFloatReader {
+  public:
+    explicit CFloatReader(char separator = '\0') {
+        for (int c = 0; c < 256; ++c)
+            m_class[c] = OTHER;
+        for (char c : {' ', '\t', '\n', '\v', '\f', '\r'})
+            m_class[static_cast<uint8_t>(c)] = BLANK;
+        for (char c = '0'; c <= '9'; ++c)
+            m_class[static_cast<uint8_t>(c)] = DIGIT;
+        m_class[static_cast<uint8_t>('.')] = POINT;
+        m_class[static_cast<uint8_t>('e')] = m_class[static_cast<uint8_t>('E')] = EXPONENT;
+        m_class[static_cast<uint8_t>('+')] = m_class[static_cast<uint8_t>('-')] = SIGN;
+        if (separator != '\0') m_class[static_cast<uint8_t>(separator)] = BLANK;
+    }
+
+    // Reads the next value of [p, end); on success moves p past it.
+    bool Read(const char*& p, const char* end, float& value) const {
+        return Parse<true>(p, end, &value);
+    }
+    // Passes over the next value as Read would, converting only what could overflow.
+    bool Skip(const char*& p, const char* end) const { return Parse<false>(p, end, nullptr); }
+
+    // The number of values a stream reads from `line` before its first failure.
+    int64_t Count(std::string_view line) const {
+        const char* p = line.data();
+        const char* end = p + line.size();
+        int64_t count = 0;
+        while (Skip(p, end))
+            ++count;
+        return count;
+    }
+    // Reads at most `capacity` values of `line` into `out`; returns how many it read.
+    int64_t Read(std::string_view line, float* out, int64_t capacity) const {
+        const char* p = line.data();
+        const char* end = p + line.size();
+        int64_t count = 0;
+        while (count < capacity && Read(p, end, out[count]))
+            ++count;
+        return count;
+    }
+
+  private:
+    enum : uint8_t { OTHER, BLANK, DIGIT, POINT, EXPONENT, SIGN };
+
+    uint8_t Class(const char* p) const { return m_class[static_cast<uint8_t>(*p)]; }
+
+    template <bool Store>
+    bool Parse(const char*& p, const char* end, float* value) const {
+        const char* s = p;
+        while (s < end && Class(s) == BLANK)
+            ++s;
+        const char* start = s;
+        bool negative = false;
+        if (s < end && Class(s) == SIGN) negative = *s++ == '-';
+
+        // Up to 15 significant digits are kept exactly; longer mantissas take the slow way.
+        uint64_t mantissa = 0;
+        int digits = 0;
+        int64_t exponent = 0;
+        bool longMantissa = false, anyDigit = false;
+        for (; s < end && Class(s) == DIGIT; ++s) {
+            anyDigit = true;
+            unsigned d = static_cast<unsigned>(*s - '0');
+            if (mantissa == 0 && d == 0) continue;
+            if (digits < 15) {
+                mantissa = mantissa * 10 + d;
+                ++digits;
+            } else {
+                longMantissa = true;
+            }
+        }
+        if (s < end && Class(s) == POINT) {
+            for (++s; s < end && Class(s) == DIGIT; ++s) {
+                anyDigit = true;
+                unsigned d = static_cast<unsigned>(*s - '0');
+                if (mantissa == 0 && d == 0) {
+                    --exponent;
+                } else if (digits < 15) {
+                    mantissa = mantissa * 10 + d;
+                    ++digits;
+                    --exponent;
+                } else {
+                    longMantissa = true;
+                }
+            }
+        }
+        if (!anyDigit) return false;
+        if (s < end && Class(s) == EXPONENT) {
+            ++s;
+            bool negativeExponent = false;
+            if (s < end && Class(s) == SIGN) negativeExponent = *s++ == '-';
+            const char* first = s;
+            int64_t e = 0;
+            for (; s < end && Class(s) == DIGIT; ++s)
+                if (e < 100000) e = e * 10 + (*s - '0');
+            if (s == first) return false;
+            exponent += negativeExponent ? -e : e;
+        }
+        p = s;
+        if (longMantissa) return Convert(start, s, value);
+        // With no significant digit the integer part was skipped: mantissa and exponent are
+        // those of the digits kept, and only the integer digits beyond 15 are missing, which
+        // longMantissa already sent the slow way.
+        if (mantissa == 0) {
+            if constexpr (Store) *value = negative ? -0.0f : 0.0f;
+            return true;
+        }
+        // One correctly rounded double operation on exact operands, then the rounding to
+        // float: a product below 2^53 is exact, so only the last rounding counts; for a
+        // quotient by at most 10^10 of a mantissa below 2^50 no float midpoint lies closer
+        // to the true value than the double's error, so the double rounding is harmless.
+        if (exponent >= 0 && exponent <= 22 && mantissa <= MaxExactFactor(exponent)) {
+            if constexpr (Store) {
+                float magnitude = static_cast<float>(static_cast<double>(mantissa) *
+                                                     Power10(static_cast<int>(exponent)));
+                *value = negative ? -magnitude : magnitude;
+            }
+            return true;
+        }
+        if (exponent < 0 && exponent >= -10) {
+            if constexpr (Store) {
+                float magnitude = static_cast<float>(static_cast<double>(mantissa) /
+                                                     Power10(static_cast<int>(-exponent)));
+                *value = negative ? -magnitude : magnitude;
+            }
+            return true;
+        }
+        return Convert(start, s, value);
+    }
+
+    // The exact conversion of a whole number text: correctly rounded by from_chars, with the
+    // stream's own strtof deciding the out-of-range cases.
+    static bool Convert(const char* first, const char* last, float* value) {
+        float converted = 0.0f;
+        const char* digits = *first == '+' ? first + 1 : first;
+        std::from_chars_result result = std::from_chars(digits, last, converted);
+        if (result.ec != std::errc() || result.ptr != last) {
+            std::string text(first, last);
+            static const locale_t classic = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(0));
+            converted = strtof_l(text.c_str(), nullptr, classic);
+            if (std::isinf(converted)) return false;
+        }
+        if (value) *value = converted;
+        return true;
+    }
+
+    static double Power10(int e) {
+        static constexpr double POWERS[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                            1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                            1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+        return POWERS[e];
+    }
+    // The largest mantissa whose product with 10^e is at most 2^53.
+    static uint64_t MaxExactFactor(int64_t e) {
+        static constexpr auto LIMITS = [] {
+            std::array<uint64_t, 23> limits{};
+            uint64_t limit = uint64_t(1) << 53;
+            for (uint64_t& entry : limits) {
+                entry = limit;
+                limit /= 10;
+            }
+            return limits;
+        }();
+        return LIMITS[static_cast<size_t>(e)];
+    }
+
+    std::array<uint8_t, 256> m_class;
+};
+
+// Writes numbers as a classic-locale `std::ostream << value` does when its width is 0 and
+// no showpos, showpoint, uppercase or showbase flag is set. Floats go through the stream's
+// conversion to double and printf's "%.*g", "%.*f" or "%.*e" by the floatfield.
+class CNumberWriter {
+  public:
+    // `floatfield` is 0, std::ios::fixed or std::ios::scientific; `precision` is not negative.
+    CNumberWriter(std::ios::fmtflags floatfield, std::streamsize precision)
+        : m_floatfield(floatfield & std::ios::floatfield), m_precision(precision) {}
+
+    // Whether a stream in this state writes numbers as this class does (after imbuing the
+    // classic locale).
+    static bool Handles(const std::ios_base& stream) {
+        std::ios::fmtflags flags = stream.flags();
+        std::ios::fmtflags base = flags & std::ios::basefield;
+        std::ios::fmtflags floatfield = flags & std::ios::floatfield;
+        return stream.width() == 0 && stream.precision() >= 0 &&
+               !(flags & (std::ios::showpos | std::ios::showpoint | std::ios::uppercase |
+                          std::ios::showbase)) &&
+               (base == std::ios::dec || base == std::ios::fmtflags(0)) &&
+               floatfield != std::ios::floatfield;
+    }
+
+    // Room one number may need.
+    size_t MaxLength() const { return static_cast<size_t>(m_precision) + 64; }
+
+    // Writes `value` at `out` (which has MaxLength() bytes of room); returns the end.
+    char* Write(char* out, float value) const {
+        double v = value;
+        if (m_floatfield == std::ios::fmtflags(0)) {
+            int significant = m_precision == 0 ? 1 : static_cast<int>(m_precision);
+            if (significant <= 9)
+                if (char* end = FastDigits(out, v, significant, true)) return end;
+            return std::to_chars(out, out + MaxLength(), v, std::chars_format::general,
+                                 static_cast<int>(m_precision))
+                .ptr;
+        }
+        if (m_floatfield == std::ios::scientific) {
+            if (m_precision <= 8)
+                if (char* end = FastDigits(out, v, static_cast<int>(m_precision) + 1, false))
+                    return end;
+            return std::to_chars(out, out + MaxLength(), v, std::chars_format::scientific,
+                                 static_cast<int>(m_precision))
+                .ptr;
+        }
+        return std::to_chars(out, out + MaxLength(), v, std::chars_format::fixed,
+                             static_cast<int>(m_precision))
+            .ptr;
+    }
+
+    template <class T>
+    requires std::is_unsigned_v<T>
+    static char* Write(char* out, T value) { return std::to_chars(out, out + 24, value).ptr; }
+
+  private:
+    // The general ("%.*g", trimmed) or scientific ("%.*e" with significant - 1 digits) text of
+    // a finite non-zero v rounded to `significant` (1 to 9) digits. Null when the digits cannot
+    // be had from one double operation with certainty: v too small or large for an exact
+    // power of ten, or the scaled value too close to a rounding tie.
+    static char* FastDigits(char* out, double v, int significant, bool general) {
+        if (!std::isfinite(v) || v == 0.0) return nullptr;
+        bool negative = std::signbit(v);
+        double magnitude = negative ? -v : v;
+        int binary = 0;
+        std::frexp(magnitude, &binary);
+        // floor(log10(magnitude)) is this or one more.
+        int exponent = ((binary - 1) * 78913) >> 18;
+        double scaled = 0.0;
+        auto scale = [&](int e) {
+            int k = significant - 1 - e;
+            if (k > 22 || k < -22) return false;
+            scaled = k >= 0 ? magnitude * POWERS[k] : magnitude / POWERS[-k];
+            return true;
+        };
+        if (!scale(exponent)) return nullptr;
+        while (scaled >= POWERS[significant])
+            if (!scale(++exponent)) return nullptr;
+        // Coming from below, scaled may end a rounding error above 10^significant; the digits
+        // then carry over exactly as they would from the exact value.
+        while (scaled < POWERS[significant - 1])
+            if (!scale(--exponent)) return nullptr;
+        // scaled < 2^30 is within 2^-24 of the exact product, so unless the fraction is near
+        // one half, rounding it gives the digits printf rounds the exact value to.
+        double whole = std::floor(scaled);
+        double fraction = scaled - whole;
+        if (std::fabs(fraction - 0.5) < 0x1p-20) return nullptr;
+        uint64_t number = static_cast<uint64_t>(whole) + (fraction > 0.5 ? 1 : 0);
+        if (number >= static_cast<uint64_t>(POWERS[significant])) {
+            number /= 10;
+            ++exponent;
+        }
+        char digits[10];
+        for (int i = significant - 1; i >= 0; --i) {
+            digits[i] = static_cast<char>('0' + number % 10);
+            number /= 10;
+        }
+        int kept = significant;
+        if (negative) *out++ = '-';
+        if (general) {
+            while (kept > 1 && digits[kept - 1] == '0')
+                --kept;
+            if (exponent >= -4 && exponent < significant) {
+                if (exponent >= 0) {
+                    int wholeDigits = exponent + 1;
+                    for (int i = 0; i < wholeDigits; ++i)
+                        *out++ = i < kept ? digits[i] : '0';
+                    if (kept > wholeDigits) {
+                        *out++ = '.';
+                        for (int i = wholeDigits; i < kept; ++i)
+                            *out++ = digits[i];
+                    }
+                } else {
+                    *out++ = '0';
+                    *out++ = '.';
+                    for (int i = 0; i < -exponent - 1; ++i)
+                        *out++ = '0';
+                    for (int i = 0; i < kept; ++i)
+                        *out++ = digits[i];
+                }
+                return out;
+            }
+        }
+        *out++ = digits[0];
+        if (kept > 1) {
+            *out++ = '.';
+            for (int i = 1; i < kept; ++i)
+                *out++ = digits[i];
+        }
+        *out++ = 'e';
+        *out++ = exponent < 0 ? '-' : '+';
+        int e = exponent < 0 ? -exponent : exponent;
+        if (e < 10) *out++ = '0';
+        return std::to_chars(out, out + 4, e).ptr;
+    }
+
+    static constexpr double POWERS[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                        1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                        1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+    std::ios::fmtflags m_floatfield;
+    std::streamsize m_precision;
+};
+
+}  // namespace ORVA
