@@ -37,6 +37,7 @@ class CFloatReader {
         m_class[static_cast<uint8_t>('e')] = m_class[static_cast<uint8_t>('E')] = EXPONENT;
         m_class[static_cast<uint8_t>('+')] = m_class[static_cast<uint8_t>('-')] = SIGN;
         if (separator != '\0') m_class[static_cast<uint8_t>(separator)] = BLANK;
+        m_wordDigits = separator < '0' || separator > '9';
     }
 
     // Reads the next value of [p, end); on success moves p past it.
@@ -79,79 +80,104 @@ class CFloatReader {
         bool negative = false;
         if (s < end && Class(s) == SIGN) negative = *s++ == '-';
 
-        // Up to 15 significant digits are kept exactly; longer mantissas take the slow way.
+        // The digits as one integer while it stays below 10^15; longer mantissas take the
+        // slow way.
         uint64_t mantissa = 0;
-        int digits = 0;
-        int64_t exponent = 0;
-        bool longMantissa = false, anyDigit = false;
-        for (; s < end && Class(s) == DIGIT; ++s) {
-            anyDigit = true;
-            unsigned d = static_cast<unsigned>(*s - '0');
-            if (mantissa == 0 && d == 0) continue;
-            if (digits < 15) {
-                mantissa = mantissa * 10 + d;
-                ++digits;
-            } else {
-                longMantissa = true;
-            }
-        }
+        bool exact = true;
+        const char* first = s;
+        s = Digits<Store>(s, end, mantissa, exact);
+        const int64_t integerDigits = s - first;
+        int64_t fractionDigits = 0;
         if (s < end && Class(s) == POINT) {
-            for (++s; s < end && Class(s) == DIGIT; ++s) {
-                anyDigit = true;
-                unsigned d = static_cast<unsigned>(*s - '0');
-                if (mantissa == 0 && d == 0) {
-                    --exponent;
-                } else if (digits < 15) {
-                    mantissa = mantissa * 10 + d;
-                    ++digits;
-                    --exponent;
-                } else {
-                    longMantissa = true;
-                }
-            }
+            first = ++s;
+            s = Digits<Store>(s, end, mantissa, exact);
+            fractionDigits = s - first;
         }
-        if (!anyDigit) return false;
+        if (integerDigits + fractionDigits == 0) return false;
+        int64_t exponent = 0;
         if (s < end && Class(s) == EXPONENT) {
             ++s;
             bool negativeExponent = false;
             if (s < end && Class(s) == SIGN) negativeExponent = *s++ == '-';
-            const char* first = s;
-            int64_t e = 0;
+            first = s;
             for (; s < end && Class(s) == DIGIT; ++s)
-                if (e < 100000) e = e * 10 + (*s - '0');
+                if (exponent < 100000) exponent = exponent * 10 + (*s - '0');
             if (s == first) return false;
-            exponent += negativeExponent ? -e : e;
+            if (negativeExponent) exponent = -exponent;
         }
         p = s;
-        if (longMantissa) return Convert(start, s, value);
-        // With no significant digit the integer part was skipped: mantissa and exponent are
-        // those of the digits kept, and only the integer digits beyond 15 are missing, which
-        // longMantissa already sent the slow way.
-        if (mantissa == 0) {
-            if constexpr (Store) *value = negative ? -0.0f : 0.0f;
+
+        if constexpr (!Store) {
+            // The value is below 10^(integerDigits + exponent): no overflow up to 10^38.
+            if (integerDigits + exponent <= 38) return true;
+            return Convert(start, s, nullptr);
+        } else {
+            if (!exact) return Convert(start, s, value);
+            exponent -= fractionDigits;
+            // One correctly rounded double operation on exact operands, then the rounding to
+            // float. A product up to 2^53 is exact, so only the last rounding counts; for a
+            // quotient of a mantissa below 2^50 by at most 10^10 no float midpoint lies
+            // closer to the true value than the double's error, so rounding twice is
+            // harmless.
+            double magnitude;
+            if (mantissa == 0)
+                magnitude = 0.0;
+            else if (exponent >= 0 && exponent <= 22 && mantissa <= MaxExactFactor(exponent))
+                magnitude = static_cast<double>(mantissa) * Power10(static_cast<int>(exponent));
+            else if (exponent < 0 && exponent >= -10)
+                magnitude = static_cast<double>(mantissa) / Power10(static_cast<int>(-exponent));
+            else
+                return Convert(start, s, value);
+            float result = static_cast<float>(magnitude);
+            *value = negative ? -result : result;
             return true;
         }
-        // One correctly rounded double operation on exact operands, then the rounding to
-        // float: a product below 2^53 is exact, so only the last rounding counts; for a
-        // quotient by at most 10^10 of a mantissa below 2^50 no float midpoint lies closer
-        // to the true value than the double's error, so the double rounding is harmless.
-        if (exponent >= 0 && exponent <= 22 && mantissa <= MaxExactFactor(exponent)) {
-            if constexpr (Store) {
-                float magnitude = static_cast<float>(static_cast<double>(mantissa) *
-                                                     Power10(static_cast<int>(exponent)));
-                *value = negative ? -magnitude : magnitude;
+    }
+
+    // Passes over a run of digits; with Store it adds them to `mantissa` while that stays
+    // below 10^15, and clears `exact` when it would not.
+    template <bool Store>
+    const char* Digits(const char* s, const char* end, uint64_t& mantissa, bool& exact) const {
+        if (m_wordDigits) {
+            // Eight characters at a time: the digits among them are the bytes whose high
+            // nibble is 3 and low nibble at most 9.
+            while (end - s >= 8) {
+                uint64_t word;
+                std::memcpy(&word, s, sizeof word);
+                uint64_t other =
+                    ((word & 0xF0F0F0F0F0F0F0F0) ^ 0x3030303030303030) |
+                    (((word & 0x0F0F0F0F0F0F0F0F) + 0x0606060606060606) & 0xF0F0F0F0F0F0F0F0);
+                int count = other ? __builtin_ctzll(other) / 8 : 8;
+                if (count == 0) return s;
+                if constexpr (Store) {
+                    if (exact && mantissa < 100000000000) {
+                        mantissa = mantissa * POWERS_OF_TEN[count] +
+                                   EightDigits(count == 8 ? word : word << (8 * (8 - count)));
+                        exact = mantissa < 1000000000000000;
+                    } else {
+                        exact = false;
+                    }
+                }
+                s += count;
+                if (count < 8) return s;
             }
-            return true;
         }
-        if (exponent < 0 && exponent >= -10) {
+        for (; s < end && Class(s) == DIGIT; ++s) {
             if constexpr (Store) {
-                float magnitude = static_cast<float>(static_cast<double>(mantissa) /
-                                                     Power10(static_cast<int>(-exponent)));
-                *value = negative ? -magnitude : magnitude;
+                if (exact && mantissa < 100000000000000)
+                    mantissa = mantissa * 10 + static_cast<unsigned>(*s - '0');
+                else
+                    exact = false;
             }
-            return true;
         }
-        return Convert(start, s, value);
+        return s;
+    }
+
+    // The number of eight ASCII digits, the first in the lowest byte (zero bytes count as 0).
+    static uint64_t EightDigits(uint64_t word) {
+        word = ((word & 0x0F0F0F0F0F0F0F0F) * 2561) >> 8;
+        word = ((word & 0x00FF00FF00FF00FF) * 6553601) >> 16;
+        return ((word & 0x0000FFFF0000FFFF) * 42949672960001) >> 32;
     }
 
     // The exact conversion of a whole number text: correctly rounded by from_chars, with the
@@ -190,7 +216,11 @@ class CFloatReader {
         return LIMITS[static_cast<size_t>(e)];
     }
 
+    static constexpr uint64_t POWERS_OF_TEN[] = {1,      10,      100,      1000,     10000,
+                                                 100000, 1000000, 10000000, 100000000};
+
     std::array<uint8_t, 256> m_class;
+    bool m_wordDigits;
 };
 
 // Writes numbers as a classic-locale `std::ostream << value` does when its width is 0 and
@@ -255,9 +285,11 @@ class CNumberWriter {
         if (!std::isfinite(v) || v == 0.0) return nullptr;
         bool negative = std::signbit(v);
         double magnitude = negative ? -v : v;
-        int binary = 0;
-        std::frexp(magnitude, &binary);
-        // floor(log10(magnitude)) is this or one more.
+        // magnitude = f * 2^binary with f in [0.5, 1): floats are normal as doubles.
+        uint64_t bits;
+        std::memcpy(&bits, &magnitude, sizeof bits);
+        int binary = static_cast<int>((bits >> 52) & 0x7FF) - 1022;
+        // floor(log10(magnitude)) is near this; the loops below settle it.
         int exponent = ((binary - 1) * 78913) >> 18;
         double scaled = 0.0;
         auto scale = [&](int e) {
@@ -275,58 +307,80 @@ class CNumberWriter {
             if (!scale(--exponent)) return nullptr;
         // scaled < 2^30 is within 2^-24 of the exact product, so unless the fraction is near
         // one half, rounding it gives the digits printf rounds the exact value to.
-        double whole = std::floor(scaled);
+        uint32_t whole = static_cast<uint32_t>(scaled);
         double fraction = scaled - whole;
         if (std::fabs(fraction - 0.5) < 0x1p-20) return nullptr;
-        uint64_t number = static_cast<uint64_t>(whole) + (fraction > 0.5 ? 1 : 0);
-        if (number >= static_cast<uint64_t>(POWERS[significant])) {
+        uint32_t number = whole + (fraction > 0.5 ? 1 : 0);
+        if (number >= static_cast<uint32_t>(POWERS[significant])) {
             number /= 10;
             ++exponent;
         }
-        char digits[10];
-        for (int i = significant - 1; i >= 0; --i) {
-            digits[i] = static_cast<char>('0' + number % 10);
-            number /= 10;
-        }
+
         int kept = significant;
-        if (negative) *out++ = '-';
-        if (general) {
-            while (kept > 1 && digits[kept - 1] == '0')
+        if (general)
+            while (kept > 1 && number % 10 == 0) {
+                number /= 10;
                 --kept;
-            if (exponent >= -4 && exponent < significant) {
-                if (exponent >= 0) {
-                    int wholeDigits = exponent + 1;
-                    for (int i = 0; i < wholeDigits; ++i)
-                        *out++ = i < kept ? digits[i] : '0';
-                    if (kept > wholeDigits) {
-                        *out++ = '.';
-                        for (int i = wholeDigits; i < kept; ++i)
-                            *out++ = digits[i];
-                    }
-                } else {
-                    *out++ = '0';
-                    *out++ = '.';
-                    for (int i = 0; i < -exponent - 1; ++i)
-                        *out++ = '0';
-                    for (int i = 0; i < kept; ++i)
-                        *out++ = digits[i];
-                }
-                return out;
             }
+        if (negative) *out++ = '-';
+        if (general && exponent >= -4 && exponent < significant) {
+            if (exponent < 0) {
+                std::memcpy(out, "0.0000", 6);
+                out += 1 - exponent;
+                return WriteDigits(out, number, kept);
+            }
+            int wholeDigits = exponent + 1;
+            if (kept <= wholeDigits) {
+                out = WriteDigits(out, number, kept);
+                std::memcpy(out, "00000000", 8);
+                return out + (wholeDigits - kept);
+            }
+            uint32_t divisor = TENS[kept - wholeDigits];
+            out = WriteDigits(out, number / divisor, wholeDigits);
+            *out++ = '.';
+            return WriteDigits(out, number % divisor, kept - wholeDigits);
         }
-        *out++ = digits[0];
+        uint32_t divisor = TENS[kept - 1];
+        *out++ = static_cast<char>('0' + number / divisor);
         if (kept > 1) {
             *out++ = '.';
-            for (int i = 1; i < kept; ++i)
-                *out++ = digits[i];
+            out = WriteDigits(out, number % divisor, kept - 1);
         }
         *out++ = 'e';
         *out++ = exponent < 0 ? '-' : '+';
         int e = exponent < 0 ? -exponent : exponent;
-        if (e < 10) *out++ = '0';
-        return std::to_chars(out, out + 4, e).ptr;
+        std::memcpy(out, PAIRS + 2 * e, 2);
+        return out + 2;
     }
 
+    // Writes `value` (below 10^count) as exactly `count` digits, leading zeros included;
+    // returns the end. The last four digits come apart from the others, to keep the chain
+    // of divisions short.
+    static char* WriteDigits(char* out, uint32_t value, int count) {
+        char* end = out + count;
+        if (count > 4) {
+            uint32_t high = value / 10000, low = value - high * 10000;
+            uint32_t lowPair = low / 100;
+            std::memcpy(end - 4, PAIRS + 2 * lowPair, 2);
+            std::memcpy(end - 2, PAIRS + 2 * (low - lowPair * 100), 2);
+            value = high;
+            count -= 4;
+        }
+        for (; count >= 2; count -= 2) {
+            uint32_t rest = value / 100;
+            std::memcpy(out + count - 2, PAIRS + 2 * (value - rest * 100), 2);
+            value = rest;
+        }
+        if (count == 1) out[0] = static_cast<char>('0' + value);
+        return end;
+    }
+
+    static constexpr uint32_t TENS[] = {1,      10,      100,      1000,      10000,
+                                        100000, 1000000, 10000000, 100000000, 1000000000};
+    static constexpr char PAIRS[] =
+        "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+        "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+        "8081828384858687888990919293949596979899";
     static constexpr double POWERS[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                         1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
                                         1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};

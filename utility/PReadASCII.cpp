@@ -87,13 +87,21 @@ void CPReadASCII::Run() {
         CFileLines lines(path, WHERE);
         char separator = ChooseSeparator(m_separator, lines, m_verbose);
         CFloatReader reader(separator);
-        layout = MeasureMatrix(lines, reader, separator);
+        // The first pass keeps the values in at most the file's size of memory; only files
+        // denser than that are read a second time.
+        SValueStore store(static_cast<int64_t>(lines.Size() / sizeof(float)));
+        layout = MeasureMatrix(lines, reader, separator, &store);
         if (m_verbose) std::cout << "the depth is " << layout.depth << std::endl;
         image =
             std::make_unique<CImage>(IMAGE_GREY_F, CSize(layout.width, layout.height, layout.depth),
                                      CSize(0, 0, 0), CImage::NoInit{});
-        lines.Rewind();
-        FillMatrix(lines, reader, separator, layout, image->Data<float>());
+        if (store.complete && store.count == image->Pixels()) {
+            std::copy_n(store.values.get(), store.count, image->Data<float>());
+        } else {
+            store = SValueStore();
+            lines.Rewind();
+            FillMatrix(lines, reader, separator, layout, image->Data<float>());
+        }
     } catch (const std::bad_alloc&) {
         throw CException(WHERE, "not enough memory to read '" + path + "'");
     }
@@ -113,6 +121,8 @@ CFileLines::CFileLines(const std::string& path, const char* where) : m_path(path
     std::error_code error;
     if (!std::filesystem::is_directory(path, error)) m_file.reset(std::fopen(path.c_str(), "rb"));
     if (!m_file) throw CException(where, std::string(where) + "Can not open file: '" + path + "'");
+    m_size = std::filesystem::file_size(path, error);
+    if (error) m_size = 0;
     m_buffer.resize(WINDOW);
 }
 
@@ -217,7 +227,14 @@ char DetectSeparator(CFileLines& lines, bool verbose) {
 
 // ---- the two passes ----
 
-SMatrixLayout MeasureMatrix(CFileLines& lines, const CFloatReader& reader, char separator) {
+SValueStore::SValueStore(int64_t room) {
+    // Untouched pages of the room cost no memory.
+    if (room > 0) values.reset(new (std::nothrow) float[static_cast<size_t>(room)]);
+    this->room = values ? room : 0;
+}
+
+SMatrixLayout MeasureMatrix(CFileLines& lines, const CFloatReader& reader, char separator,
+                            SValueStore* store) {
     SMatrixLayout layout;
     int64_t rows = 0, planes = 1, savedWidth = 0, savedRows = 0;
     bool previousEmpty = false, planeBreaks = false;
@@ -243,7 +260,16 @@ SMatrixLayout MeasureMatrix(CFileLines& lines, const CFloatReader& reader, char 
             rows = 0;
         }
         previousEmpty = false;
-        int64_t count = reader.Count(line);
+        // A line holds at most one value per two characters, but for the last.
+        int64_t count;
+        int64_t most = static_cast<int64_t>(line.size() + 1) / 2;
+        if (store && store->complete && store->room - store->count >= most) {
+            count = reader.Read(line, store->values.get() + store->count, most);
+            store->count += count;
+        } else {
+            if (store) store->complete = false;
+            count = reader.Count(line);
+        }
         if (count == 0) continue;
         if (layout.width == 0)
             layout.width = count;

@@ -40,6 +40,8 @@ class CFileLines {
     bool Next(std::string_view& line);
     // Starts again at the first line.
     void Rewind();
+    // The size of the file when it was opened (0 when it has none, as a pipe).
+    uint64_t Size() const noexcept { return m_size; }
 
   private:
     void Fill();
@@ -56,6 +58,7 @@ class CFileLines {
     size_t m_scanned = 0;  // searched for a line feed up to here
     size_t m_end = 0;      // end of the bytes read
     bool m_eof = false;
+    uint64_t m_size = 0;
 };
 
 // The separator a line suggests for "AUTO": '\0' for none.
@@ -73,8 +76,19 @@ struct SMatrixLayout {
     std::string comments;  // each comment line and a line feed
 };
 
+// Values that the first pass keeps, up to a fixed room, so that no second pass is needed.
+struct SValueStore {
+    explicit SValueStore(int64_t room = 0);
+    std::unique_ptr<float[]> values;
+    int64_t room = 0;
+    int64_t count = 0;
+    bool complete = true;  // every value of the file is kept
+};
+
 // First pass: the size of the matrix and its comments; throws the inconsistency messages.
-SMatrixLayout MeasureMatrix(CFileLines& lines, const CFloatReader& reader, char separator);
+// With a store it keeps the values of the data lines in file order while they fit.
+SMatrixLayout MeasureMatrix(CFileLines& lines, const CFloatReader& reader, char separator,
+                            SValueStore* store = nullptr);
 
 // Second pass: the values of the data lines, row after row, into `out` (room for
 // width * height * depth values; what the file no longer holds stays 0).

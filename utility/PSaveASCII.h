@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <vector>
 
 #include "AsciiNumbers.h"
 #include "NodeSupport.h"
@@ -44,10 +44,16 @@ template <class T, class Sink>
 void FormatMatrix(const T* data, const CSize& size, std::string_view comment,
                   const CNumberWriter& writer, Sink&& sink) {
     const size_t room = std::is_floating_point_v<T> ? writer.MaxLength() : 24;
-    std::vector<char> buffer(std::max<size_t>(size_t(1) << 18, 8 * room));
-    char* const begin = buffer.data();
-    char* const limit = begin + buffer.size() - room - 4;
-    char* out = begin;
+    const size_t capacity = std::max<size_t>(size_t(1) << 18, 8 * room);
+    std::unique_ptr<char[]> buffer(new char[capacity]);
+    // Whenever `used` is below `fill`, a number, its blank and three line feeds still fit.
+    const size_t fill = capacity - room - 4;
+    size_t used = 0;
+    auto flushIfFull = [&] {
+        if (used < fill) return;
+        sink(buffer.get(), used);
+        used = 0;
+    };
     if (!comment.empty()) {
         sink(comment.data(), comment.size());
         sink("\n", 1);
@@ -55,22 +61,27 @@ void FormatMatrix(const T* data, const CSize& size, std::string_view comment,
     for (int64_t z = 0; z < size.z; ++z) {
         for (int64_t y = 0; y < size.y; ++y) {
             const T* row = data + (z * size.y + y) * size.x;
+            char* out = buffer.get() + used;
             for (int64_t x = 0; x < size.x; ++x) {
-                if (out > limit) {
-                    sink(begin, static_cast<size_t>(out - begin));
-                    out = begin;
-                }
                 out = writer.Write(out, row[x]);
                 *out++ = ' ';
+                used = static_cast<size_t>(out - buffer.get());
+                if (used >= fill) {
+                    flushIfFull();
+                    out = buffer.get();
+                }
             }
             *out++ = '\n';
+            used = static_cast<size_t>(out - buffer.get());
+            flushIfFull();
         }
         if (z + 1 < size.z) {
-            *out++ = '\n';
-            *out++ = '\n';
+            buffer[used++] = '\n';
+            buffer[used++] = '\n';
+            flushIfFull();
         }
     }
-    sink(begin, static_cast<size_t>(out - begin));
+    if (used > 0) sink(buffer.get(), used);
 }
 
 // The matrix text written to `stream` in its format state, then flushed.

@@ -301,6 +301,10 @@ TEST_F(ReadASCII, SizesComeFromTheLayout) {
         // Values up to the first token that does not convert; value-less lines are no rows.
         {"1 2 x 3\n4 5 1e\nwords\n   \n6 7", CSize(2, 3, 1), {1, 2, 4, 5, 6, 7}},
         {"1.5.5 -2e1-3\n", CSize(4, 1, 1), {1.5f, 0.5f, -20, -3}},
+        // Values kept by the first pass until the file turns denser than they are.
+        {"1.25000000000000000000 2.5\n3 4\n3 4\n3 4\n3 4\n3 4\n3 4\n3 4\n3 4\n3 4\n3 4\n",
+         CSize(2, 11, 1),
+         {1.25f, 2.5f, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4}},
     };
     for (const SCase& c : cases) {
         const CImage& image = Read(c.content);

@@ -143,6 +143,14 @@ TEST(FormatMatrix, MatchesTheLiteralStreamLoop) {
     FormatMatrix(shorts.data(), size, "", CNumberWriter({}, 8),
                  [&](const char* piece, size_t length) { text.append(piece, length); });
     EXPECT_EQ(text, LiteralMatrix(shorts, size, "", {}, 8));
+
+    // Empty rows and planes still end their lines, however many there are.
+    for (CSize empty : {CSize(0, 300000, 1), CSize(2, 0, 3), CSize(0, 2, 2)}) {
+        text.clear();
+        FormatMatrix(floats.data(), empty, "", CNumberWriter({}, 8),
+                     [&](const char* piece, size_t length) { text.append(piece, length); });
+        EXPECT_EQ(text, LiteralMatrix(floats, empty, "", {}, 8));
+    }
 }
 
 // ---- the nodes ----
