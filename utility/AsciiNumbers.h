@@ -12,8 +12,19 @@
 #include <ios>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace ORVA {
+
+namespace AsciiPowers {
+// 10^0 to 10^22, all exact as doubles.
+inline constexpr double DOUBLES[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                     1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                     1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+// 10^0 to 10^9.
+inline constexpr uint32_t INTEGERS[] = {1,      10,      100,      1000,      10000,
+                                        100000, 1000000, 10000000, 100000000, 1000000000};
+}  // namespace AsciiPowers
 
 // Reads floats as a classic-locale `std::istream >> float` does, from text in which one
 // chosen separator character counts as a blank (NUL chooses none).
@@ -123,9 +134,9 @@ class CFloatReader {
             if (mantissa == 0)
                 magnitude = 0.0;
             else if (exponent >= 0 && exponent <= 22 && mantissa <= MaxExactFactor(exponent))
-                magnitude = static_cast<double>(mantissa) * Power10(static_cast<int>(exponent));
+                magnitude = static_cast<double>(mantissa) * AsciiPowers::DOUBLES[exponent];
             else if (exponent < 0 && exponent >= -10)
-                magnitude = static_cast<double>(mantissa) / Power10(static_cast<int>(-exponent));
+                magnitude = static_cast<double>(mantissa) / AsciiPowers::DOUBLES[-exponent];
             else
                 return Convert(start, s, value);
             float result = static_cast<float>(magnitude);
@@ -151,7 +162,7 @@ class CFloatReader {
                 if (count == 0) return s;
                 if constexpr (Store) {
                     if (exact && mantissa < 100000000000) {
-                        mantissa = mantissa * POWERS_OF_TEN[count] +
+                        mantissa = mantissa * AsciiPowers::INTEGERS[count] +
                                    EightDigits(count == 8 ? word : word << (8 * (8 - count)));
                         exact = mantissa < 1000000000000000;
                     } else {
@@ -173,7 +184,7 @@ class CFloatReader {
         return s;
     }
 
-    // The number of eight ASCII digits, the first in the lowest byte (zero bytes count as 0).
+    // The value of eight ASCII digits, the first in the lowest byte (zero bytes count as 0).
     static uint64_t EightDigits(uint64_t word) {
         word = ((word & 0x0F0F0F0F0F0F0F0F) * 2561) >> 8;
         word = ((word & 0x00FF00FF00FF00FF) * 6553601) >> 16;
@@ -196,12 +207,6 @@ class CFloatReader {
         return true;
     }
 
-    static double Power10(int e) {
-        static constexpr double POWERS[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                            1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                            1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-        return POWERS[e];
-    }
     // The largest mantissa whose product with 10^e is at most 2^53.
     static uint64_t MaxExactFactor(int64_t e) {
         static constexpr auto LIMITS = [] {
@@ -215,9 +220,6 @@ class CFloatReader {
         }();
         return LIMITS[static_cast<size_t>(e)];
     }
-
-    static constexpr uint64_t POWERS_OF_TEN[] = {1,      10,      100,      1000,     10000,
-                                                 100000, 1000000, 10000000, 100000000};
 
     std::array<uint8_t, 256> m_class;
     bool m_wordDigits;
@@ -295,15 +297,16 @@ class CNumberWriter {
         auto scale = [&](int e) {
             int k = significant - 1 - e;
             if (k > 22 || k < -22) return false;
-            scaled = k >= 0 ? magnitude * POWERS[k] : magnitude / POWERS[-k];
+            scaled =
+                k >= 0 ? magnitude * AsciiPowers::DOUBLES[k] : magnitude / AsciiPowers::DOUBLES[-k];
             return true;
         };
         if (!scale(exponent)) return nullptr;
-        while (scaled >= POWERS[significant])
+        while (scaled >= AsciiPowers::DOUBLES[significant])
             if (!scale(++exponent)) return nullptr;
         // Coming from below, scaled may end a rounding error above 10^significant; the digits
         // then carry over exactly as they would from the exact value.
-        while (scaled < POWERS[significant - 1])
+        while (scaled < AsciiPowers::DOUBLES[significant - 1])
             if (!scale(--exponent)) return nullptr;
         // scaled < 2^30 is within 2^-24 of the exact product, so unless the fraction is near
         // one half, rounding it gives the digits printf rounds the exact value to.
@@ -311,7 +314,7 @@ class CNumberWriter {
         double fraction = scaled - whole;
         if (std::fabs(fraction - 0.5) < 0x1p-20) return nullptr;
         uint32_t number = whole + (fraction > 0.5 ? 1 : 0);
-        if (number >= static_cast<uint32_t>(POWERS[significant])) {
+        if (number >= AsciiPowers::INTEGERS[significant]) {
             number /= 10;
             ++exponent;
         }
@@ -335,12 +338,12 @@ class CNumberWriter {
                 std::memcpy(out, "00000000", 8);
                 return out + (wholeDigits - kept);
             }
-            uint32_t divisor = TENS[kept - wholeDigits];
+            uint32_t divisor = AsciiPowers::INTEGERS[kept - wholeDigits];
             out = WriteDigits(out, number / divisor, wholeDigits);
             *out++ = '.';
             return WriteDigits(out, number % divisor, kept - wholeDigits);
         }
-        uint32_t divisor = TENS[kept - 1];
+        uint32_t divisor = AsciiPowers::INTEGERS[kept - 1];
         *out++ = static_cast<char>('0' + number / divisor);
         if (kept > 1) {
             *out++ = '.';
@@ -375,15 +378,10 @@ class CNumberWriter {
         return end;
     }
 
-    static constexpr uint32_t TENS[] = {1,      10,      100,      1000,      10000,
-                                        100000, 1000000, 10000000, 100000000, 1000000000};
     static constexpr char PAIRS[] =
         "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
         "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
         "8081828384858687888990919293949596979899";
-    static constexpr double POWERS[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                        1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                        1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 
     std::ios::fmtflags m_floatfield;
     std::streamsize m_precision;

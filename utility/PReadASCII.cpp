@@ -52,11 +52,10 @@ void CPReadASCII::GetPluginSetup(CValueMap& setup) {
         "that is not a number. The separator is a blank unless another one is chosen; AUTO "
         "guesses it from the first data lines.");
     doc.Note(
-        "A directory, or a file that cannot be read, fails like a missing file. Numbers beyond "
-        "the float range end the values of their line.");
+        "A directory fails like a missing file, a file that cannot be read to its end with "
+        "\"Can not read file\". Numbers beyond the float range end the values of their line.");
     doc.Parameter("filename", m_filename,
-                  "file to read; environment variables like %ORVADIR% "
-                  "are expanded")
+                  "file to read; environment variables like %ORVADIR% are expanded")
         .Path("ASCII files (*.asc *.ascii *.txt *.mark *.csv);; All files (*.*)");
     doc.Parameter("separator", m_separator,
                   "separator between values: WHITE_SPACE (blanks and tabs), AUTO (detected), "

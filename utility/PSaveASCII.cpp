@@ -51,13 +51,13 @@ CPSaveASCII::CPSaveASCII(bool toString)
 void CPSaveASCII::GetPluginSetup(CValueMap& setup) {
     const char* layout =
         "Each row of the image becomes one line, each value followed by a blank; planes of a "
-        "3d image are parted by two empty lines, and no line end follows the last row. Float "
-        "values are written with the chosen notation and precision in the C locale, 8-, 16- "
-        "and 32-bit values and binary images as unsigned integers.";
+        "3d image are parted by two empty lines, and nothing follows the line end of the last "
+        "row. Float values are written with the chosen notation and precision in the C "
+        "locale, 8-, 16- and 32-bit values and binary images as unsigned integers.";
     if (m_toString) {
         CSetupDocument doc = UtilityDocument("Image", "Utility", "ImageToString");
         doc.Brief("Converts an image into a string in the text matrix format.",
-                  std::string(layout) + " StringToImage reads the string back.");
+                  std::string(layout) + " StringToImage reads the string of a 2d image back.");
         doc.Parameter("precision", m_precision,
                       "significant digits of float values; a negative precision means 8");
         doc.Input(0,
