@@ -17,8 +17,10 @@
 #include "PRadon.h"
 #include "PRayMaximum.h"
 #include "PRayMinimum.h"
+#include "PReadASCII.h"
 #include "PReplaceNonFinite.h"
 #include "PReplaceValue.h"
+#include "PSaveASCII.h"
 #include "PSelectImage.h"
 #include "PSelectPixel.h"
 #include "PSetImageAttributes.h"
@@ -26,6 +28,7 @@
 #include "PSort.h"
 #include "PStaticImage.h"
 #include "PStaticStorage.h"
+#include "PStringToImage.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
 
@@ -75,9 +78,11 @@ constexpr SFactoryRow FACTORY[] = {
     {"Merge", Make<CPMerge>, DEPRECATED, -1},
     {"Hough", Make<CPHough>, CURRENT, 11},
     {"PaintMarks", nullptr, CURRENT, 12},
-    {"ReadASCII", nullptr, CURRENT, 13},
-    {"SaveASCII", nullptr, CURRENT, 42},      // CPSaveASCII in file mode
-    {"ImageToString", nullptr, CURRENT, 41},  // CPSaveASCII in string mode
+    {"ReadASCII", Make<CPReadASCII>, CURRENT, 13},
+    {"SaveASCII", []() -> CPNode* { return new (std::nothrow) CPSaveASCII(false); }, CURRENT,
+     42},  // CPSaveASCII in file mode
+    {"ImageToString", []() -> CPNode* { return new (std::nothrow) CPSaveASCII(true); }, CURRENT,
+     41},  // CPSaveASCII in string mode
     {"Statistics", nullptr, CURRENT, 15},
     {"BoundingBox", nullptr, CURRENT, 14},
     {"DrawString", nullptr, CURRENT, 16},
@@ -102,7 +107,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"HoughCircleTJ", nullptr, ALTERNATIVE, -1},  // CPTJHoughCircle
     {"SelectImage", Make<CPSelectImage>, CURRENT, 31},
     {"SelectPixel", Make<CPSelectPixel>, CURRENT, 32},
-    {"StringToImage", nullptr, CURRENT, 33},
+    {"StringToImage", Make<CPStringToImage>, CURRENT, 33},
     {"StaticImage", Make<CPStaticImage>, CURRENT, 34},
     {"StaticStorage", Make<CPStaticStorage>, CURRENT, 35},
     {"ReadMap", nullptr, CURRENT, 44},
