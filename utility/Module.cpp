@@ -6,6 +6,8 @@
 #include <new>
 #include <string>
 
+#include "PLabeling.h"
+#include "PPixelLabel.h"
 #include "PSleep.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
@@ -52,7 +54,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"NormalizeLine", nullptr, DEPRECATED, -1},
     {"FindRectangle", nullptr, DEPRECATED, -1},
     {"FindAndCutRectangle", nullptr, DEPRECATED, -1},
-    {"Labeling", nullptr, CURRENT, 10},
+    {"Labeling", Make<CPLabeling>, CURRENT, 10},
     {"Merge", nullptr, DEPRECATED, -1},
     {"Hough", nullptr, CURRENT, 11},
     {"PaintMarks", nullptr, CURRENT, 12},
@@ -96,7 +98,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"SetImageAttributes", nullptr, CURRENT, 49},
     {"GetCoordinates", nullptr, CURRENT, 50},
     {"StringManipulation", nullptr, CURRENT, 38},
-    {"PixelLabel", nullptr, CURRENT, 39},
+    {"PixelLabel", Make<CPPixelLabel>, CURRENT, 39},
     {"EnvVar", nullptr, RELOCATED, -1},
 };
 
