@@ -23,6 +23,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -63,20 +64,31 @@ class CLabelEquivalence {
         return label;
     }
 
+    // Labels Count() + 1 to Count() + count (only while no class has been split).
+    void NewLabels(Index count) {
+        size_t size = m_parent.size();
+        m_parent.resize(size + count);
+        for (size_t k = size; k < m_parent.size(); ++k)
+            m_parent[k] = static_cast<Index>(k);
+        m_count += count;
+    }
+
     Index Representative(Index label) {
         if (label == 0) return 0;
         if (!m_treaps) return Find(label);
         return Leftmost(Root(label));
     }
 
-    // Union of the classes of two labels (only while no class has been split).
-    void Join(Index a, Index b) {
-        a = Find(a);
-        b = Find(b);
-        if (a < b)
-            m_parent[b] = a;
-        else if (b < a)
-            m_parent[a] = b;
+    // Joins the class of `label` with the class whose root is `root` (only while no class has
+    // been split); returns the root of the joined class.
+    Index JoinRoot(Index root, Index label) {
+        Index other = Find(label);
+        if (other < root) {
+            m_parent[root] = other;
+            return other;
+        }
+        if (other > root) m_parent[other] = root;
+        return root;
     }
 
     // `minimum` and every entry of `replaced` are representatives; 0 and `minimum` itself are
@@ -132,9 +144,11 @@ class CLabelEquivalence {
     // Path halving keeps every parent below its child.
     Index Find(Index k) {
         Index* parent = m_parent.data();
-        while (parent[k] != k) {
-            parent[k] = parent[parent[k]];
-            k = parent[k];
+        for (Index p = parent[k]; p != k; p = parent[k]) {
+            Index grandparent = parent[p];
+            if (grandparent == p) return p;
+            parent[k] = grandparent;
+            k = grandparent;
         }
         return k;
     }
@@ -277,10 +291,15 @@ inline Out StoreLabel(Index label) {
 
 template <class Out>
 inline void Fill(Out* out, int64_t count, Out value) {
-    if constexpr (sizeof(Out) == 1)
+    // Runs are often a few pixels long: short ones without a call.
+    if (count <= 16) {
+        for (int64_t i = 0; i < count; ++i)
+            out[i] = value;
+    } else if constexpr (sizeof(Out) == 1) {
         std::memset(out, value, static_cast<size_t>(count));
-    else
+    } else {
         std::fill(out, out + count, value);
+    }
 }
 
 }  // namespace Impl
@@ -294,13 +313,12 @@ class CPlaneLabeller {
     SLabelPlane Label(const In* in, Out* out, int64_t width, int64_t height, int neighbourhood) {
         SLabelPlane result;
         if (width <= 0 || height <= 0) return result;
-        bool eight = neighbourhood == 8;
-        if (eight && !SingleValue(in, width * height)) {
+        if (ScanRuns(in, width, height, neighbourhood == 8)) {
+            result.regions = WriteRuns(out, width, height);
+        } else {
             result.pixelScan = true;
             result.regions = ScanPixels(in, out, width, height);
             result.split = m_equivalence.HasSplit();
-        } else {
-            result.regions = ScanRuns(in, out, width, height, eight);
         }
         return result;
     }
@@ -310,78 +328,129 @@ class CPlaneLabeller {
         Index begin, end;  // columns [begin, end) of one row, all of one non-zero value
     };
 
-    // Whether all non-zero pixels hold one value (NaN is never that value).
+    // Gives every run a label, in raster order, and joins the runs that touch. In
+    // 8-neighbourhood this holds only for a plane whose non-zero pixels all have one value
+    // (NaN is never that value); on another plane it stops and returns false.
     template <class In>
-    static bool SingleValue(const In* in, int64_t pixels) {
-        int64_t first = Impl::SkipEqual(in, 0, pixels, In(0));
-        if (first == pixels) return true;
-        const In value = in[first];
-        if (!(value == value)) return false;
-        bool other = false;
-        for (int64_t i = first; i < pixels; ++i)
-            other |= (in[i] != 0) & (in[i] != value);
-        return !other;
-    }
-
-    template <class In, class Out>
-    uint64_t ScanRuns(const In* in, Out* out, int64_t width, int64_t height, bool eight) {
-        m_runs.clear();
-        m_rows.assign(static_cast<size_t>(height) + 1, 0);
+    bool ScanRuns(const In* in, int64_t width, int64_t height, bool eight) {
         m_equivalence.Reset();
-        size_t previous = 0;
+        m_runCount = 0;
+        m_rowEnds.resize(static_cast<size_t>(height));
+        bool first = true;
+        In single = 0;
+        size_t above = 0;
         for (int64_t y = 0; y < height; ++y) {
             const In* row = in + y * width;
-            size_t first = m_runs.size();
-            m_rows[y] = static_cast<Index>(first);
-            for (int64_t x = Impl::SkipEqual(row, 0, width, In(0)); x < width;) {
-                int64_t begin = x;
-                x = Impl::SkipEqual(row, x + 1, width, row[x]);
-                m_runs.push_back({static_cast<Index>(begin), static_cast<Index>(x)});
-                m_equivalence.NewLabel();  // run i has label i + 1
-                x = Impl::SkipEqual(row, x, width, In(0));
+            const size_t begin = m_runCount;
+            // A row has at most `width` runs.
+            if (m_runCapacity - begin < static_cast<size_t>(width)) GrowRuns(begin + width);
+            const size_t count = FindRuns(row, width, m_runs.get() + begin);
+            if (eight) {
+                for (size_t i = begin; i < begin + count; ++i) {
+                    const In value = row[m_runs[i].begin];
+                    if (value == single) continue;
+                    if (!first || !(value == value)) return false;
+                    single = value;
+                    first = false;
+                }
             }
-            if (y > 0) JoinRows(row - width, row, previous, first, eight);
-            previous = first;
+            m_runCount += count;
+            m_equivalence.NewLabels(static_cast<Index>(count));  // run i has label i + 1
+            m_rowEnds[y] = static_cast<Index>(m_runCount);
+            if (y > 0) JoinRows(row - width, row, above, begin, eight);
+            above = begin;
         }
-        m_rows[height] = static_cast<Index>(m_runs.size());
-        uint64_t regions = m_equivalence.Resolve();
-        const Index* numbers = m_equivalence.Numbers();
-        for (int64_t y = 0; y < height; ++y) {
-            Out* target = out + y * width;
-            int64_t x = 0;
-            for (Index i = m_rows[y]; i < m_rows[y + 1]; ++i) {
-                const SRun& run = m_runs[i];
-                Impl::Fill(target + x, static_cast<int64_t>(run.begin) - x, Out(0));
-                Impl::Fill(target + run.begin, static_cast<int64_t>(run.end - run.begin),
-                           Impl::StoreLabel<Out>(numbers[i + 1]));
-                x = run.end;
-            }
-            Impl::Fill(target + x, width - x, Out(0));
-        }
-        return regions;
+        return true;
     }
 
-    // Joins the runs of a row with the runs of the row above that touch them: in the same
-    // columns, and in 8-neighbourhood also diagonally, except for a run of the single pixel in
-    // column 0, whose up-right neighbour the scan does not look at.
+    // The runs of one row, left to right; returns their number. `runs` has room for `width`.
     template <class In>
-    void JoinRows(const In* above, const In* row, size_t previous, size_t first, bool eight) {
-        size_t end = m_runs.size();
-        size_t j = previous;
-        for (size_t i = first; i < end; ++i) {
-            const SRun run = m_runs[i];
+    static size_t FindRuns(const In* row, int64_t width, SRun* runs) {
+        if constexpr (std::is_same_v<In, uint8_t> && std::endian::native == std::endian::little)
+            return FindByteRuns(row, width, runs);
+        size_t count = 0;
+        for (int64_t x = Impl::SkipEqual(row, 0, width, In(0)); x < width;) {
+            const int64_t start = x;
+            x = Impl::SkipEqual(row, x + 1, width, row[x]);
+            runs[count++] = {static_cast<Index>(start), static_cast<Index>(x)};
+            x = Impl::SkipEqual(row, x, width, In(0));
+        }
+        return count;
+    }
+
+    // Bytes, eight at a time: every position whose byte differs from the one before ends the
+    // open run, if any, and opens one if its byte is not 0.
+    static size_t FindByteRuns(const uint8_t* row, int64_t width, SRun* runs) {
+        constexpr uint64_t LOW7 = 0x7f7f7f7f7f7f7f7full, HIGH = 0x8080808080808080ull;
+        size_t count = 0;
+        size_t open = 0;
+        auto change = [&](int64_t x) {
+            runs[count].end = static_cast<Index>(x);
+            count += open;
+            open = row[x] != 0;
+            runs[count].begin = static_cast<Index>(x);
+        };
+        uint64_t before = 0;  // the byte before the word
+        int64_t x = 0;
+        for (; x + 8 <= width; x += 8) {
+            uint64_t word;
+            std::memcpy(&word, row + x, 8);
+            const uint64_t diff = word ^ ((word << 8) | before);
+            uint64_t changes = (((diff & LOW7) + LOW7) | diff) & HIGH;
+            while (changes) {
+                change(x + (std::countr_zero(changes) >> 3));
+                changes &= changes - 1;
+            }
+            before = word >> 56;
+        }
+        for (; x < width; ++x)
+            if (row[x] != (x > 0 ? row[x - 1] : 0)) change(x);
+        if (open) runs[count++].end = static_cast<Index>(width);
+        return count;
+    }
+
+    // Joins the runs of a row (from `begin` on) with the runs of the row above (from `above`
+    // to `begin`) that touch them: in the same columns, and in 8-neighbourhood also
+    // diagonally, except for a run of the single pixel in column 0, whose up-right neighbour
+    // the scan does not look at.
+    template <class In>
+    void JoinRows(const In* upper, const In* row, size_t above, size_t begin, bool eight) {
+        const SRun* runs = m_runs.get();
+        const size_t end = m_runCount;
+        size_t j = above;
+        for (size_t i = begin; i < end; ++i) {
+            const SRun run = runs[i];
             int64_t low = run.begin, high = static_cast<int64_t>(run.end) - 1;
             if (eight) {
                 low -= 1;
                 if (run.begin != 0 || run.end != 1) high += 1;
             }
-            while (j < first && static_cast<int64_t>(m_runs[j].end) <= low)
+            while (j < begin && static_cast<int64_t>(runs[j].end) <= low)
                 ++j;
             const In value = row[run.begin];
-            for (size_t k = j; k < first && static_cast<int64_t>(m_runs[k].begin) <= high; ++k)
-                if (eight || above[m_runs[k].begin] == value)
-                    m_equivalence.Join(static_cast<Index>(i + 1), static_cast<Index>(k + 1));
+            Index root = static_cast<Index>(i + 1);  // a new run is its own root
+            for (size_t k = j; k < begin && static_cast<int64_t>(runs[k].begin) <= high; ++k)
+                if (eight || upper[runs[k].begin] == value)
+                    root = m_equivalence.JoinRoot(root, static_cast<Index>(k + 1));
         }
+    }
+
+    template <class Out>
+    uint64_t WriteRuns(Out* out, int64_t width, int64_t height) {
+        uint64_t regions = m_equivalence.Resolve();
+        const Index* numbers = m_equivalence.Numbers();
+        const SRun* runs = m_runs.get();
+        size_t i = 0;
+        for (int64_t y = 0; y < height; ++y) {
+            Out* target = out + y * width;
+            std::fill(target, target + width, Out(0));
+            for (; i < m_rowEnds[y]; ++i) {
+                const SRun run = runs[i];
+                Impl::Fill(target + run.begin, static_cast<int64_t>(run.end - run.begin),
+                           Impl::StoreLabel<Out>(numbers[i + 1]));
+            }
+        }
+        return regions;
     }
 
     // The scan of the 8-neighbourhood, pixel by pixel.
@@ -514,33 +583,57 @@ class CPlaneLabeller {
         m_equivalence.Merge(minimum, r, count - 1);
     }
 
-    std::vector<SRun> m_runs;
-    std::vector<Index> m_rows;    // first run of each row, and the end of the last
-    std::vector<Index> m_labels;  // provisional labels of the pixel scan
+    void GrowRuns(size_t needed) {
+        size_t capacity = std::max(needed, 2 * m_runCapacity);
+        std::unique_ptr<SRun[]> runs(new SRun[capacity]);
+        std::copy(m_runs.get(), m_runs.get() + m_runCount, runs.get());
+        m_runs = std::move(runs);
+        m_runCapacity = capacity;
+    }
+
+    std::unique_ptr<SRun[]> m_runs;  // the runs of the plane, row by row
+    size_t m_runCount = 0, m_runCapacity = 0;
+    std::vector<Index> m_rowEnds;  // the end of each row's runs in m_runs
+    std::vector<Index> m_labels;   // provisional labels of the pixel scan
     CLabelEquivalence<Index> m_equivalence;
 };
 
-// Labels every plane of `in` (size `size`) into `out` and returns the number of regions of the
-// last plane. `planes`, when given, receives what each plane found.
+// Labels every plane of an image, keeping its working memory from one image to the next.
+class CLabeller {
+  public:
+    // Labels `in` (size `size`) into `out` and returns the number of regions of the last
+    // plane. `planes`, when given, receives what each plane found.
+    template <class In, class Out>
+    uint64_t Label(const In* in, Out* out, const CSize& size, int neighbourhood,
+                   std::vector<SLabelPlane>* planes = nullptr) {
+        const int64_t plane = size.x * size.y;
+        uint64_t regions = 0;
+        auto labelAll = [&](auto& labeller) {
+            for (int64_t z = 0; z < size.z; ++z) {
+                SLabelPlane found =
+                    labeller.Label(in + z * plane, out + z * plane, size.x, size.y, neighbourhood);
+                regions = found.regions;
+                if (planes) planes->push_back(found);
+            }
+        };
+        // 32-bit labels while a plane has fewer pixels than they can count.
+        if (plane < static_cast<int64_t>(std::numeric_limits<uint32_t>::max()))
+            labelAll(m_narrow);
+        else
+            labelAll(m_wide);
+        return regions;
+    }
+
+  private:
+    CPlaneLabeller<uint32_t> m_narrow;
+    CPlaneLabeller<uint64_t> m_wide;
+};
+
 template <class In, class Out>
 uint64_t LabelImage(const In* in, Out* out, const CSize& size, int neighbourhood,
                     std::vector<SLabelPlane>* planes = nullptr) {
-    const int64_t plane = size.x * size.y;
-    uint64_t regions = 0;
-    auto labelAll = [&](auto labeller) {
-        for (int64_t z = 0; z < size.z; ++z) {
-            SLabelPlane found =
-                labeller.Label(in + z * plane, out + z * plane, size.x, size.y, neighbourhood);
-            regions = found.regions;
-            if (planes) planes->push_back(found);
-        }
-    };
-    // 32-bit labels while a plane has fewer pixels than they can count.
-    if (plane < static_cast<int64_t>(std::numeric_limits<uint32_t>::max()))
-        labelAll(CPlaneLabeller<uint32_t>());
-    else
-        labelAll(CPlaneLabeller<uint64_t>());
-    return regions;
+    CLabeller labeller;
+    return labeller.Label(in, out, size, neighbourhood, planes);
 }
 
 }  // namespace ORVA

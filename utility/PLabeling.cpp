@@ -3,8 +3,6 @@
 #include <iostream>
 #include <new>
 
-#include "ConnectedComponents.h"
-
 namespace ORVA {
 
 void CPLabeling::GetPluginSetup(CValueMap& setup) {
@@ -67,9 +65,9 @@ void CPLabeling::Run() {
                 const In* in = input->Data<In>();
                 int neighbourhood = static_cast<int>(m_neighbourhood);
                 if (m_upcast)
-                    regions = LabelImage(in, output->Data<float>(), size, neighbourhood);
+                    regions = m_labeller.Label(in, output->Data<float>(), size, neighbourhood);
                 else
-                    regions = LabelImage(in, output->Data<In>(), size, neighbourhood);
+                    regions = m_labeller.Label(in, output->Data<In>(), size, neighbourhood);
             });
     } catch (const std::bad_alloc&) {
         throw CException(

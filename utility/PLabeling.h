@@ -2,11 +2,13 @@
 
 #include <cstdint>
 
+#include "ConnectedComponents.h"
 #include "NodeSupport.h"
 
 namespace ORVA {
 
-// Numbers the connected regions of equal non-zero value, plane by plane.
+// Numbers the connected regions of equal non-zero value, plane by plane. Keeps its working
+// memory from run to run.
 class CPLabeling : public CPNode {
   public:
     void GetPluginSetup(CValueMap& setup) override;
@@ -17,6 +19,7 @@ class CPLabeling : public CPNode {
     uint32_t m_neighbourhood = 4;
     bool m_upcast = false;
     bool m_verbose = false;
+    CLabeller m_labeller;
 };
 
 }  // namespace ORVA
