@@ -6,11 +6,18 @@
 #include <new>
 #include <string>
 
+#include "PBoundingBox.h"
+#include "PExpandBox.h"
+#include "PGetCoordinates.h"
+#include "PHistogram.h"
+#include "PHistogram2d.h"
 #include "PLabeling.h"
 #include "PPixelLabel.h"
 #include "PSleep.h"
+#include "PStatistics.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
+#include "PZoneList.h"
 
 namespace ORVA {
 namespace {
@@ -45,7 +52,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"CurveIndex", nullptr, CURRENT, 2},
     {"ReadImage", nullptr, CURRENT, 3},
     {"CopyImage", nullptr, CURRENT, 4},
-    {"ExpandBox", nullptr, DEPRECATED, -1},
+    {"ExpandBox", Make<CPExpandBox>, DEPRECATED, -1},
     {"ReplaceValue", nullptr, CURRENT, 5},
     {"ReplaceNonFinite", nullptr, CURRENT, 6},
     {"ImageInfo", nullptr, CURRENT, 7},
@@ -61,10 +68,10 @@ constexpr SFactoryRow FACTORY[] = {
     {"ReadASCII", nullptr, CURRENT, 13},
     {"SaveASCII", nullptr, CURRENT, 42},      // CPSaveASCII in file mode
     {"ImageToString", nullptr, CURRENT, 41},  // CPSaveASCII in string mode
-    {"Statistics", nullptr, CURRENT, 15},
-    {"BoundingBox", nullptr, CURRENT, 14},
+    {"Statistics", Make<CPStatistics>, CURRENT, 15},
+    {"BoundingBox", Make<CPBoundingBox>, CURRENT, 14},
     {"DrawString", nullptr, CURRENT, 16},
-    {"Histogram", nullptr, CURRENT, 17},
+    {"Histogram", Make<CPHistogram>, CURRENT, 17},
     {"SampleLine", nullptr, CURRENT, 18},
     {"RayMaximum", nullptr, CURRENT, 20},
     {"RayMinimum", nullptr, CURRENT, 21},
@@ -74,7 +81,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"MeanValueDifference", nullptr, DEPRECATED, -1},
     {"ConvexHull", nullptr, CURRENT, 22},
     {"Script", nullptr, CURRENT, 23},
-    {"ZoneList", nullptr, CURRENT, 25},
+    {"ZoneList", Make<CPZoneList>, CURRENT, 25},
     {"Sort", nullptr, CURRENT, 24},
     {"TimerStart", Make<CPTimerStart>, CURRENT, 26},
     {"TimerStop", Make<CPTimerStop>, CURRENT, 27},
@@ -93,10 +100,10 @@ constexpr SFactoryRow FACTORY[] = {
     {"TextSerializer", nullptr, CURRENT, 37},  // CTextSerializerNode("TextSerializerNode")
     {"AddMetaData", nullptr, CURRENT, 45},
     {"SamplePoints", nullptr, CURRENT, 46},
-    {"Histogram2d", nullptr, CURRENT, 47},
+    {"Histogram2d", Make<CPHistogram2d>, CURRENT, 47},
     {"GetImageAttributes", nullptr, CURRENT, 48},
     {"SetImageAttributes", nullptr, CURRENT, 49},
-    {"GetCoordinates", nullptr, CURRENT, 50},
+    {"GetCoordinates", Make<CPGetCoordinates>, CURRENT, 50},
     {"StringManipulation", nullptr, CURRENT, 38},
     {"PixelLabel", Make<CPPixelLabel>, CURRENT, 39},
     {"EnvVar", nullptr, RELOCATED, -1},
