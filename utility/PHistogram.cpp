@@ -1,5 +1,6 @@
 #include "PHistogram.h"
 
+#include <algorithm>
 #include <cstring>
 #include <iostream>
 
@@ -44,26 +45,37 @@ void CPHistogram::Count(const T* data, int64_t size, double rangeMin, double ran
     const double span = rangeMax - rangeMin;
     if constexpr (sizeof(T) == 1) {
         // A byte's bin depends on its value only: count the values, then add them up by bin.
-        uint64_t values[4][256];
-        std::memset(values, 0, sizeof(values));
-        int64_t i = 0;
-        for (; i + 8 <= size; i += 8) {
-            uint64_t word;
-            std::memcpy(&word, data + i, 8);
-            ++values[0][word & 255];
-            ++values[1][(word >> 8) & 255];
-            ++values[2][(word >> 16) & 255];
-            ++values[3][(word >> 24) & 255];
-            ++values[0][(word >> 32) & 255];
-            ++values[1][(word >> 40) & 255];
-            ++values[2][(word >> 48) & 255];
-            ++values[3][word >> 56];
+        // Four tables of 32-bit counters (so that a repeated value rarely waits for its own
+        // increment), emptied into 64-bit counts before they could overflow.
+        uint64_t values[256] = {};
+        uint32_t tables[4][256];
+        for (int64_t start = 0; start < size; start += int64_t(1) << 31) {
+            const int64_t end = std::min(size, start + (int64_t(1) << 31));
+            std::memset(tables, 0, sizeof(tables));
+            int64_t i = start;
+            for (; i + 16 <= end; i += 16) {
+                uint64_t low, high;
+                std::memcpy(&low, data + i, 8);
+                std::memcpy(&high, data + i + 8, 8);
+                for (uint64_t word : {low, high}) {
+                    ++tables[0][word & 255];
+                    ++tables[1][(word >> 8) & 255];
+                    ++tables[2][(word >> 16) & 255];
+                    ++tables[3][(word >> 24) & 255];
+                    ++tables[0][(word >> 32) & 255];
+                    ++tables[1][(word >> 40) & 255];
+                    ++tables[2][(word >> 48) & 255];
+                    ++tables[3][word >> 56];
+                }
+            }
+            for (; i < end; ++i)
+                ++tables[0][data[i]];
+            for (int v = 0; v < 256; ++v)
+                values[v] += uint64_t(tables[0][v]) + tables[1][v] + tables[2][v] + tables[3][v];
         }
-        for (; i < size; ++i)
-            ++values[0][data[i]];
         for (int v = 0; v < 256; ++v) {
             int64_t bin = Bin(v, rangeMin, rangeMax, span, binCount);
-            if (bin >= 0) counts[bin] += values[0][v] + values[1][v] + values[2][v] + values[3][v];
+            if (bin >= 0) counts[bin] += values[v];
         }
     } else {
         for (int64_t i = 0; i < size; ++i) {
