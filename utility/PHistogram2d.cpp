@@ -85,7 +85,8 @@ void CPHistogram2d::Run() {
         throw CException(where, "both input images must have the same type");
 
     const SHistogramSettings& s = m_settings;
-    const int64_t bins = s.binCount;
+    // A NodeInit that failed on the range has not yet corrected the bin count.
+    const int64_t bins = s.binCount < 1 ? 256 : s.binCount;
     auto output = std::make_unique<CImage>(IMAGE_GREY_F, CSize(bins, bins, 1));
     float* out = output->Data<float>();
     DispatchType<IImage::CType::GREY_8, IImage::CType::GREY_F>(
