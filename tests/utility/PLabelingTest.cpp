@@ -248,13 +248,10 @@ TEST(Labeling, SmallCases) {
         int neighbourhood;
         std::vector<uint8_t> expected;
     } cases[] = {
-        {"all background", CSize(3, 2), {0, 0, 0, 0, 0, 0}, 8, {0, 0, 0, 0, 0, 0}},
-        {"touching values stay apart", CSize(2, 1), {3, 5}, 4, {1, 2}},
         {"diagonal step, 4", CSize(2, 2), {1, 0, 0, 1}, 4, {1, 0, 0, 2}},
         {"diagonal step, 8", CSize(2, 2), {1, 0, 0, 1}, 8, {1, 0, 0, 1}},
         // Column 0 does not look up-right unless up is equal.
         {"up-right only, 8", CSize(2, 2), {0, 1, 1, 0}, 8, {0, 1, 2, 0}},
-        {"up-right joined later", CSize(3, 2), {0, 1, 0, 1, 1, 0}, 8, {0, 1, 0, 1, 1, 0}},
         // A merge in 8-neighbourhood also takes in the 5 above: one region.
         {"other values merged, 8",
          CSize(4, 2),
@@ -348,19 +345,6 @@ TEST(Labeling, FailuresAndTheEmptyImage) {
     CapturedStderr([&] { EXPECT_NE(ErrorOf([&] { node.Run(); }), "no exception"); });
     EXPECT_EQ(OutputImage(node).Size(), CSize(100, 100));
     EXPECT_EQ(OutputImage(node).Type(), IMAGE_RGB_8);
-}
-
-TEST(Labeling, Document) {
-    CPLabeling node;
-    CValueMap setup;
-    node.GetPluginSetup(setup);
-    EXPECT_EQ(setup.EntryString("subType"), "LabelImage");
-    EXPECT_EQ(setup.EntryLong("parameters/neighbourhood"), 4);
-    EXPECT_EQ(setup.Entry("parameters/upcast")->Meta().EntryString("gui/boolean"), "togglebutton");
-    EXPECT_FALSE(setup.HasEntry("parameters/in]"));
-    EXPECT_EQ(setup.Entry("keywords")->Vector()->Size(), 5u);
-    EXPECT_EQ(setup.EntryString("__vimbroDocumentation"),
-              "%ORVADIR%/doc/vimbro/html/utility/PLabeling/index.html");
 }
 
 TEST(PixelLabel, NumbersNonZeroPixelsOfTheFirstPlane) {
