@@ -16,7 +16,7 @@ namespace {
 
 const float NaN = std::numeric_limits<float>::quiet_NaN();
 
-// The two-pass scan exactly as the node's description gives it: a float copy, 64-bit labels
+// The two-pass scan in its plain form, step by step: a float copy, 64-bit labels
 // and a flat equivalence table whose entries above the minimum every merge rewrites. Returns
 // the labels and sets `count` to the count of the last plane.
 std::vector<uint64_t> LiteralLabels(const std::vector<float>& image, CSize size, int neighbourhood,

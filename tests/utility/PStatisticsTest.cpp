@@ -18,7 +18,7 @@ std::pair<double, double> Measure(std::unique_ptr<CValue> image) {
     return {node.StackOutput(0)->Double(), node.StackOutput(1)->Double()};
 }
 
-// The sums as the node's description forms them: pixel by pixel, in double.
+// The sums in their plain form: pixel by pixel, in double.
 template <class T>
 std::pair<double, double> LiteralSums(const std::vector<T>& values) {
     double s = 0.0, q = 0.0;
