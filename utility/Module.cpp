@@ -7,13 +7,20 @@
 #include <string>
 
 #include "PAddMetaData.h"
+#include "PBoundingBox.h"
 #include "PConvertType.h"
 #include "PCopyImage.h"
+#include "PExpandBox.h"
+#include "PGetCoordinates.h"
 #include "PGetImageAttributes.h"
+#include "PHistogram.h"
+#include "PHistogram2d.h"
 #include "PHough.h"
 #include "PImageInfo.h"
+#include "PLabeling.h"
 #include "PMerge.h"
 #include "PNormalize.h"
+#include "PPixelLabel.h"
 #include "PRadon.h"
 #include "PRayMaximum.h"
 #include "PRayMinimum.h"
@@ -28,9 +35,11 @@
 #include "PSort.h"
 #include "PStaticImage.h"
 #include "PStaticStorage.h"
+#include "PStatistics.h"
 #include "PStringToImage.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
+#include "PZoneList.h"
 
 namespace ORVA {
 namespace {
@@ -65,7 +74,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"CurveIndex", nullptr, CURRENT, 2},
     {"ReadImage", nullptr, CURRENT, 3},
     {"CopyImage", Make<CPCopyImage>, CURRENT, 4},
-    {"ExpandBox", nullptr, DEPRECATED, -1},
+    {"ExpandBox", Make<CPExpandBox>, DEPRECATED, -1},
     {"ReplaceValue", Make<CPReplaceValue>, CURRENT, 5},
     {"ReplaceNonFinite", Make<CPReplaceNonFinite>, CURRENT, 6},
     {"ImageInfo", Make<CPImageInfo>, CURRENT, 7},
@@ -74,7 +83,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"NormalizeLine", nullptr, DEPRECATED, -1},
     {"FindRectangle", nullptr, DEPRECATED, -1},
     {"FindAndCutRectangle", nullptr, DEPRECATED, -1},
-    {"Labeling", nullptr, CURRENT, 10},
+    {"Labeling", Make<CPLabeling>, CURRENT, 10},
     {"Merge", Make<CPMerge>, DEPRECATED, -1},
     {"Hough", Make<CPHough>, CURRENT, 11},
     {"PaintMarks", nullptr, CURRENT, 12},
@@ -83,10 +92,10 @@ constexpr SFactoryRow FACTORY[] = {
      42},  // CPSaveASCII in file mode
     {"ImageToString", []() -> CPNode* { return new (std::nothrow) CPSaveASCII(true); }, CURRENT,
      41},  // CPSaveASCII in string mode
-    {"Statistics", nullptr, CURRENT, 15},
-    {"BoundingBox", nullptr, CURRENT, 14},
+    {"Statistics", Make<CPStatistics>, CURRENT, 15},
+    {"BoundingBox", Make<CPBoundingBox>, CURRENT, 14},
     {"DrawString", nullptr, CURRENT, 16},
-    {"Histogram", nullptr, CURRENT, 17},
+    {"Histogram", Make<CPHistogram>, CURRENT, 17},
     {"SampleLine", nullptr, CURRENT, 18},
     {"RayMaximum", Make<CPRayMaximum>, CURRENT, 20},
     {"RayMinimum", Make<CPRayMinimum>, CURRENT, 21},
@@ -96,7 +105,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"MeanValueDifference", nullptr, DEPRECATED, -1},
     {"ConvexHull", nullptr, CURRENT, 22},
     {"Script", nullptr, CURRENT, 23},
-    {"ZoneList", nullptr, CURRENT, 25},
+    {"ZoneList", Make<CPZoneList>, CURRENT, 25},
     {"Sort", Make<CPSort>, CURRENT, 24},
     {"TimerStart", Make<CPTimerStart>, CURRENT, 26},
     {"TimerStop", Make<CPTimerStop>, CURRENT, 27},
@@ -115,12 +124,12 @@ constexpr SFactoryRow FACTORY[] = {
     {"TextSerializer", nullptr, CURRENT, 37},  // CTextSerializerNode("TextSerializerNode")
     {"AddMetaData", Make<CPAddMetaData>, CURRENT, 45},
     {"SamplePoints", nullptr, CURRENT, 46},
-    {"Histogram2d", nullptr, CURRENT, 47},
+    {"Histogram2d", Make<CPHistogram2d>, CURRENT, 47},
     {"GetImageAttributes", Make<CPGetImageAttributes>, CURRENT, 48},
     {"SetImageAttributes", Make<CPSetImageAttributes>, CURRENT, 49},
-    {"GetCoordinates", nullptr, CURRENT, 50},
+    {"GetCoordinates", Make<CPGetCoordinates>, CURRENT, 50},
     {"StringManipulation", nullptr, CURRENT, 38},
-    {"PixelLabel", nullptr, CURRENT, 39},
+    {"PixelLabel", Make<CPPixelLabel>, CURRENT, 39},
     {"EnvVar", nullptr, RELOCATED, -1},
 };
 
