@@ -28,6 +28,7 @@
 #include "PSort.h"
 #include "PStaticImage.h"
 #include "PStaticStorage.h"
+#include "PStringManipulation.h"
 #include "PStringToImage.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
@@ -119,7 +120,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"GetImageAttributes", Make<CPGetImageAttributes>, CURRENT, 48},
     {"SetImageAttributes", Make<CPSetImageAttributes>, CURRENT, 49},
     {"GetCoordinates", nullptr, CURRENT, 50},
-    {"StringManipulation", nullptr, CURRENT, 38},
+    {"StringManipulation", Make<CPStringManipulation>, CURRENT, 38},
     {"PixelLabel", nullptr, CURRENT, 39},
     {"EnvVar", nullptr, RELOCATED, -1},
 };
