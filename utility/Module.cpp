@@ -20,6 +20,7 @@
 #include "PReadASCII.h"
 #include "PReplaceNonFinite.h"
 #include "PReplaceValue.h"
+#include "PRingBuffer.h"
 #include "PSaveASCII.h"
 #include "PSelectImage.h"
 #include "PSelectPixel.h"
@@ -112,7 +113,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"StaticImage", Make<CPStaticImage>, CURRENT, 34},
     {"StaticStorage", Make<CPStaticStorage>, CURRENT, 35},
     {"ReadMap", nullptr, CURRENT, 44},
-    {"RingBuffer", nullptr, CURRENT, 36},
+    {"RingBuffer", Make<CPRingBuffer>, CURRENT, 36},
     {"TextSerializer", nullptr, CURRENT, 37},  // CTextSerializerNode("TextSerializerNode")
     {"AddMetaData", Make<CPAddMetaData>, CURRENT, 45},
     {"SamplePoints", nullptr, CURRENT, 46},
