@@ -18,6 +18,7 @@
 #include "PRayMaximum.h"
 #include "PRayMinimum.h"
 #include "PReadASCII.h"
+#include "PReadMap.h"
 #include "PReplaceNonFinite.h"
 #include "PReplaceValue.h"
 #include "PRingBuffer.h"
@@ -31,6 +32,7 @@
 #include "PStaticStorage.h"
 #include "PStringManipulation.h"
 #include "PStringToImage.h"
+#include "PTextSerializer.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
 
@@ -112,9 +114,11 @@ constexpr SFactoryRow FACTORY[] = {
     {"StringToImage", Make<CPStringToImage>, CURRENT, 33},
     {"StaticImage", Make<CPStaticImage>, CURRENT, 34},
     {"StaticStorage", Make<CPStaticStorage>, CURRENT, 35},
-    {"ReadMap", nullptr, CURRENT, 44},
+    {"ReadMap", Make<CPReadMap>, CURRENT, 44},
     {"RingBuffer", Make<CPRingBuffer>, CURRENT, 36},
-    {"TextSerializer", nullptr, CURRENT, 37},  // CTextSerializerNode("TextSerializerNode")
+    {"TextSerializer",
+     []() -> CPNode* { return new (std::nothrow) CTextSerializerNode("TextSerializerNode"); },
+     CURRENT, 37},
     {"AddMetaData", Make<CPAddMetaData>, CURRENT, 45},
     {"SamplePoints", nullptr, CURRENT, 46},
     {"Histogram2d", nullptr, CURRENT, 47},
