@@ -23,6 +23,7 @@
 #include "PReplaceValue.h"
 #include "PRingBuffer.h"
 #include "PSaveASCII.h"
+#include "PScript.h"
 #include "PSelectImage.h"
 #include "PSelectPixel.h"
 #include "PSetImageAttributes.h"
@@ -99,7 +100,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"FillWithValue", nullptr, DEPRECATED, -1},
     {"MeanValueDifference", nullptr, DEPRECATED, -1},
     {"ConvexHull", nullptr, CURRENT, 22},
-    {"Script", nullptr, CURRENT, 23},
+    {"Script", Make<CPScript>, CURRENT, 23},
     {"ZoneList", nullptr, CURRENT, 25},
     {"Sort", Make<CPSort>, CURRENT, 24},
     {"TimerStart", Make<CPTimerStart>, CURRENT, 26},
