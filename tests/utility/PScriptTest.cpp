@@ -251,18 +251,3 @@ TEST_F(Script, ATimeoutKillsTheCommandAndWhatItStarted) {
     std::filesystem::remove(pidFile);
     EXPECT_TRUE(Left().empty());
 }
-
-TEST_F(Script, RunsOnceWhenAsked) {
-    CValueMap settings;
-    settings.SetEntry("run_once", new CValueBool(true));
-    std::string counter = (m_directory / "count").string();
-    setenv("ORVA_SCRIPT_TEST_COUNT", counter.c_str(), 1);
-    auto node = RunScript("sh -c 'echo x >> \"$1\"' sh %ORVA_SCRIPT_TEST_COUNT%", {}, settings);
-    node->Run();
-    node->NodeInit();
-    node->Run();
-    unsetenv("ORVA_SCRIPT_TEST_COUNT");
-    std::ifstream file(counter);
-    std::string all((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(all, "x\nx\n");
-}

@@ -222,18 +222,3 @@ TEST_F(FileNodes, ReadMapFailuresNameTheProblem) {
                   "(utility plugins) ReadMap::Run | " + c.message);
     }
 }
-
-TEST_F(FileNodes, ReadMapRunsOnceWhenAsked) {
-    WriteFile("map.json", R"({"v": 1})");
-    CPReadMap node;
-    Configure(node, Settings({{"filename", new CValueString(Path("map.json"))},
-                              {"key", new CValueString("v")},
-                              {"run_once", new CValueBool(true)}}));
-    node.Run();
-    WriteFile("map.json", R"({"v": 2})");
-    node.Run();
-    EXPECT_EQ(node.StackOutput(0)->Long(), 1);
-    node.NodeInit();
-    node.Run();
-    EXPECT_EQ(node.StackOutput(0)->Long(), 2);
-}
