@@ -25,9 +25,12 @@
 #include "PRayMaximum.h"
 #include "PRayMinimum.h"
 #include "PReadASCII.h"
+#include "PReadMap.h"
 #include "PReplaceNonFinite.h"
 #include "PReplaceValue.h"
+#include "PRingBuffer.h"
 #include "PSaveASCII.h"
+#include "PScript.h"
 #include "PSelectImage.h"
 #include "PSelectPixel.h"
 #include "PSetImageAttributes.h"
@@ -36,7 +39,9 @@
 #include "PStaticImage.h"
 #include "PStaticStorage.h"
 #include "PStatistics.h"
+#include "PStringManipulation.h"
 #include "PStringToImage.h"
+#include "PTextSerializer.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
 #include "PZoneList.h"
@@ -104,7 +109,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"FillWithValue", nullptr, DEPRECATED, -1},
     {"MeanValueDifference", nullptr, DEPRECATED, -1},
     {"ConvexHull", nullptr, CURRENT, 22},
-    {"Script", nullptr, CURRENT, 23},
+    {"Script", Make<CPScript>, CURRENT, 23},
     {"ZoneList", Make<CPZoneList>, CURRENT, 25},
     {"Sort", Make<CPSort>, CURRENT, 24},
     {"TimerStart", Make<CPTimerStart>, CURRENT, 26},
@@ -119,16 +124,18 @@ constexpr SFactoryRow FACTORY[] = {
     {"StringToImage", Make<CPStringToImage>, CURRENT, 33},
     {"StaticImage", Make<CPStaticImage>, CURRENT, 34},
     {"StaticStorage", Make<CPStaticStorage>, CURRENT, 35},
-    {"ReadMap", nullptr, CURRENT, 44},
-    {"RingBuffer", nullptr, CURRENT, 36},
-    {"TextSerializer", nullptr, CURRENT, 37},  // CTextSerializerNode("TextSerializerNode")
+    {"ReadMap", Make<CPReadMap>, CURRENT, 44},
+    {"RingBuffer", Make<CPRingBuffer>, CURRENT, 36},
+    {"TextSerializer",
+     []() -> CPNode* { return new (std::nothrow) CTextSerializerNode("TextSerializerNode"); },
+     CURRENT, 37},
     {"AddMetaData", Make<CPAddMetaData>, CURRENT, 45},
     {"SamplePoints", nullptr, CURRENT, 46},
     {"Histogram2d", Make<CPHistogram2d>, CURRENT, 47},
     {"GetImageAttributes", Make<CPGetImageAttributes>, CURRENT, 48},
     {"SetImageAttributes", Make<CPSetImageAttributes>, CURRENT, 49},
     {"GetCoordinates", Make<CPGetCoordinates>, CURRENT, 50},
-    {"StringManipulation", nullptr, CURRENT, 38},
+    {"StringManipulation", Make<CPStringManipulation>, CURRENT, 38},
     {"PixelLabel", Make<CPPixelLabel>, CURRENT, 39},
     {"EnvVar", nullptr, RELOCATED, -1},
 };
