@@ -69,6 +69,17 @@ CPNode* Make() {
     return new (std::nothrow) T();
 }
 
+// One class writes files and, in string mode, strings.
+CPNode* MakeSaveASCII() {
+    return new (std::nothrow) CPSaveASCII(false);
+}
+CPNode* MakeImageToString() {
+    return new (std::nothrow) CPSaveASCII(true);
+}
+CPNode* MakeTextSerializer() {
+    return new (std::nothrow) CTextSerializerNode("TextSerializerNode");
+}
+
 using enum EnKind;
 
 // Every name the factory accepts, in the order it tests them.
@@ -93,10 +104,8 @@ constexpr SFactoryRow FACTORY[] = {
     {"Hough", Make<CPHough>, CURRENT, 11},
     {"PaintMarks", nullptr, CURRENT, 12},
     {"ReadASCII", Make<CPReadASCII>, CURRENT, 13},
-    {"SaveASCII", []() -> CPNode* { return new (std::nothrow) CPSaveASCII(false); }, CURRENT,
-     42},  // CPSaveASCII in file mode
-    {"ImageToString", []() -> CPNode* { return new (std::nothrow) CPSaveASCII(true); }, CURRENT,
-     41},  // CPSaveASCII in string mode
+    {"SaveASCII", MakeSaveASCII, CURRENT, 42},
+    {"ImageToString", MakeImageToString, CURRENT, 41},
     {"Statistics", Make<CPStatistics>, CURRENT, 15},
     {"BoundingBox", Make<CPBoundingBox>, CURRENT, 14},
     {"DrawString", nullptr, CURRENT, 16},
@@ -126,9 +135,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"StaticStorage", Make<CPStaticStorage>, CURRENT, 35},
     {"ReadMap", Make<CPReadMap>, CURRENT, 44},
     {"RingBuffer", Make<CPRingBuffer>, CURRENT, 36},
-    {"TextSerializer",
-     []() -> CPNode* { return new (std::nothrow) CTextSerializerNode("TextSerializerNode"); },
-     CURRENT, 37},
+    {"TextSerializer", MakeTextSerializer, CURRENT, 37},
     {"AddMetaData", Make<CPAddMetaData>, CURRENT, 45},
     {"SamplePoints", nullptr, CURRENT, 46},
     {"Histogram2d", Make<CPHistogram2d>, CURRENT, 47},
