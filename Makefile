@@ -15,6 +15,12 @@ test: deps
 	cmake --build $(BUILD)/test -j $(JOBS)
 	ctest --test-dir $(BUILD)/test --output-on-failure -j $(JOBS)
 
+# Optimised build, then the main example: the coconut image read, labelled, and its zones listed.
+demo: deps
+	@$(CMAKE_GENERATE) -B $(BUILD)/demo -DCMAKE_BUILD_TYPE=Release -DORVA_TESTS=OFF > /dev/null
+	cmake --build $(BUILD)/demo -j $(JOBS)
+	$(BUILD)/demo/bin/orva run $(BUILD)/demo/examples/zones.json
+
 # Optimised build; every workload against its reference, one line each.
 bench:
 	@scripts/install-deps --bench

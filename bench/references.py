@@ -13,9 +13,9 @@ def load_references():
     directory = pathlib.Path(__file__).parent / "refs"
     sys.path.insert(0, str(directory))  # for the shared helpers of refs/timing.py
     for path in sorted(directory.glob("*.py")):
-        spec = importlib.util.spec_from_file_location(path.stem, path)
-        module = importlib.util.module_from_spec(spec)
-        spec.loader.exec_module(module)
+        found = importlib.util.spec_from_file_location(path.stem, path)
+        module = importlib.util.module_from_spec(found)
+        found.loader.exec_module(module)
         references.update(getattr(module, "REFERENCES", {}))
     return references
 

@@ -7,22 +7,50 @@
 #include <string>
 
 #include "PAddMetaData.h"
+#include "PBoundingBox.h"
+#include "PConvertType.h"
+#include "PCopyImage.h"
 #include "PCurveIndex.h"
 #include "PDrawCircle.h"
 #include "PDrawString.h"
+#include "PExpandBox.h"
+#include "PGetCoordinates.h"
 #include "PGetImageAttributes.h"
+#include "PHistogram.h"
+#include "PHistogram2d.h"
 #include "PHough.h"
 #include "PImageInfo.h"
+#include "PLabeling.h"
+#include "PMerge.h"
+#include "PNormalize.h"
 #include "PPaintMarks.h"
+#include "PPixelLabel.h"
 #include "PRadon.h"
+#include "PRayMaximum.h"
+#include "PRayMinimum.h"
+#include "PReadASCII.h"
+#include "PReadMap.h"
+#include "PReplaceNonFinite.h"
+#include "PReplaceValue.h"
+#include "PRingBuffer.h"
 #include "PSampleLine.h"
 #include "PSamplePoints.h"
+#include "PSaveASCII.h"
+#include "PScript.h"
+#include "PSelectImage.h"
+#include "PSelectPixel.h"
 #include "PSetImageAttributes.h"
 #include "PSleep.h"
+#include "PSort.h"
 #include "PStaticImage.h"
 #include "PStaticStorage.h"
+#include "PStatistics.h"
+#include "PStringManipulation.h"
+#include "PStringToImage.h"
+#include "PTextSerializer.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
+#include "PZoneList.h"
 
 namespace ORVA {
 namespace {
@@ -47,47 +75,58 @@ CPNode* Make() {
     return new (std::nothrow) T();
 }
 
+// One class writes files and, in string mode, strings.
+CPNode* MakeSaveASCII() {
+    return new (std::nothrow) CPSaveASCII(false);
+}
+CPNode* MakeImageToString() {
+    return new (std::nothrow) CPSaveASCII(true);
+}
+CPNode* MakeTextSerializer() {
+    return new (std::nothrow) CTextSerializerNode("TextSerializerNode");
+}
+
 using enum EnKind;
 
 // Every name the factory accepts, in the order it tests them.
 constexpr SFactoryRow FACTORY[] = {
-    {"ConvertType", nullptr, CURRENT, 0},
+    {"ConvertType", Make<CPConvertType>, CURRENT, 0},
     {"Sleep", Make<CPSleep>, CURRENT, 40},
-    {"Normalize", nullptr, CURRENT, 1},
+    {"Normalize", Make<CPNormalize>, CURRENT, 1},
     {"CurveIndex", Make<CPCurveIndex>, CURRENT, 2},
     {"ReadImage", nullptr, CURRENT, 3},
-    {"CopyImage", nullptr, CURRENT, 4},
-    {"ExpandBox", nullptr, DEPRECATED, -1},
-    {"ReplaceValue", nullptr, CURRENT, 5},
-    {"ReplaceNonFinite", nullptr, CURRENT, 6},
+    {"CopyImage", Make<CPCopyImage>, CURRENT, 4},
+    {"ExpandBox", Make<CPExpandBox>, DEPRECATED, -1},
+    {"ReplaceValue", Make<CPReplaceValue>, CURRENT, 5},
+    {"ReplaceNonFinite", Make<CPReplaceNonFinite>, CURRENT, 6},
     {"ImageInfo", Make<CPImageInfo>, CURRENT, 7},
     {"MutualInformation", nullptr, CURRENT, 8},
     {"Projection", nullptr, CURRENT, 9},
     {"NormalizeLine", nullptr, DEPRECATED, -1},
     {"FindRectangle", nullptr, DEPRECATED, -1},
     {"FindAndCutRectangle", nullptr, DEPRECATED, -1},
-    {"Labeling", nullptr, CURRENT, 10},
-    {"Merge", nullptr, DEPRECATED, -1},
+    {"Labeling", Make<CPLabeling>, CURRENT, 10},
+    {"Merge", Make<CPMerge>, DEPRECATED, -1},
     {"Hough", Make<CPHough>, CURRENT, 11},
     {"PaintMarks", Make<CPPaintMarks>, CURRENT, 12},
-    {"ReadASCII", nullptr, CURRENT, 13},
-    {"SaveASCII", nullptr, CURRENT, 42},      // CPSaveASCII in file mode
-    {"ImageToString", nullptr, CURRENT, 41},  // CPSaveASCII in string mode
-    {"Statistics", nullptr, CURRENT, 15},
-    {"BoundingBox", nullptr, CURRENT, 14},
+    {"ReadASCII", Make<CPReadASCII>, CURRENT, 13},
+    {"SaveASCII", MakeSaveASCII, CURRENT, 42},
+    {"ImageToString", MakeImageToString, CURRENT, 41},
+    {"Statistics", Make<CPStatistics>, CURRENT, 15},
+    {"BoundingBox", Make<CPBoundingBox>, CURRENT, 14},
     {"DrawString", Make<CPDrawString>, CURRENT, 16},
-    {"Histogram", nullptr, CURRENT, 17},
+    {"Histogram", Make<CPHistogram>, CURRENT, 17},
     {"SampleLine", Make<CPSampleLine>, CURRENT, 18},
-    {"RayMaximum", nullptr, CURRENT, 20},
-    {"RayMinimum", nullptr, CURRENT, 21},
+    {"RayMaximum", Make<CPRayMaximum>, CURRENT, 20},
+    {"RayMinimum", Make<CPRayMinimum>, CURRENT, 21},
     {"Radon", Make<CPRadon>, CURRENT, 19},
     {"SaveImage", nullptr, CURRENT, 43},
     {"FillWithValue", nullptr, DEPRECATED, -1},
     {"MeanValueDifference", nullptr, DEPRECATED, -1},
     {"ConvexHull", nullptr, CURRENT, 22},
-    {"Script", nullptr, CURRENT, 23},
-    {"ZoneList", nullptr, CURRENT, 25},
-    {"Sort", nullptr, CURRENT, 24},
+    {"Script", Make<CPScript>, CURRENT, 23},
+    {"ZoneList", Make<CPZoneList>, CURRENT, 25},
+    {"Sort", Make<CPSort>, CURRENT, 24},
     {"TimerStart", Make<CPTimerStart>, CURRENT, 26},
     {"TimerStop", Make<CPTimerStop>, CURRENT, 27},
     {"FindMax", nullptr, CURRENT, 28},
@@ -95,22 +134,22 @@ constexpr SFactoryRow FACTORY[] = {
     {"DrawCircle", Make<CPDrawCircle>, DEPRECATED, -1, "We recommend to use Data::Circle instead!"},
     {"HoughCircle", nullptr, CURRENT, 29},
     {"HoughCircleTJ", nullptr, ALTERNATIVE, -1},  // CPTJHoughCircle
-    {"SelectImage", nullptr, CURRENT, 31},
-    {"SelectPixel", nullptr, CURRENT, 32},
-    {"StringToImage", nullptr, CURRENT, 33},
+    {"SelectImage", Make<CPSelectImage>, CURRENT, 31},
+    {"SelectPixel", Make<CPSelectPixel>, CURRENT, 32},
+    {"StringToImage", Make<CPStringToImage>, CURRENT, 33},
     {"StaticImage", Make<CPStaticImage>, CURRENT, 34},
     {"StaticStorage", Make<CPStaticStorage>, CURRENT, 35},
-    {"ReadMap", nullptr, CURRENT, 44},
-    {"RingBuffer", nullptr, CURRENT, 36},
-    {"TextSerializer", nullptr, CURRENT, 37},  // CTextSerializerNode("TextSerializerNode")
+    {"ReadMap", Make<CPReadMap>, CURRENT, 44},
+    {"RingBuffer", Make<CPRingBuffer>, CURRENT, 36},
+    {"TextSerializer", MakeTextSerializer, CURRENT, 37},
     {"AddMetaData", Make<CPAddMetaData>, CURRENT, 45},
     {"SamplePoints", Make<CPSamplePoints>, CURRENT, 46},
-    {"Histogram2d", nullptr, CURRENT, 47},
+    {"Histogram2d", Make<CPHistogram2d>, CURRENT, 47},
     {"GetImageAttributes", Make<CPGetImageAttributes>, CURRENT, 48},
     {"SetImageAttributes", Make<CPSetImageAttributes>, CURRENT, 49},
-    {"GetCoordinates", nullptr, CURRENT, 50},
-    {"StringManipulation", nullptr, CURRENT, 38},
-    {"PixelLabel", nullptr, CURRENT, 39},
+    {"GetCoordinates", Make<CPGetCoordinates>, CURRENT, 50},
+    {"StringManipulation", Make<CPStringManipulation>, CURRENT, 38},
+    {"PixelLabel", Make<CPPixelLabel>, CURRENT, 39},
     {"EnvVar", nullptr, RELOCATED, -1},
 };
 

@@ -238,3 +238,15 @@ TEST(OrvaDoc, HelpPagesWhereTheDocumentsSay) {
     std::string index = Slurp(std::string(ORVA_BUILD_ROOT) + "/doc/vimbro/html/utility/index.html");
     EXPECT_NE(index.find("<a href=\"PSleep/index.html\">Sleep</a>"), std::string::npos);
 }
+
+TEST(OrvaExamples, EveryExampleGraphRuns) {
+    std::filesystem::path examples = std::filesystem::path(ORVA_BUILD_ROOT) / "examples";
+    int graphs = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(examples)) {
+        if (entry.path().extension() != ".json") continue;
+        ++graphs;
+        SResult result = Orva({"run", entry.path().string(), "--repeat", "2"});
+        EXPECT_EQ(result.status, 0) << entry.path() << "\n" << result.err;
+    }
+    EXPECT_GE(graphs, 2);
+}

@@ -23,7 +23,8 @@ struct SFixedFallback {
     const char* value;
 };
 const SFixedFallback FIXED_FALLBACKS[] = {
-    {"StaticStorage", "key", "READ"},  // the mode's default, as the node always had it
+    {"StaticStorage", "key", "READ"},   // the mode's default, as the node always had it
+    {"ReadASCII", "filename", "NULL"},  // a host always passes the file name
 };
 
 // Every name the factory accepts: the listed ones and those it keeps for old graphs.

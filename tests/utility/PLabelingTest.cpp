@@ -1,0 +1,367 @@
+#include "PLabeling.h"
+
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <random>
+
+#include "ConnectedComponents.h"
+#include "NodeTesting.h"
+#include "PPixelLabel.h"
+
+using namespace ORVA;
+using namespace testing_support;
+
+namespace {
+
+const float NaN = std::numeric_limits<float>::quiet_NaN();
+
+// The two-pass scan in its plain form, step by step: a float copy, 64-bit labels
+// and a flat equivalence table whose entries above the minimum every merge rewrites. Returns
+// the labels and sets `count` to the count of the last plane.
+std::vector<uint64_t> LiteralLabels(const std::vector<float>& image, CSize size, int neighbourhood,
+                                    uint64_t* count) {
+    const int64_t w = size.x, h = size.y;
+    std::vector<uint64_t> labels(image.size(), 0);
+    *count = 0;
+    for (int64_t z = 0; z < size.z; ++z) {
+        if (w * h == 0) continue;
+        const float* v = image.data() + z * w * h;
+        uint64_t* L = labels.data() + z * w * h;
+        auto V = [&](int64_t x, int64_t y) { return v[y * w + x]; };
+        auto Lab = [&](int64_t x, int64_t y) -> uint64_t& { return L[y * w + x]; };
+        std::vector<uint64_t> T(static_cast<size_t>(w * h) + 1);
+        std::iota(T.begin(), T.end(), 0);
+        uint64_t c = 0;
+        auto merge = [&](uint64_t m, std::vector<uint64_t> S) {
+            for (uint64_t k = m + 1; k <= c; ++k)
+                if (std::find(S.begin(), S.end(), T[k]) != S.end()) T[k] = m;
+        };
+        auto mergeTwo = [&](uint64_t a, uint64_t b) {
+            if (a < b) merge(a, {b});
+            if (a > b) merge(b, {a});
+        };
+
+        if (V(0, 0) != 0) {
+            Lab(0, 0) = 1;
+            c = 1;
+        }
+        for (int64_t x = 1; x < w; ++x) {
+            if (V(x, 0) == 0) continue;
+            Lab(x, 0) = V(x, 0) == V(x - 1, 0) ? Lab(x - 1, 0) : ++c;
+        }
+        for (int64_t y = 1; y < h; ++y) {
+            for (int64_t x = 0; x < w; ++x) {
+                const float p = V(x, y);
+                if (p == 0) continue;
+                uint64_t& l = Lab(x, y);
+                if (neighbourhood == 4) {
+                    if (x == 0) {
+                        l = p == V(0, y - 1) ? Lab(0, y - 1) : ++c;
+                    } else if (p != V(x - 1, y)) {
+                        l = p == V(x, y - 1) ? Lab(x, y - 1) : ++c;
+                    } else {
+                        l = Lab(x - 1, y);
+                        if (p == V(x, y - 1) && Lab(x, y - 1) != l)
+                            mergeTwo(T[l], T[Lab(x, y - 1)]);
+                    }
+                    continue;
+                }
+                if (x == 0) {
+                    if (p != V(0, y - 1)) {
+                        l = ++c;
+                    } else {
+                        l = Lab(0, y - 1);
+                        if (w > 1 && p == V(1, y - 1) && Lab(1, y - 1) != l)
+                            mergeTwo(T[l], T[Lab(1, y - 1)]);
+                    }
+                    continue;
+                }
+                const bool hasUr = x < w - 1;
+                const bool eUl = p == V(x - 1, y - 1), eU = p == V(x, y - 1),
+                           eUr = hasUr && p == V(x + 1, y - 1);
+                const uint64_t lUl = Lab(x - 1, y - 1), lU = Lab(x, y - 1),
+                               lUr = hasUr ? Lab(x + 1, y - 1) : 0;
+                if (p == V(x - 1, y)) {
+                    l = Lab(x - 1, y);
+                    if ((eUl && lUl != l) || (eU && lU != l) || (eUr && lUr != l)) {
+                        std::vector<uint64_t> r = {T[l], T[lUl], T[lU]};
+                        std::vector<bool> e = {true, eUl, eU};
+                        if (hasUr) {
+                            r.push_back(T[lUr]);
+                            e.push_back(eUr);
+                        }
+                        size_t chosen = 0;
+                        for (size_t i = 1; i < r.size(); ++i)
+                            if (e[i] && r[i] < r[chosen]) chosen = i;
+                        uint64_t m = r[chosen];
+                        r.erase(r.begin() + static_cast<long>(chosen));
+                        merge(m, r);
+                    }
+                } else if (eUl) {
+                    l = lUl;
+                    if ((eU && lU != l) || (eUr && lUr != l)) {
+                        std::vector<uint64_t> r = {T[l], T[lU]};
+                        std::vector<bool> e = {true, eU};
+                        if (hasUr) {
+                            r.push_back(T[lUr]);
+                            e.push_back(eUr);
+                        }
+                        size_t chosen = 0;
+                        for (size_t i = 1; i < r.size(); ++i)
+                            if (e[i] && r[i] < r[chosen]) chosen = i;
+                        uint64_t m = r[chosen];
+                        r.erase(r.begin() + static_cast<long>(chosen));
+                        merge(m, r);
+                    }
+                } else if (eU) {
+                    l = lU;
+                    if (eUr && lUr != l) mergeTwo(T[l], T[lUr]);
+                } else if (eUr) {
+                    l = lUr;
+                } else {
+                    l = ++c;
+                }
+            }
+        }
+        uint64_t n = 0;
+        for (uint64_t k = 1; k <= c; ++k) {
+            if (T[k] != k) continue;
+            ++n;
+            for (uint64_t j = k; j <= c; ++j)
+                if (T[j] == k) T[j] = n;
+        }
+        if (n > 0)
+            for (int64_t i = 0; i < w * h; ++i)
+                if (L[i] != 0) L[i] = T[L[i]];
+        *count = n;
+    }
+    return labels;
+}
+
+struct Picture {
+    CSize size;
+    std::vector<float> values;  // integers 0..255, NaN only where `bytes` is false
+    bool bytes = true;
+};
+
+// Random pictures of a few values on a background, in odd shapes.
+Picture RandomPicture(std::mt19937& random, int64_t maxSide, bool allowNaN) {
+    auto pick = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    Picture picture;
+    picture.size = CSize(1 + pick(static_cast<int>(maxSide)), 1 + pick(static_cast<int>(maxSide)),
+                         1 + pick(3));
+    std::vector<float> palette;
+    for (int i = 1 + pick(4); i > 0; --i)
+        palette.push_back(static_cast<float>(1 + pick(255)));
+    double background = 0.1 + 0.15 * pick(5);
+    bool withNaN = allowNaN && pick(4) == 0;
+    picture.bytes = !withNaN;
+    picture.values.resize(static_cast<size_t>(picture.size.Elements()));
+    for (float& v : picture.values) {
+        if (std::generate_canonical<double, 32>(random) < background)
+            v = pick(8) == 0 && !picture.bytes ? -0.0f : 0.0f;
+        else if (withNaN && pick(20) == 0)
+            v = NaN;
+        else
+            v = palette[static_cast<size_t>(pick(static_cast<int>(palette.size())))];
+    }
+    return picture;
+}
+
+std::vector<float> AsFloats(const std::vector<uint64_t>& labels) {
+    std::vector<float> result;
+    for (uint64_t label : labels)
+        result.push_back(static_cast<float>(label));
+    return result;
+}
+
+std::unique_ptr<CValue> Grey8(CSize size, std::vector<uint8_t> values) {
+    return ImageValue<uint8_t>(IMAGE_GREY_8, size, std::move(values));
+}
+
+std::vector<uint8_t> RunLabeling(std::unique_ptr<CValue> image, int neighbourhood,
+                                 uint64_t* printedCount = nullptr) {
+    CPLabeling node;
+    CValueMap parameters;
+    parameters.SetEntry("neighbourhood", new CValueLong(neighbourhood));
+    parameters.SetEntry("verbose", new CValueBool(true));
+    Configure(node, parameters);
+    node.SetStackInput(0, image.get());
+    std::string printed = CapturedStdout([&] { node.Run(); });
+    if (printedCount) *printedCount = std::stoull(printed.substr(printed.find(": ") + 2));
+    return Samples<uint8_t>(OutputImage(node));
+}
+
+}  // namespace
+
+TEST(Labeling, MatchesTheLiteralScanOnRandomPictures) {
+    std::mt19937 random(7);
+    int pixelScans = 0, splits = 0, runScans = 0;
+    for (int trial = 0; trial < 3000; ++trial) {
+        const bool large = trial % 5 == 0;
+        Picture picture = RandomPicture(random, large ? 40 : 9, trial % 2 == 1);
+        for (int neighbourhood : {4, 8}) {
+            uint64_t expectedCount = 0;
+            std::vector<uint64_t> expected =
+                LiteralLabels(picture.values, picture.size, neighbourhood, &expectedCount);
+
+            std::vector<float> labels(picture.values.size());
+            std::vector<SLabelPlane> planes;
+            uint64_t count = LabelImage(picture.values.data(), labels.data(), picture.size,
+                                        neighbourhood, &planes);
+            ASSERT_EQ(labels, AsFloats(expected)) << "trial " << trial << ", " << neighbourhood;
+            ASSERT_EQ(count, expectedCount) << "trial " << trial;
+            for (const SLabelPlane& plane : planes) {
+                pixelScans += plane.pixelScan;
+                splits += plane.split;
+                runScans += !plane.pixelScan;
+            }
+
+            // 64-bit labels give the same, and so do bytes, to their low 8 bits.
+            std::vector<float> wide(picture.values.size());
+            CPlaneLabeller<uint64_t> labeller;
+            const int64_t plane = picture.size.x * picture.size.y;
+            for (int64_t z = 0; z < picture.size.z; ++z)
+                labeller.Label(picture.values.data() + z * plane, wide.data() + z * plane,
+                               picture.size.x, picture.size.y, neighbourhood);
+            ASSERT_EQ(wide, labels) << "trial " << trial;
+            if (!picture.bytes) continue;
+            std::vector<uint8_t> bytes(picture.values.begin(), picture.values.end());
+            std::vector<uint8_t> byteLabels(bytes.size());
+            LabelImage(bytes.data(), byteLabels.data(), picture.size, neighbourhood);
+            for (size_t i = 0; i < bytes.size(); ++i)
+                ASSERT_EQ(byteLabels[i], static_cast<uint8_t>(expected[i])) << "trial " << trial;
+        }
+    }
+    // Every route was taken, the split one included.
+    EXPECT_GT(runScans, 1000);
+    EXPECT_GT(pixelScans, 1000);
+    EXPECT_GT(splits, 50);
+}
+
+TEST(Labeling, SmallCases) {
+    struct Case {
+        const char* what;
+        CSize size;
+        std::vector<uint8_t> values;
+        int neighbourhood;
+        std::vector<uint8_t> expected;
+    } cases[] = {
+        {"diagonal step, 4", CSize(2, 2), {1, 0, 0, 1}, 4, {1, 0, 0, 2}},
+        {"diagonal step, 8", CSize(2, 2), {1, 0, 0, 1}, 8, {1, 0, 0, 1}},
+        // Column 0 does not look up-right unless up is equal.
+        {"up-right only, 8", CSize(2, 2), {0, 1, 1, 0}, 8, {0, 1, 2, 0}},
+        // A merge in 8-neighbourhood also takes in the 5 above: one region.
+        {"other values merged, 8",
+         CSize(4, 2),
+         {3, 0, 3, 5, 3, 3, 3, 0},
+         8,
+         {1, 0, 1, 1, 1, 1, 1, 0}},
+        {"other values apart, 4",
+         CSize(4, 2),
+         {3, 0, 3, 5, 3, 3, 3, 0},
+         4,
+         {1, 0, 1, 2, 1, 1, 1, 0}},
+        {"numbered by first pixel",
+         CSize(4, 3),
+         {0, 0, 0, 2, 1, 0, 0, 2, 1, 1, 1, 1},
+         4,
+         {0, 0, 0, 1, 2, 0, 0, 1, 2, 2, 2, 2}},
+        {"width 1, 8", CSize(1, 4), {1, 1, 0, 1}, 8, {1, 1, 0, 2}},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(RunLabeling(Grey8(c.size, c.values), c.neighbourhood), c.expected) << c.what;
+}
+
+TEST(Labeling, BytesWrapUpcastKeepsAndPlanesRestart) {
+    // 300 single pixels: labels 256..300 wrap to 0..44 in bytes.
+    std::vector<uint8_t> dots(600, 0);
+    for (size_t i = 0; i < dots.size(); i += 2)
+        dots[i] = 1;
+    uint64_t count = 0;
+    std::vector<uint8_t> labels = RunLabeling(Grey8(CSize(600, 1), dots), 4, &count);
+    EXPECT_EQ(count, 300u);
+    EXPECT_EQ(labels[2 * 254], 255);
+    EXPECT_EQ(labels[2 * 255], 0);
+    EXPECT_EQ(labels[2 * 299], 44);
+
+    CPLabeling node;
+    CValueMap parameters;
+    parameters.SetEntry("upcast", new CValueBool(true));
+    Configure(node, parameters);
+    std::unique_ptr<CValue> image = Grey8(CSize(600, 1), dots);
+    node.SetStackInput(0, image.get());
+    node.Run();
+    const CImage& wide = OutputImage(node);
+    EXPECT_EQ(wide.Type(), IMAGE_GREY_F);
+    EXPECT_EQ(wide.Data<float>()[2 * 299], 300.0f);
+
+    // Three planes with 1, 3 and 2 regions: each starts at 1, the last count is printed.
+    std::vector<uint8_t> planes = {1, 1, 0, 1,  //
+                                   1, 0, 2, 0,  //
+                                   0, 4, 0, 4};
+    EXPECT_EQ(RunLabeling(Grey8(CSize(4, 1, 3), planes), 4, &count),
+              (std::vector<uint8_t>{1, 1, 0, 2, 1, 0, 2, 0, 0, 1, 0, 2}));
+    EXPECT_EQ(count, 2u);
+}
+
+TEST(Labeling, FailuresAndTheEmptyImage) {
+    CPLabeling node;
+    Configure(node);
+    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
+              "(utility plugins) Labeling::Run | input image is NULL");
+    CValueLong number(1);
+    node.SetStackInput(0, &number);
+    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
+              "(utility plugins) Labeling::Run | input image is NULL");
+    std::unique_ptr<CValue> colour = ImageValue<uint8_t>(IMAGE_RGB_8, CSize(2, 2), {1});
+    node.SetStackInput(0, colour.get());
+    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
+              "Labeling::Run | input image is not of type IMAGE_GREY_F or IMAGE_GREY_8");
+
+    std::unique_ptr<CValue> grey = Grey8(CSize(2, 2), {1});
+    node.SetStackInput(0, grey.get());
+    for (auto [neighbourhood, message] :
+         {std::pair{6, "6-neighbourhood not implemented"},
+          std::pair{-1, "4294967295-neighbourhood not implemented"}}) {
+        CValueMap parameters;
+        parameters.SetEntry("neighbourhood", new CValueLong(neighbourhood));
+        Configure(node, parameters);
+        EXPECT_EQ(ErrorOf([&] { node.Run(); }, true), std::string("Labeling::Run | ") + message);
+    }
+
+    // An empty input ends as an empty label image; of a wrong type, the stand-in stays.
+    CValueMap four;
+    four.SetEntry("neighbourhood", new CValueLong(4));
+    Configure(node, four);
+    std::unique_ptr<CValue> empty = ImageValue<float>(IMAGE_GREY_F, CSize(0, 3), {});
+    node.SetStackInput(0, empty.get());
+    EXPECT_EQ(CapturedStderr([&] { node.Run(); }), "PLabeling: empty image \n");
+    EXPECT_EQ(OutputImage(node).Size(), CSize(0, 3));
+    EXPECT_EQ(OutputImage(node).Type(), IMAGE_GREY_F);
+    std::unique_ptr<CValue> emptyColour = ImageValue<uint8_t>(IMAGE_RGB_8, CSize(4, 0), {});
+    node.SetStackInput(0, emptyColour.get());
+    CapturedStderr([&] { EXPECT_NE(ErrorOf([&] { node.Run(); }), "no exception"); });
+    EXPECT_EQ(OutputImage(node).Size(), CSize(100, 100));
+    EXPECT_EQ(OutputImage(node).Type(), IMAGE_RGB_8);
+}
+
+TEST(PixelLabel, NumbersNonZeroPixelsOfTheFirstPlane) {
+    CPPixelLabel node;
+    Configure(node);
+    std::unique_ptr<CValue> image =
+        ImageValue<float>(IMAGE_GREY_F, CSize(3, 1, 2), {0.0f, 7.0f, NaN, -0.0f, 5.0f, 6.0f});
+    node.SetStackInput(0, image.get());
+    node.Run();
+    EXPECT_EQ(Samples<float>(OutputImage(node)),
+              (std::vector<float>{0.0f, 1.0f, 2.0f, -0.0f, 5.0f, 6.0f}));
+
+    std::unique_ptr<CValue> bytes = Grey8(CSize(1, 1), {1});
+    node.SetStackInput(0, bytes.get());
+    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
+              "CPPixelLabel::Run() | input image is not of type IMAGE_GREY_F");
+    node.ClearStackInputs();
+    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
+              "(utility plugins) PixelLabel::Run | input image is NULL");
+}

@@ -1,0 +1,335 @@
+#include <unistd.h>
+
+#include <bit>
+#include <cfloat>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <limits>
+#include <locale>
+#include <random>
+#include <sstream>
+
+#include "NodeTesting.h"
+#include "PReadASCII.h"
+#include "PSaveASCII.h"
+
+using namespace ORVA;
+using namespace testing_support;
+
+namespace {
+
+// ---- numbers: the writer against `stream << value` itself ----
+
+const std::ios::fmtflags NOTATIONS[] = {std::ios::fmtflags(0), std::ios::fixed,
+                                        std::ios::scientific};
+
+// The matrix text as a plain classic-locale stream writes it, value by value.
+template <class T>
+std::string LiteralMatrix(const std::vector<T>& data, CSize size, const std::string& comment,
+                          std::ios::fmtflags floatfield, int precision) {
+    std::ostringstream stream;
+    stream.imbue(std::locale::classic());
+    stream.setf(floatfield, std::ios::floatfield);
+    stream.precision(precision);
+    if (!comment.empty()) stream << comment << "\n";
+    size_t i = 0;
+    for (int64_t z = 0; z < size.z; ++z) {
+        for (int64_t y = 0; y < size.y; ++y) {
+            for (int64_t x = 0; x < size.x; ++x, ++i) {
+                if constexpr (std::is_floating_point_v<T>)
+                    stream << data[i] << " ";
+                else
+                    stream << static_cast<unsigned>(data[i]) << " ";
+            }
+            stream << "\n";
+        }
+        if (z + 1 < size.z) stream << "\n\n";
+    }
+    return stream.str();
+}
+
+template <class T>
+std::string Formatted(const std::vector<T>& data, CSize size, const std::string& comment,
+                      std::ios::fmtflags floatfield, int precision) {
+    std::string text;
+    FormatMatrix(data.data(), size, comment, CNumberWriter(floatfield, precision),
+                 [&](const char* piece, size_t length) { text.append(piece, length); });
+    return text;
+}
+
+void ExpectSameText(float value, std::ios::fmtflags notation, int precision) {
+    CNumberWriter writer(notation, precision);
+    std::string ours(writer.MaxLength(), '\0');
+    ours.resize(static_cast<size_t>(writer.Write(ours.data(), value) - ours.data()));
+    EXPECT_EQ(ours + " \n", LiteralMatrix<float>({value}, CSize(1, 1), "", notation, precision))
+        << std::hexfloat << value << " notation " << notation << " precision " << precision;
+}
+
+TEST(NumberWriter, WritesFloatsAsTheStream) {
+    // Ties of every kind, powers of ten and their neighbours, the ends of the float range.
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    std::vector<float> values = {
+        0.0f,     -0.0f,   0.5f,         1.5f,       2.5f,       0.125f,    0.375f,        1.0f / 3,
+        9.5f,     99.5f,   1e8f,         9999999.5f, 0.0001f,    123456.5f, 9.9999997e-5f, FLT_MAX,
+        -FLT_MAX, FLT_MIN, FLT_TRUE_MIN, HUGE_VALF,  -HUGE_VALF, nan,       -nan};
+    for (int e = -45; e <= 38; ++e) {
+        float power = std::pow(10.0f, static_cast<float>(e));
+        for (float v : {power, std::nextafter(power, 0.0f), std::nextafter(power, HUGE_VALF)})
+            values.push_back(v);
+    }
+    for (int k = 0; k < 2000; ++k)  // odd numbers halved again and again
+        values.push_back(std::ldexp(static_cast<float>(2 * k + 1), -(k % 30)));
+    for (float value : values)
+        for (std::ios::fmtflags notation : NOTATIONS)
+            for (int precision : {0, 1, 2, 3, 5, 6, 7, 8, 9, 10, 12, 17, 40, 150})
+                ExpectSameText(value, notation, precision);
+
+    std::mt19937 random(13);
+    std::uniform_real_distribution<float> uniform(-1000.0f, 1000.0f);
+    for (int i = 0; i < 200000; ++i) {
+        float value =
+            i % 2 ? std::bit_cast<float>(static_cast<uint32_t>(random())) : uniform(random);
+        std::ios::fmtflags notation = NOTATIONS[random() % 3];
+        if (notation != std::ios::fixed || std::fabs(value) < 1e30f)
+            ExpectSameText(value, notation, static_cast<int>(random() % 12));
+    }
+}
+
+TEST(FormatMatrix, WritesAsTheLiteralStreamLoop) {
+    std::mt19937 random(17);
+    std::uniform_real_distribution<float> uniform(-5.0f, 5.0f);
+    CSize size(301, 97, 3);  // fills the writer's buffer several times
+    std::vector<float> floats(static_cast<size_t>(size.Elements()));
+    for (float& v : floats)
+        v = uniform(random);
+    for (std::ios::fmtflags notation : NOTATIONS)
+        EXPECT_EQ(Formatted(floats, size, "# c", notation, 6),
+                  LiteralMatrix(floats, size, "# c", notation, 6));
+    std::vector<uint8_t> bytes(floats.size());
+    std::vector<uint16_t> shorts(floats.size());
+    std::vector<uint32_t> longs(floats.size());
+    for (size_t i = 0; i < floats.size(); ++i)
+        longs[i] = shorts[i] = bytes[i] = static_cast<uint8_t>(random());
+    longs[0] = 4294967295u;
+    EXPECT_EQ(Formatted(bytes, size, "", {}, 8), LiteralMatrix(bytes, size, "", {}, 8));
+    EXPECT_EQ(Formatted(shorts, size, "", {}, 8), LiteralMatrix(shorts, size, "", {}, 8));
+    EXPECT_EQ(Formatted(longs, size, "", {}, 8), LiteralMatrix(longs, size, "", {}, 8));
+    // Empty rows and planes still end their lines, however many there are.
+    for (CSize empty : {CSize(0, 300000, 1), CSize(2, 0, 3), CSize(0, 2, 2)})
+        EXPECT_EQ(Formatted(floats, empty, "", {}, 8), LiteralMatrix(floats, empty, "", {}, 8));
+}
+
+// ---- the nodes ----
+
+class SaveASCII : public testing::Test {
+  protected:
+    void SetUp() override { std::filesystem::create_directories(m_directory); }
+    void TearDown() override { std::filesystem::remove_all(m_directory); }
+
+    // Runs the file mode on `image` (by default into m_path), or the string mode, whose
+    // string it returns.
+    std::string Run(const CValue& image, CValueMap parameters = {}, bool toString = false) {
+        if (!parameters.HasEntry("filename"))
+            parameters.SetEntry("filename", new CValueString(m_path));
+        CPSaveASCII node(toString);
+        Configure(node, parameters);
+        node.SetStackInput(0, const_cast<CValue*>(&image));
+        node.Run();
+        return toString ? node.StackOutput(0)->String() : std::string();
+    }
+    std::string Written() const {
+        std::ifstream file(m_path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+
+    std::filesystem::path m_directory =
+        std::filesystem::temp_directory_path() / ("orva-save-ascii-" + std::to_string(getpid()));
+    std::string m_path = (m_directory / "out.txt").string();
+};
+
+CValueMap Format(const char* baseType, int32_t precision) {
+    CValueMap parameters;
+    parameters.SetEntry("base_type", new CValueString(baseType));
+    parameters.SetEntry("precision", new CValueLong(precision));
+    return parameters;
+}
+
+TEST_F(SaveASCII, WritesRowsPlanesAndNumberFormats) {
+    struct SCase {
+        std::unique_ptr<CValue> image;
+        CValueMap parameters;
+        std::string text;
+    } cases[] = {
+        {ImageValue<float>(IMAGE_GREY_F, CSize(2, 2), {1, 2, 3, 4}), {}, "1 2 \n3 4 \n"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(2, 1, 2), {1, 2, 3, 4}), {}, "1 2 \n\n\n3 4 \n"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {0.5f}), Format("fixed", 2), "0.50 \n"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {0.5f}), Format("scientific", 2),
+         "5.00e-01 \n"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f / 3}), Format("dec", 8),
+         "0.33333334 \n"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f / 3}), Format("floatfield", 3),
+         "0.333 \n"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f / 3}), Format("dec", -4),
+         "0.33333334 \n"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f / 3}), Format("other", 2), "0.33 \n"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(2, 1), {1e10f, -0.0f}), Format("dec", 0),
+         "1e+10 -0 \n"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f}), Format("dec", 1001), "1 \n"},
+        {ImageValue<uint8_t>(IMAGE_GREY_8, CSize(2, 1), {65, 255}), Format("fixed", 2),
+         "65 255 \n"},
+        {ImageValue<uint8_t>(IMAGE_BINARY_FG, CSize(2, 1), {0, 1}), {}, "0 1 \n"},
+        {ImageValue<uint16_t>(IMAGE_GREY_16, CSize(1, 1), {65535}), {}, "65535 \n"},
+        {ImageValue<uint32_t>(IMAGE_GREY_32, CSize(1, 1), {4294967295u}), {}, "4294967295 \n"},
+    };
+    for (SCase& c : cases) {
+        Run(*c.image, c.parameters);
+        EXPECT_EQ(Written(), c.text);
+        EXPECT_EQ(Run(*c.image, c.parameters, true), c.text);
+    }
+}
+
+TEST_F(SaveASCII, AppendsAfterTheCommentAndBlock) {
+    auto image = ImageValue<float>(IMAGE_GREY_F, CSize(2, 1), {1.5f, 2.5f});
+    CValueMap parameters;
+    parameters.SetEntry("text", new CValueString("#made by a test"));
+    Run(*image, parameters);
+    parameters.SetEntry("append", new CValueBool(true));
+    Run(*image, parameters);
+    EXPECT_EQ(Written(), "#made by a test\n1.5 2.5 \n#made by a test\n1.5 2.5 \n");
+    parameters.SetEntry("append", new CValueBool(false));
+    Run(*image, parameters);
+    EXPECT_EQ(Written(), "#made by a test\n1.5 2.5 \n");
+}
+
+TEST_F(SaveASCII, RoundTripsFloatsBitForBit) {
+    std::mt19937 random(19);
+    for (CSize size : {CSize(37, 23), CSize(11, 7, 5)}) {
+        auto value = ImageValue<float>(IMAGE_GREY_F, size, {0.0f});
+        CImage& image = *UnwrapPointer<CImage>(value.get());
+        float* data = image.Data<float>();
+        for (int64_t i = 0; i < image.Pixels(); ++i) {
+            data[i] = std::bit_cast<float>(static_cast<uint32_t>(random()));
+            if (!std::isfinite(data[i])) data[i] = static_cast<float>(i) - 0.1f;
+        }
+        data[0] = -0.0f;
+        data[1] = FLT_TRUE_MIN;
+        data[2] = -FLT_MAX;
+        CValueMap parameters = Format("dec", 9);
+        parameters.SetEntry("text", new CValueString("# random floats"));
+        parameters.SetEntry("filename", new CValueString(m_path));
+        Run(*value, parameters);
+
+        CPReadASCII reader;
+        Configure(reader, parameters);  // the same file name
+        reader.Run();
+        const CImage& back = OutputImage(reader);
+        EXPECT_EQ(back.Size(), size);
+        ASSERT_EQ(back.ByteCount(), image.ByteCount());
+        EXPECT_EQ(std::memcmp(back.Bytes(), image.Bytes(), image.ByteCount()), 0);
+        EXPECT_EQ(back.Attributes().EntryString("comments"), "# random floats\n");
+    }
+}
+
+TEST_F(SaveASCII, StdoutKeepsTheStreamFormat) {
+    auto bytes = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(2, 1), {10, 255});
+    auto floats = ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {0.25f});
+    CValueMap decimal = Format("dec", 3), scientific = Format("scientific", 3);
+    for (CValueMap* parameters : {&decimal, &scientific}) {
+        parameters->SetEntry("filename", new CValueString("STDOUT"));
+        parameters->SetEntry("text", new CValueString("# to the screen"));
+        parameters->SetEntry("verbose", new CValueBool(true));
+    }
+    // A host that left standard output in hexadecimal: "dec" clears that for the bytes,
+    // while the floats are written through the stream itself.
+    std::ios::fmtflags flags = std::cout.flags();
+    std::streamsize precision = std::cout.precision();
+    std::cout << std::hex;
+    std::cout.precision(5);
+    std::cout.fill('*');
+    std::string printed = CapturedStdout([&] {
+        Run(*bytes, decimal);
+        Run(*floats, scientific);
+    });
+    EXPECT_EQ(printed, "# to the screen\n10 255 \n# to the screen\n2.500e-01 \n");
+    EXPECT_EQ(std::cout.flags(), (flags & ~std::ios::basefield) | std::ios::hex);
+    EXPECT_EQ(std::cout.precision(), 5);
+    EXPECT_EQ(std::cout.fill(), '*');
+    EXPECT_EQ(std::cout.getloc(), std::locale());
+    EXPECT_FALSE(std::filesystem::exists(m_path));
+    std::cout.flags(flags);
+    std::cout.precision(precision);
+    std::cout.fill(' ');
+}
+
+TEST_F(SaveASCII, VerboseSaysWhatItWrites) {
+    auto image = ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f});
+    CValueMap parameters = Format("fixed", -1);
+    parameters.SetEntry("verbose", new CValueBool(true));
+    EXPECT_EQ(CapturedStdout([&] { Run(*image, parameters); }),
+              "(utility plugins) SaveASCII: writing image to '" + m_path +
+                  "' in fixed notation and precision of -1\n");
+    EXPECT_EQ(Written(), "1.00000000 \n");
+    EXPECT_EQ(CapturedStdout([&] { Run(*image, parameters, true); }),
+              "(utility plugins) ImageToString: converting image to string with in fixed "
+              "notation and precision of -1\n");
+}
+
+TEST_F(SaveASCII, BadInputsAndDestinationsFailWithTheirMessage) {
+    auto doubles = ImageValue<double>(IMAGE_GREY_D, CSize(1, 1), {1.0});
+    CValueLong number(3);
+    CValuePointer<CImage> empty;
+    CPSaveASCII toString(true);
+    Configure(toString);
+    EXPECT_EQ(ErrorOf([&] { toString.Run(); }, true),
+              "(utility plugins) ImageToString | input image is NULL");
+    const std::pair<CValue*, const char*> inputs[] = {
+        {&number, "input 0 is not an image"},
+        {&empty, "input image is NULL"},
+        {doubles.get(),
+         "input image is not of type IMAGE_GREY_F, IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32, "
+         "nor IMAGE_MONO_BINARY"}};
+    for (const auto& [input, message] : inputs) {
+        toString.SetStackInput(0, input);
+        EXPECT_EQ(ErrorOf([&] { toString.Run(); }), message);
+    }
+
+    auto floats = ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f});
+    std::string missing = (m_directory / "missing" / "out.txt").string();
+    const std::pair<std::string, std::string> destinations[] = {
+        {m_directory.string(),
+         "Can not open file for writing: '" + m_directory.string() + "' (no permissions?)"},
+        {missing, "Can not open file for writing: '" + missing + "' (no permissions?)"},
+        {"/dev/full", "Can not save file: '/dev/full' (no permissions or disk full?)"},
+    };
+    for (const auto& [filename, message] : destinations) {
+        CValueMap parameters;
+        parameters.SetEntry("filename", new CValueString(filename));
+        EXPECT_EQ(ErrorOf([&] { Run(*floats, parameters); }, true),
+                  "(utility plugins) SaveASCII | " + message);
+    }
+    EXPECT_EQ(ErrorOf([&] { Run(*floats, Format("fixed", 1001), true); }),
+              "precision 1001 is too large for the fixed notation: at most 1000 digits are "
+              "written");
+}
+
+TEST(ImageToString, DeclaresOnlyThePrecisionAndIgnoresFileNames) {
+    CPSaveASCII node(true);
+    CValueMap setup;
+    node.GetPluginSetup(setup);
+    EXPECT_EQ(setup.EntryString("name"), "ImageToString");
+    EXPECT_EQ(setup.Entry("parameters")->Map()->Keys(), std::vector<std::string>{"precision"});
+    CValueMap parameters;
+    parameters.SetEntry("filename", new CValueString("ignored.txt"));
+    parameters.SetEntry("base_type", new CValueString("scientific"));
+    Configure(node, parameters);
+    auto image = ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {2.0f});
+    node.SetStackInput(0, image.get());
+    node.Run();
+    EXPECT_EQ(node.StackOutput(0)->String(), "2.00000000e+00 \n");
+    EXPECT_FALSE(std::filesystem::exists("ignored.txt"));
+}
+
+}  // namespace

@@ -1,0 +1,253 @@
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "NodeTesting.h"
+#include "PScript.h"
+
+using namespace ORVA;
+using namespace testing_support;
+
+namespace {
+
+const char* const INVERT = "sh \"%ORVADIR%/examples/scripts/invert.sh\" %IN0% %OUT0% 255";
+
+// Every test runs with TMPDIR at a directory of its own, so that what Script leaves behind
+// shows.
+class Script : public testing::Test {
+  protected:
+    void SetUp() override {
+        m_directory = std::filesystem::temp_directory_path() /
+                      ("orva-script-test-" + std::to_string(getpid()) + "-" +
+                       testing::UnitTest::GetInstance()->current_test_info()->name());
+        UseTemporaryDirectory(m_directory);
+        if (const char* previous = std::getenv("TMPDIR")) m_previous = previous;
+    }
+    void TearDown() override {
+        if (m_previous.empty())
+            unsetenv("TMPDIR");
+        else
+            setenv("TMPDIR", m_previous.c_str(), 1);
+        std::filesystem::remove_all(m_directory);
+    }
+    void UseTemporaryDirectory(const std::filesystem::path& directory) {
+        std::filesystem::create_directories(directory);
+        setenv("TMPDIR", directory.c_str(), 1);
+    }
+
+    // A Script node with `command` and further settings, run on `inputs`.
+    std::unique_ptr<CPScript> RunScript(const std::string& command,
+                                        std::vector<CValue*> inputs = {}, CValueMap settings = {}) {
+        auto node = std::make_unique<CPScript>();
+        settings.SetEntry("command", new CValueString(command));
+        Configure(*node, settings);
+        for (size_t pin = 0; pin < inputs.size(); ++pin)
+            node->SetStackInput(static_cast<int>(pin), inputs[pin]);
+        node->Run();
+        return node;
+    }
+    // The message of a run that fails; what it printed on standard error goes to `errors`.
+    std::string Failure(const std::string& command, std::vector<CValue*> inputs = {},
+                        CValueMap settings = {}, std::string* errors = nullptr) {
+        std::string message;
+        std::string printed = CapturedStderr(
+            [&] { message = ErrorOf([&] { RunScript(command, inputs, std::move(settings)); }); });
+        if (errors) *errors = printed;
+        return message;
+    }
+    std::vector<std::string> Left() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_directory))
+            names.push_back(entry.path().string());
+        return names;
+    }
+
+    std::filesystem::path m_directory;
+    std::string m_previous;
+};
+
+}  // namespace
+
+TEST(ScriptCommand, SplitsIntoWordsAsAShellDoes) {
+    struct Case {
+        const char* command;
+        std::vector<std::string> words;
+    } cases[] = {
+        {"  sh  -c\t'a  b'\n", {"sh", "-c", "a  b"}},
+        {R"(a"b c"d 'e"f' "g'h")", {"ab cd", "e\"f", "g'h"}},
+        {R"("q\"uote" "back\\slash" "keep\n" esc\ aped \'x)",
+         {"q\"uote", "back\\slash", "keep\\n", "esc aped", "'x"}},
+        {R"('' "" x)", {"", "", "x"}},
+        {"$(rm -rf x); `y` | z > w", {"$(rm", "-rf", "x);", "`y`", "|", "z", ">", "w"}},
+        {"", {}},
+        {"   ", {}},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(SplitCommand(c.command), c.words) << c.command;
+    EXPECT_EQ(ErrorOf([] { SplitCommand("a 'b"); }), "the command has a ' at 2 that is not closed");
+    EXPECT_EQ(ErrorOf([] { SplitCommand(R"(a "b\")"); }),
+              "the command has a \" at 2 that is not closed");
+}
+
+TEST_F(Script, RunsTheExampleOnAnImage) {
+    // Values whose inverses are exact; floats that need all nine digits; two planes.
+    auto image = ImageValue<float>(IMAGE_GREY_F, CSize(3, 2, 2),
+                                   {0.5f, 254.75f, -1.25f, 100.0f, 0.0f, 1e-3f, 255.0f, 3.0f});
+    auto node = RunScript(INVERT, {image.get()});
+    const CImage& inverted = OutputImage(*node);
+    EXPECT_EQ(inverted.Type(), IMAGE_GREY_F);
+    EXPECT_EQ(inverted.Size(), CSize(3, 2, 2));
+    std::vector<float> expected;
+    for (float value : Samples<float>(*UnwrapPointer<CImage>(image.get())))
+        expected.push_back(static_cast<float>(255.0 - static_cast<double>(value)));
+    EXPECT_EQ(Samples<float>(inverted), expected);
+    EXPECT_FALSE(inverted.Attributes().HasEntry("image_path"));
+    EXPECT_TRUE(Left().empty());
+}
+
+TEST_F(Script, WritesScalarsAsTheirTextAndTakesSeveralPins) {
+    CValueLong number(7);
+    CValueDouble tenth(0.1);
+    CValueBool yes(true);
+    CValueString text("-2.5 4");
+    auto image = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(2, 1), {9, 200});
+    auto node = RunScript(
+        "sh -c 'echo $(cat \"$1\") $(cat \"$2\") $(cat \"$3\") $(cat \"$4\") > \"$6\"; "
+        "cp \"$5\" \"$7\"' sh %IN0% %IN1% %IN2% %IN3% %IN4% %OUT1% %OUT0%",
+        {&number, &tenth, &yes, &text, image.get()});
+    EXPECT_EQ(Samples<float>(OutputImage(*node, 1)), (std::vector<float>{7, 0.1f, 1, -2.5f, 4}));
+    EXPECT_EQ(Samples<float>(OutputImage(*node, 0)), (std::vector<float>{9, 200}));
+}
+
+TEST_F(Script, NoValueCanBecomeACommand) {
+    // A variable's value, blanks and all, is one argument, and nothing in it is run.
+    setenv("ORVA_SCRIPT_TEST_VALUE", "5 6; exit 7 $(exit 8) `exit 9` | false", 1);
+    auto node = RunScript("sh -c 'echo \"$1\" > \"$2\"' sh %ORVA_SCRIPT_TEST_VALUE% %OUT0%");
+    EXPECT_EQ(Samples<float>(OutputImage(*node)), (std::vector<float>{5, 6}));
+    unsetenv("ORVA_SCRIPT_TEST_VALUE");
+}
+
+TEST_F(Script, FileNamesWithBlanksQuotesAndPercentSigns) {
+    std::filesystem::path odd = m_directory / "a dir with 'single' \"double\" %HOME% $(x) ;";
+    UseTemporaryDirectory(odd);
+    auto image = ImageValue<float>(IMAGE_GREY_F, CSize(2, 1), {1.0f, 2.0f});
+    CValueMap keep;
+    keep.SetEntry("keep_files", new CValueBool(true));
+    std::string printed = CapturedStdout([&] {
+        auto node = RunScript(INVERT, {image.get()}, keep);
+        EXPECT_EQ(Samples<float>(OutputImage(*node)), (std::vector<float>{254, 253}));
+        // Kept files keep the path the image was read from.
+        EXPECT_EQ(OutputImage(*node).Attributes().EntryString("image_path").rfind(odd.string(), 0),
+                  0u);
+    });
+    // The kept directory is the one named on standard output, and holds both files.
+    const std::string lead = "Script: the files are kept in '";
+    ASSERT_EQ(printed.rfind(lead, 0), 0u) << printed;
+    std::filesystem::path kept = printed.substr(lead.size(), printed.size() - lead.size() - 2);
+    EXPECT_EQ(kept.parent_path(), odd);
+    EXPECT_TRUE(std::filesystem::exists(kept / "in0.txt"));
+    EXPECT_TRUE(std::filesystem::exists(kept / "out0.txt"));
+}
+
+TEST_F(Script, FailuresCarryTheEndOfStandardError) {
+    auto image = ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f});
+    auto colour = ImageValue<uint8_t>(IMAGE_RGB_8I, CSize(1, 1), {1});
+    CValueVector list;
+    std::string errors;
+    EXPECT_EQ(Failure("sh -c 'echo first >&2; echo \"it failed\" >&2; exit 3'", {}, {}, &errors),
+              "the command exited with status 3. Its standard error ends with:\nfirst\nit failed");
+    EXPECT_EQ(errors, "first\nit failed\n");  // passed on as it came
+
+    // Only the end of a long standard error, from the start of a line.
+    std::string message =
+        Failure("sh -c 'for i in $(seq 1000); do echo line $i >&2; done; exit 1'");
+    EXPECT_NE(message.find(". Its standard error ends with:\n...line "), std::string::npos)
+        << message;
+    EXPECT_EQ(message.substr(message.size() - 9), "line 1000");
+    EXPECT_LT(message.size(), 2100u);
+
+    struct Case {
+        std::string command;
+        std::vector<CValue*> inputs;
+        std::string message;
+    } cases[] = {
+        {"sh -c 'kill -TERM $$'",
+         {},
+         "the command was ended by signal 15 (Terminated). It wrote "
+         "nothing to standard error."},
+        {"sh -c 'true' sh %OUT0%", {}, "the command wrote no file for %OUT0% ('"},
+        {"sh -c 'echo 1 > \"$1\"; echo \"1 2\" >> \"$1\"' sh %OUT0%",
+         {},
+         "the file of %OUT0% cannot be read as a text matrix: inconsistent data in x direction!"},
+        {"no-such-program-of-orva",
+         {},
+         "cannot run 'no-such-program-of-orva': No such file or "
+         "directory"},
+        {"cat %IN0% %IN1%", {image.get()}, "the command uses %IN1% but input 1 is empty"},
+        {"cat %IN0%",
+         {colour.get()},
+         "input 0 cannot be written as a text matrix: input image is not of type IMAGE_GREY_F, "
+         "IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32, nor IMAGE_MONO_BINARY"},
+        {"cat %IN0%",
+         {&list},
+         "input 0 holds a CValueVector; a script takes images, numbers, "
+         "bools and strings"},
+        {"cat %IN100%", {}, "%IN100% names a pin beyond 99: a script has pins 0 to 99"},
+        {" ", {}, "the command is empty"},
+    };
+    for (const Case& c : cases) {
+        std::string got = Failure(c.command, c.inputs);
+        EXPECT_EQ(got.substr(0, c.message.size()), c.message) << c.command;
+    }
+    // Everything made for the failed runs is gone.
+    EXPECT_TRUE(Left().empty());
+}
+
+TEST_F(Script, OutputsAreSetOnlyWhenEveryFileIsRead) {
+    auto node = std::make_unique<CPScript>();
+    CValueMap settings;
+    settings.SetEntry("command", new CValueString("sh -c 'echo 1 > \"$1\"' sh %OUT0% %OUT1%"));
+    Configure(*node, settings);
+    EXPECT_NE(ErrorOf([&] { node->Run(); }), "no exception");
+    EXPECT_FALSE(node->IsStackOutputSet(0));
+}
+
+TEST_F(Script, ATimeoutKillsTheCommandAndWhatItStarted) {
+    // The shell starts a sleep in the background and tells its process id.
+    std::string pidFile = (m_directory / "pid").string();
+    setenv("ORVA_SCRIPT_TEST_PID", pidFile.c_str(), 1);
+    CValueMap settings;
+    settings.SetEntry("timeout", new CValueDouble(0.5));
+    auto start = std::chrono::steady_clock::now();
+    std::string message = Failure(
+        "sh -c 'sleep 30 & echo $! > \"$1\"; echo waiting >&2; wait' sh %ORVA_SCRIPT_TEST_PID%", {},
+        settings);
+    double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    unsetenv("ORVA_SCRIPT_TEST_PID");
+    EXPECT_EQ(message,
+              "the command did not end within 0.5 s and was killed. Its standard error ends "
+              "with:\nwaiting");
+    EXPECT_GE(seconds, 0.5);
+    EXPECT_LT(seconds, 10.0);
+
+    pid_t sleeper = 0;
+    std::ifstream(pidFile) >> sleeper;
+    ASSERT_GT(sleeper, 0);
+    // Gone, or a zombie no one has reaped yet.
+    bool gone = false;
+    for (int tries = 0; tries < 100 && !gone; ++tries) {
+        std::ifstream stat("/proc/" + std::to_string(sleeper) + "/stat");
+        std::string pid, name, state;
+        stat >> pid >> name >> state;
+        gone = !stat || state == "Z";
+        if (!gone) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_TRUE(gone) << "the background sleep still runs";
+    std::filesystem::remove(pidFile);
+    EXPECT_TRUE(Left().empty());
+}

@@ -1,0 +1,130 @@
+#include "PTextSerializer.h"
+
+#include <fstream>
+#include <iostream>
+
+namespace ORVA {
+
+namespace {
+constexpr const char* LOCATION = "(utility plugins) TextSerializer::Run";
+// Deeper indents only make files larger; a mistyped one could fill the disk.
+constexpr int32_t MAX_INDENT = 64;
+}  // namespace
+
+CTextSerializerNode::CTextSerializerNode(const char* instance)
+    : m_mode("WRITE"), m_filename("NULL"), m_indent(2), m_verbose(false) {
+    SetInstance(instance);
+}
+
+void CTextSerializerNode::GetPluginSetup(CValueMap& setup) {
+    CSetupDocument doc = UtilityDocument("Image", "Utility", "TextSerializer");
+    doc.Brief(
+        "Writes any value as JSON text, or reads a value back from such a file.",
+        "WRITE turns input 0 (a number, bool, string, map, vector or image, with metadata) "
+        "into the framework's text format, a JSON dialect that reads back into an equal value "
+        "of the same kinds: doubles keep every bit, images keep their type, size, samples and "
+        "attributes. The text goes to output 0 and, followed by a line end, to \"filename\": "
+        "STDOUT writes it to standard output, NULL nowhere, any other name replaces that "
+        "file. READ reads \"filename\" and outputs the value it holds; text that does not "
+        "parse is an error that names its line and column.");
+    doc.Note(
+        "ReadMap reads such a file as well and picks single entries of a map. An indent of 0 "
+        "or less writes everything on one line; indents above 64 are refused.");
+    doc.Input(0, "Value to write (WRITE).", CSetupDocument::PIN_VALUE).Optional();
+    doc.Output(0, "The text written (WRITE) as a CValueString, or the value read (READ).",
+               CSetupDocument::PIN_VALUE);
+    doc.Parameter("mode", m_mode, "WRITE a value as text, or READ one from a file")
+        .Values("WRITE, READ");
+    doc.Parameter("filename", m_filename,
+                  "file to write or read; environment variables like %ORVADIR% are expanded; "
+                  "STDOUT (WRITE: standard output) and NULL (WRITE: no file) are no files")
+        .Path("JSON files (*.json);; Text files (*.txt);; All files (*.*)");
+    doc.Parameter("indent", m_indent, "blanks per level of nesting; 0 writes one line");
+    doc.Parameter("verbose", m_verbose, "print what is written or read to the log")
+        .Toggle()
+        .Order(98);
+    doc.Parameter("run_once", m_runOnce.Enabled(),
+                  "write or read only on the first run after the parameters are set")
+        .Toggle()
+        .Order(99);
+    doc.Keywords({"serialize", "JSON", "text", "file", "write", "read", "save", "load", "dump"});
+    doc.SeeAlso("ReadMap, StaticStorage");
+    doc.WriteTo(setup);
+}
+
+void CTextSerializerNode::NodeInit() {
+    m_mode = Parameters().EntryString("mode", m_mode);
+    m_filename = Parameters().EntryString("filename", m_filename);
+    m_indent = Parameters().EntryLong("indent", m_indent);
+    m_verbose = Parameters().EntryBool("verbose", m_verbose);
+    m_runOnce.Reset(Parameters().EntryBool("run_once", m_runOnce.Enabled()));
+}
+
+void CTextSerializerNode::Run() {
+    if (m_runOnce.Skip()) return;
+    std::string path = CStringTools::UnwrapEnvVars(m_filename);
+    if (m_mode == "WRITE")
+        Write(path);
+    else if (m_mode == "READ")
+        Read(path);
+    else
+        throw CException(LOCATION,
+                         CString("unknown mode '%1': expected WRITE or READ").Arg(m_mode));
+    m_runOnce.MarkDone();
+}
+
+void CTextSerializerNode::Write(const std::string& path) {
+    const CValue* input = GetStackInput(0, false);
+    if (!input) throw CException(LOCATION, "no value on input 0 to write");
+    if (m_indent > MAX_INDENT)
+        throw CException(LOCATION, CString("indent %1 is too large: at most %2 blanks per level")
+                                       .Arg(m_indent)
+                                       .Arg(MAX_INDENT));
+    auto text = std::make_unique<CValueString>(CTextSerializer::ToText(*input, m_indent));
+    if (path == "STDOUT") {
+        std::cout << text->Text() << std::endl;
+    } else if (path != "NULL") {
+        std::string file = CPath(path).PathString();
+        std::ofstream stream(file, std::ios::binary | std::ios::trunc);
+        if (!stream)
+            throw CException(
+                LOCATION,
+                CString("Can not open file for writing: '%1' (no permissions?)").Arg(file));
+        stream << text->Text() << '\n';
+        stream.close();
+        if (!stream)
+            throw CException(
+                LOCATION,
+                CString("Can not save file: '%1' (no permissions or disk full?)").Arg(file));
+        if (m_verbose)
+            std::cout << "TextSerializer: wrote " << text->Text().size() + 1 << " bytes to '"
+                      << file << "'" << std::endl;
+        Label(file);
+    }
+    SetStackOutput(0, std::move(text));
+}
+
+void CTextSerializerNode::Read(const std::string& path) {
+    if (path == "NULL" || path == "STDOUT" || path.empty())
+        throw CException(LOCATION, CString("READ needs a file to read, not '%1'").Arg(path));
+    std::string file = CPath(path).PathString();
+    std::unique_ptr<CValue> value;
+    try {
+        value = CTextSerializer::FromFile(file);
+    } catch (const CException& error) {
+        throw CException(LOCATION, error.Message());
+    }
+    if (m_verbose)
+        std::cout << "TextSerializer: read a " << TypeName(value->Type()) << " from '" << file
+                  << "'" << std::endl;
+    SetStackOutput(0, std::move(value));
+    Label(file);
+}
+
+void CTextSerializerNode::Label(const std::string& path) {
+    if (!Parameters().EntryBool("ui/automaticLabel", true)) return;
+    Parameters().SetEntry("ui/tooltip", new CValueString(path));
+    Parameters().SetEntry("ui/label", new CValueString(CPath(path).Name()));
+}
+
+}  // namespace ORVA
