@@ -10,6 +10,9 @@
 #include "PBoundingBox.h"
 #include "PConvertType.h"
 #include "PCopyImage.h"
+#include "PCurveIndex.h"
+#include "PDrawCircle.h"
+#include "PDrawString.h"
 #include "PExpandBox.h"
 #include "PGetCoordinates.h"
 #include "PGetImageAttributes.h"
@@ -20,6 +23,7 @@
 #include "PLabeling.h"
 #include "PMerge.h"
 #include "PNormalize.h"
+#include "PPaintMarks.h"
 #include "PPixelLabel.h"
 #include "PRadon.h"
 #include "PRayMaximum.h"
@@ -29,6 +33,8 @@
 #include "PReplaceNonFinite.h"
 #include "PReplaceValue.h"
 #include "PRingBuffer.h"
+#include "PSampleLine.h"
+#include "PSamplePoints.h"
 #include "PSaveASCII.h"
 #include "PScript.h"
 #include "PSelectImage.h"
@@ -87,7 +93,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"ConvertType", Make<CPConvertType>, CURRENT, 0},
     {"Sleep", Make<CPSleep>, CURRENT, 40},
     {"Normalize", Make<CPNormalize>, CURRENT, 1},
-    {"CurveIndex", nullptr, CURRENT, 2},
+    {"CurveIndex", Make<CPCurveIndex>, CURRENT, 2},
     {"ReadImage", nullptr, CURRENT, 3},
     {"CopyImage", Make<CPCopyImage>, CURRENT, 4},
     {"ExpandBox", Make<CPExpandBox>, DEPRECATED, -1},
@@ -102,15 +108,15 @@ constexpr SFactoryRow FACTORY[] = {
     {"Labeling", Make<CPLabeling>, CURRENT, 10},
     {"Merge", Make<CPMerge>, DEPRECATED, -1},
     {"Hough", Make<CPHough>, CURRENT, 11},
-    {"PaintMarks", nullptr, CURRENT, 12},
+    {"PaintMarks", Make<CPPaintMarks>, CURRENT, 12},
     {"ReadASCII", Make<CPReadASCII>, CURRENT, 13},
     {"SaveASCII", MakeSaveASCII, CURRENT, 42},
     {"ImageToString", MakeImageToString, CURRENT, 41},
     {"Statistics", Make<CPStatistics>, CURRENT, 15},
     {"BoundingBox", Make<CPBoundingBox>, CURRENT, 14},
-    {"DrawString", nullptr, CURRENT, 16},
+    {"DrawString", Make<CPDrawString>, CURRENT, 16},
     {"Histogram", Make<CPHistogram>, CURRENT, 17},
-    {"SampleLine", nullptr, CURRENT, 18},
+    {"SampleLine", Make<CPSampleLine>, CURRENT, 18},
     {"RayMaximum", Make<CPRayMaximum>, CURRENT, 20},
     {"RayMinimum", Make<CPRayMinimum>, CURRENT, 21},
     {"Radon", Make<CPRadon>, CURRENT, 19},
@@ -125,7 +131,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"TimerStop", Make<CPTimerStop>, CURRENT, 27},
     {"FindMax", nullptr, CURRENT, 28},
     {"FindBalancePoint", nullptr, CURRENT, 30},
-    {"DrawCircle", nullptr, DEPRECATED, -1, "We recommend to use Data::Circle instead!"},
+    {"DrawCircle", Make<CPDrawCircle>, DEPRECATED, -1, "We recommend to use Data::Circle instead!"},
     {"HoughCircle", nullptr, CURRENT, 29},
     {"HoughCircleTJ", nullptr, ALTERNATIVE, -1},  // CPTJHoughCircle
     {"SelectImage", Make<CPSelectImage>, CURRENT, 31},
@@ -137,7 +143,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"RingBuffer", Make<CPRingBuffer>, CURRENT, 36},
     {"TextSerializer", MakeTextSerializer, CURRENT, 37},
     {"AddMetaData", Make<CPAddMetaData>, CURRENT, 45},
-    {"SamplePoints", nullptr, CURRENT, 46},
+    {"SamplePoints", Make<CPSamplePoints>, CURRENT, 46},
     {"Histogram2d", Make<CPHistogram2d>, CURRENT, 47},
     {"GetImageAttributes", Make<CPGetImageAttributes>, CURRENT, 48},
     {"SetImageAttributes", Make<CPSetImageAttributes>, CURRENT, 49},

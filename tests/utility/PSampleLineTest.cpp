@@ -1,0 +1,91 @@
+#include "PSampleLine.h"
+
+#include <cmath>
+
+#include "DrawingTesting.h"
+
+using namespace ORVA;
+using namespace testing_support;
+
+namespace {
+
+// 0 10 20 30 / 100 110 120 130.
+std::unique_ptr<CValue> Ramp() {
+    return ImageValue<uint16_t>(IMAGE_GREY_16, CSize(4, 2), {0, 10, 20, 30, 100, 110, 120, 130});
+}
+
+}  // namespace
+
+TEST(SampleLine, SamplesFromStartToEndBothIncluded) {
+    struct Case {
+        const char* json;
+        std::vector<float> table;  // x, y, value per sample
+    } cases[] = {
+        // count 0: ceil(length) + 1 samples; the last lands exactly on the end.
+        {R"({"x0": 0, "y0": 0, "x1": 3, "y1": 0})", {0, 0, 0, 1, 0, 10, 2, 0, 20, 3, 0, 30}},
+        {R"({"x0": 0, "y0": 0, "x1": 2.5, "y1": 1})",
+         {0, 0, 0, 0.8333333f, 0.3333333f, 41.66666f, 1.6666666f, 0.6666667f, 83.33333f, 2.5f, 1,
+          125}},
+        {R"({"x0": 3, "y0": 1, "x1": 0, "y1": 0, "count": 3})",
+         {3, 1, 130, 1.5f, 0.5f, 65, 0, 0, 0}},
+        {R"({"x0": 1, "y0": 1, "x1": 3, "y1": 0, "count": 1})", {1, 1, 110}},
+        {R"({"x0": 2, "y0": 0, "x1": 5, "y1": 0, "interpolation": "NEAREST",
+             "outside_value": -1})",
+         {2, 0, 20, 3, 0, 30, 4, 0, -1, 5, 0, -1}},
+    };
+    std::unique_ptr<CValue> image = Ramp();
+    for (const Case& c : cases) {
+        CPSampleLine node;
+        RunNode(node, c.json, {image.get()});
+        const std::vector<float> table = Samples<float>(OutputImage(node, 0));
+        ASSERT_EQ(table.size(), c.table.size()) << c.json;
+        for (size_t i = 0; i < table.size(); ++i)
+            EXPECT_NEAR(table[i], c.table[i], 1e-4) << c.json << " cell " << i;
+        std::vector<float> profile;
+        for (size_t i = 2; i < table.size(); i += 3)
+            profile.push_back(table[i]);
+        EXPECT_EQ(Samples<float>(OutputImage(node, 1)), profile);
+        EXPECT_EQ(OutputImage(node, 1).Size(), CSize(static_cast<int64_t>(profile.size()), 1, 1));
+    }
+}
+
+TEST(SampleLine, SegmentFromTheFirstRowOfATableAndNaNOutside) {
+    std::unique_ptr<CValue> image = Ramp();
+    std::unique_ptr<CValue> segment = Table(5, {3, 0, 3, 2, 99, 0, 0, 0, 0, 0});
+    CPSampleLine node;
+    RunNode(node, R"({"x0": 0, "y0": 0, "x1": 1, "y1": 0})", {image.get(), segment.get()});
+    const std::vector<float> table = Samples<float>(OutputImage(node, 0));
+    ASSERT_EQ(table.size(), 9u);
+    EXPECT_EQ(std::vector<float>(table.begin(), table.begin() + 8),
+              (std::vector<float>{3, 0, 30, 3, 1, 130, 3, 2}));
+    EXPECT_TRUE(std::isnan(table[8]));
+}
+
+TEST(SampleLine, Failures) {
+    std::unique_ptr<CValue> image = Ramp();
+    std::unique_ptr<CValue> empty = Table(4, {});
+    struct Case {
+        std::string json;
+        const CValue* table;
+        const char* message;
+    } cases[] = {
+        {R"({"count": -2})", nullptr, "parameter count must be 0 or more, but it is -2"},
+        {R"({"x1": {"@double": "inf"}})", nullptr,
+         "the segment from (0, 0) to (inf, 0) has an end that is not finite"},
+        {R"({"x1": 1e12})", nullptr,
+         "the segment asks for 1000000000001 samples; at most 16777216 are taken"},
+        {"{}", empty.get(), "input 1 has no rows"},
+        {"{}", image.get(),
+         "input 1 must be an IMAGE_GREY_F table of at least 4 columns, but it is an "
+         "IMAGE_GREY_16 image of size (4, 2, 1)"},
+    };
+    for (const Case& c : cases) {
+        CPSampleLine node;
+        EXPECT_EQ(ErrorOf(
+                      [&] {
+                          RunNode(node, c.json, {image.get(), c.table});
+                      },
+                      true),
+                  std::string("(utility plugins) SampleLine::Run | ") + c.message);
+    }
+}

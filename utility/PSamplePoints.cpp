@@ -1,0 +1,100 @@
+#include "PSamplePoints.h"
+
+#include <algorithm>
+#include <limits>
+#include <vector>
+
+#include "Tables.h"
+
+namespace ORVA {
+
+namespace {
+const char* const WHERE = "(utility plugins) SamplePoints::Run";
+}  // namespace
+
+CPSamplePoints::CPSamplePoints()
+    : m_interpolation("BILINEAR"),
+      m_outsideValue(std::numeric_limits<double>::quiet_NaN()),
+      m_xColumn(0),
+      m_zColumn(-1) {}
+
+void CPSamplePoints::GetPluginSetup(CValueMap& setup) {
+    CSetupDocument doc = UtilityDocument("Image", "Utility", "SamplePoints");
+    doc.Brief(
+        "Samples the input image at the points of a table.",
+        "Each row of the table on input 1 is a point: x in column x_column, y in the next one, "
+        "and z in column z_column when that is 0 or more; further columns are ignored. So the "
+        "tables of GetCoordinates fit (x_column 1 with its label column, z_column 2 or 3 with "
+        "3d), and those of CurveIndex with x_column 2. Without a z column the first plane is "
+        "sampled.\n\n"
+        "Pixel centres lie at integer coordinates. NEAREST takes the pixel whose centre is "
+        "nearest (halves round up); BILINEAR interpolates between the surrounding centres "
+        "(linearly along z as well), and a point exactly on a centre gets that pixel's value. "
+        "A point outside the image takes outside_value: for NEAREST when its nearest pixel lies "
+        "outside, for BILINEAR when it lies beyond the outermost pixel centres; so do points "
+        "with a coordinate that is not finite. Values are computed in double precision.");
+    doc.Parameter("interpolation", m_interpolation,
+                  "how values between pixel centres are read: BILINEAR or NEAREST")
+        .Values("BILINEAR, NEAREST");
+    doc.Parameter("outside_value", m_outsideValue, "value of points outside the image")
+        .Type("double or long");
+    doc.Parameter("x_column", m_xColumn, "column of the table that holds x; y is the next one");
+    doc.Parameter("z_column", m_zColumn, "column of the table that holds z; -1 for none");
+    doc.Input(0,
+              "Input image of a single-channel type (IMAGE_GREY_8, _16, _32, _64, _F, _D or "
+              "binary).");
+    doc.Input(1, "Table of points of type IMAGE_GREY_F, one point per row.");
+    doc.Output(0, "Table of type IMAGE_GREY_F with one row x, y, value per point.");
+    doc.Output(1, "The values as a CValueVector of doubles, one per point.",
+               CSetupDocument::PIN_VECTOR);
+    doc.Keywords({"sample", "interpolation", "pixel values", "lookup", "points"});
+    doc.SeeAlso("SampleLine, GetCoordinates, CurveIndex");
+    doc.WriteTo(setup);
+}
+
+void CPSamplePoints::NodeInit() {
+    m_interpolation = Parameters().EntryString("interpolation", m_interpolation);
+    ReadDoubleOrLong(Parameters(), "outside_value", m_outsideValue);
+    m_xColumn = Parameters().EntryLong("x_column", m_xColumn);
+    m_zColumn = Parameters().EntryLong("z_column", m_zColumn);
+}
+
+void CPSamplePoints::Run() {
+    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
+    if (!input) throw CException(WHERE, "input image is NULL");
+    if (input->Type().IsColour())
+        throw CException(WHERE, CString("input image must have a single channel, but it is %1")
+                                    .Arg(input->Type().Name()));
+    const EnInterpolation mode = InterpolationByName(m_interpolation, WHERE);
+    if (m_xColumn < 0)
+        throw CException(
+            WHERE, CString("parameter x_column must be 0 or more, but it is %1").Arg(m_xColumn));
+    if (m_zColumn < -1)
+        throw CException(
+            WHERE,
+            CString("parameter z_column must be -1 (none) or more, but it is %1").Arg(m_zColumn));
+    const int64_t columns = std::max<int64_t>(int64_t(m_xColumn) + 2, int64_t(m_zColumn) + 1);
+    const CImage* points = InputTable(GetStackInput(1, false), WHERE, "input 1", columns);
+    if (!points) throw CException(WHERE, "input 1 (the table of points) is NULL");
+
+    const int64_t rows = TableRows(*points);
+    std::unique_ptr<CImage> table = MakeTable(3, rows);
+    std::vector<double> values(HasStackOutput(1) ? static_cast<size_t>(rows) : 0);
+    DispatchSampling(input->Type(), mode,
+                     [&]<EnInterpolation MODE, class T>(
+                         std::integral_constant<EnInterpolation, MODE>, std::type_identity<T>) {
+                         SampleTable<MODE>(input->Data<T>(), input->Size(), points->Data<float>(),
+                                           points->Size().x, rows, m_xColumn, m_zColumn,
+                                           m_outsideValue, table->Data<float>(),
+                                           HasStackOutput(1) ? values.data() : nullptr);
+                     });
+    SetStackOutput(0, OwnedImage(std::move(table)));
+    if (HasStackOutput(1)) {
+        auto vector = std::make_unique<CValueVector>();
+        for (double value : values)
+            vector->PushBack(std::make_unique<CValueDouble>(value));
+        SetStackOutput(1, std::move(vector));
+    }
+}
+
+}  // namespace ORVA

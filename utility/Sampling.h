@@ -1,0 +1,79 @@
+#pragma once
+
+// Reading single-channel images at fractional positions, as SampleLine and SamplePoints do:
+// pixel centres lie at integer coordinates; positions outside the image give an outside value.
+#include <cmath>
+#include <cstdint>
+#include <string>
+#include <type_traits>
+
+#include "NodeSupport.h"
+
+namespace ORVA {
+
+enum class EnInterpolation { NEAREST, BILINEAR };
+
+// "NEAREST" or "BILINEAR"; any other text is a CException at `where`.
+inline EnInterpolation InterpolationByName(const std::string& name, const char* where) {
+    if (name == "NEAREST") return EnInterpolation::NEAREST;
+    if (name == "BILINEAR") return EnInterpolation::BILINEAR;
+    throw CException(
+        where,
+        CString("parameter interpolation must be NEAREST or BILINEAR, but it is '%1'").Arg(name));
+}
+
+// a + t (b - a) for 0 <= t < 1, written so that t = 0 gives a whatever b holds (a NaN or an
+// infinity beside a pixel centre does not leak into it) and equal ends give themselves.
+inline double Lerp(double a, double b, double t) {
+    if (t == 0.0 || a == b) return a;
+    return (1.0 - t) * a + t * b;
+}
+
+// The value of `image` (size.x * size.y * size.z samples, x fastest) at (x, y, z).
+// NEAREST takes the pixel whose centre is nearest (halves round up) and needs it inside the
+// image: -0.5 <= x < width - 0.5. BILINEAR interpolates linearly between the neighbouring
+// centres along every axis and needs 0 <= x <= width - 1 (likewise y and z). Elsewhere, and
+// for non-finite positions, the result is `outside`.
+template <EnInterpolation MODE, class T>
+double SampleAt(const T* image, const CSize& size, double x, double y, double z, double outside) {
+    const auto width = static_cast<double>(size.x), height = static_cast<double>(size.y),
+               depth = static_cast<double>(size.z);
+    auto at = [&](int64_t xi, int64_t yi, int64_t zi) {
+        return static_cast<double>(image[(zi * size.y + yi) * size.x + xi]);
+    };
+    if constexpr (MODE == EnInterpolation::NEAREST) {
+        const double xi = std::floor(x + 0.5), yi = std::floor(y + 0.5), zi = std::floor(z + 0.5);
+        if (!(xi >= 0.0 && xi < width && yi >= 0.0 && yi < height && zi >= 0.0 && zi < depth))
+            return outside;
+        return at(static_cast<int64_t>(xi), static_cast<int64_t>(yi), static_cast<int64_t>(zi));
+    } else {
+        if (!(x >= 0.0 && x <= width - 1.0 && y >= 0.0 && y <= height - 1.0 && z >= 0.0 &&
+              z <= depth - 1.0))
+            return outside;
+        const auto x0 = static_cast<int64_t>(x), y0 = static_cast<int64_t>(y),
+                   z0 = static_cast<int64_t>(z);
+        const double fx = x - static_cast<double>(x0), fy = y - static_cast<double>(y0),
+                     fz = z - static_cast<double>(z0);
+        // A fraction above 0 means the position lies before the last centre of its axis.
+        const int64_t x1 = fx > 0.0 ? x0 + 1 : x0, y1 = fy > 0.0 ? y0 + 1 : y0;
+        auto plane = [&](int64_t zi) {
+            return Lerp(Lerp(at(x0, y0, zi), at(x1, y0, zi), fx),
+                        Lerp(at(x0, y1, zi), at(x1, y1, zi), fx), fy);
+        };
+        return fz > 0.0 ? Lerp(plane(z0), plane(z0 + 1), fz) : plane(z0);
+    }
+}
+
+// Calls f(std::integral_constant<EnInterpolation, MODE>, std::type_identity<T>) for `mode` and
+// the sample type T of a single-channel `type`; false for colour types.
+template <class F>
+bool DispatchSampling(IImage::CType type, EnInterpolation mode, F&& f) {
+    return DispatchGrey(type, [&]<class T>(std::type_identity<T> element) {
+        if (mode == EnInterpolation::NEAREST)
+            f(std::integral_constant<EnInterpolation, EnInterpolation::NEAREST>{}, element);
+        else
+            f(std::integral_constant<EnInterpolation, EnInterpolation::BILINEAR>{}, element);
+    });
+}
+
+}  // namespace ORVA
