@@ -7,14 +7,18 @@
 #include <string>
 
 #include "PAddMetaData.h"
+#include "PConvexHull.h"
 #include "PGetImageAttributes.h"
 #include "PHough.h"
+#include "PHoughCircle.h"
 #include "PImageInfo.h"
+#include "PProjection.h"
 #include "PRadon.h"
 #include "PSetImageAttributes.h"
 #include "PSleep.h"
 #include "PStaticImage.h"
 #include "PStaticStorage.h"
+#include "PTJHoughCircle.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
 
@@ -56,7 +60,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"ReplaceNonFinite", nullptr, CURRENT, 6},
     {"ImageInfo", Make<CPImageInfo>, CURRENT, 7},
     {"MutualInformation", nullptr, CURRENT, 8},
-    {"Projection", nullptr, CURRENT, 9},
+    {"Projection", Make<CPProjection>, CURRENT, 9},
     {"NormalizeLine", nullptr, DEPRECATED, -1},
     {"FindRectangle", nullptr, DEPRECATED, -1},
     {"FindAndCutRectangle", nullptr, DEPRECATED, -1},
@@ -78,7 +82,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"SaveImage", nullptr, CURRENT, 43},
     {"FillWithValue", nullptr, DEPRECATED, -1},
     {"MeanValueDifference", nullptr, DEPRECATED, -1},
-    {"ConvexHull", nullptr, CURRENT, 22},
+    {"ConvexHull", Make<CPConvexHull>, CURRENT, 22},
     {"Script", nullptr, CURRENT, 23},
     {"ZoneList", nullptr, CURRENT, 25},
     {"Sort", nullptr, CURRENT, 24},
@@ -87,8 +91,8 @@ constexpr SFactoryRow FACTORY[] = {
     {"FindMax", nullptr, CURRENT, 28},
     {"FindBalancePoint", nullptr, CURRENT, 30},
     {"DrawCircle", nullptr, DEPRECATED, -1, "We recommend to use Data::Circle instead!"},
-    {"HoughCircle", nullptr, CURRENT, 29},
-    {"HoughCircleTJ", nullptr, ALTERNATIVE, -1},  // CPTJHoughCircle
+    {"HoughCircle", Make<CPHoughCircle>, CURRENT, 29},
+    {"HoughCircleTJ", Make<CPTJHoughCircle>, ALTERNATIVE, -1},
     {"SelectImage", nullptr, CURRENT, 31},
     {"SelectPixel", nullptr, CURRENT, 32},
     {"StringToImage", nullptr, CURRENT, 33},

@@ -1,0 +1,300 @@
+#include "PTJHoughCircle.h"
+
+#include <limits>
+
+namespace ORVA {
+
+namespace {
+
+const char* const WHERE = "(utility plugins) HoughCircleTJ::Run";
+
+// The radius of a centre from the edge pixels that support it: those whose gradient line
+// passes within one pixel of the centre, at a distance that rounds to radiusMin - 2 up to
+// radiusMax + 2. Their rounded distances make a histogram; the five bins r - 2 to r + 2 with
+// the most pixels (the smallest r of a tie, r from radiusMin to radiusMax), as wide as the
+// band of edge pixels the gradient filter leaves along an edge, give the radius as the mean
+// distance of their pixels, weighted by gradient.
+class CSupportRadius {
+  public:
+    CSupportRadius(const std::vector<SGradientPixel>& edges, int64_t height, int64_t radiusMin,
+                   int64_t radiusMax)
+        : m_edges(edges),
+          m_rowStart(static_cast<size_t>(height) + 1, 0),
+          m_radiusMin(radiusMin),
+          m_radiusMax(radiusMax) {
+        for (const SGradientPixel& edge : edges)
+            ++m_rowStart[static_cast<size_t>(edge.y) + 1];
+        for (size_t y = 1; y < m_rowStart.size(); ++y)
+            m_rowStart[y] += m_rowStart[y - 1];
+        // No pixel lies farther from a centre than the length of the edges' bounding box.
+        int64_t reach = 0;
+        if (!edges.empty()) {
+            int64_t left = edges.front().x, right = left;
+            for (const SGradientPixel& edge : edges) {
+                left = std::min(left, edge.x);
+                right = std::max(right, edge.x);
+            }
+            reach = (right - left) + (edges.back().y - edges.front().y) + 2;
+        }
+        m_radiusMax = std::max(std::min(m_radiusMax, reach), m_radiusMin);
+        m_bins.resize(static_cast<size_t>(m_radiusMax - m_radiusMin + 5));
+    }
+
+    // The radius, or 0 for a centre without support.
+    double Estimate(int64_t cx, int64_t cy) {
+        std::fill(m_bins.begin(), m_bins.end(), SBin{});
+        const int64_t reach = m_radiusMax + 2;
+        const int64_t top = std::max<int64_t>(0, cy - reach);
+        const int64_t bottom = std::min(static_cast<int64_t>(m_rowStart.size()) - 2, cy + reach);
+        for (int64_t y = top; y <= bottom; ++y) {
+            const auto begin = m_edges.begin() + static_cast<std::ptrdiff_t>(m_rowStart[y]);
+            const auto end = m_edges.begin() + static_cast<std::ptrdiff_t>(m_rowStart[y + 1]);
+            auto pixel = std::lower_bound(
+                begin, end, cx - reach, [](const SGradientPixel& p, int64_t x) { return p.x < x; });
+            for (; pixel != end && pixel->x <= cx + reach; ++pixel) {
+                const auto dx = static_cast<double>(cx - pixel->x);
+                const auto dy = static_cast<double>(cy - pixel->y);
+                const double distance = std::hypot(dx, dy);
+                const double bin = std::round(distance) - static_cast<double>(m_radiusMin - 2);
+                if (bin < 0.0 || bin >= static_cast<double>(m_bins.size())) continue;
+                // The centre's distance from the gradient line, times the gradient's length.
+                const double strength = std::hypot(pixel->gx, pixel->gy);
+                if (std::fabs(pixel->gx * dy - pixel->gy * dx) > strength) continue;
+                SBin& entry = m_bins[static_cast<size_t>(bin)];
+                ++entry.count;
+                entry.weight += strength;
+                entry.weighted += strength * distance;
+            }
+        }
+        int64_t best = 0;
+        size_t middle = 0;
+        for (size_t i = 2; i + 2 < m_bins.size(); ++i) {
+            int64_t count = 0;
+            for (size_t j = i - 2; j <= i + 2; ++j)
+                count += m_bins[j].count;
+            if (count > best) {
+                best = count;
+                middle = i;
+            }
+        }
+        if (best == 0) return 0.0;
+        double weight = 0.0, weighted = 0.0;
+        for (size_t i = middle - 2; i <= middle + 2; ++i) {
+            weight += m_bins[i].weight;
+            weighted += m_bins[i].weighted;
+        }
+        return weighted / weight;
+    }
+
+  private:
+    struct SBin {
+        int64_t count = 0;
+        double weight = 0.0, weighted = 0.0;
+    };
+    const std::vector<SGradientPixel>& m_edges;
+    std::vector<size_t> m_rowStart;  // the edge pixels of row y: m_rowStart[y] to [y + 1] - 1
+    int64_t m_radiusMin, m_radiusMax;
+    std::vector<SBin> m_bins;  // rounded distances radiusMin - 2 to radiusMax + 2
+};
+
+}  // namespace
+
+CPTJHoughCircle::CPTJHoughCircle() = default;
+
+void CPTJHoughCircle::GetPluginSetup(CValueMap& setup) {
+    CSetupDocument doc =
+        UtilityDocument("Image", "Transformation", "HoughCircleTJ", "TJHoughCircle");
+    doc.Brief(
+        "Gradient Hough transform for circles: finds circle centres along edge gradients, then "
+        "their radii.",
+        "The first plane of the input is differentiated by the 5 x 5 Sobel filter, scaled to "
+        "give the slope in values per pixel: a ramp rising by 1 per pixel has a gradient of 1, "
+        "a sharp step of height h a gradient of at most 3h/8 (pixels beyond the border repeat "
+        "the border pixel). Every pixel whose gradient is longer than edge_threshold votes for "
+        "the centres on its gradient line, in both senses (bright and dark circles alike), at "
+        "distances from radius_min to radius_max: one vote per pixel step along the line's "
+        "longer axis, at the nearest pixel. Since the votes for one centre scatter a little, "
+        "each vote counts 4 at its pixel, 2 at the four pixels beside it and 1 at the four "
+        "diagonal ones. Output 0 holds these votes.\n\n"
+        "Centres are the local maxima of the accumulator (at least the votes of their 8 "
+        "neighbours) with more than threshold votes, taken strongest first; a centre closer "
+        "than min_distance (Euclidean, in pixels) to a centre taken before is dropped. Each "
+        "centre gets its radius from its supporting edge pixels, those whose gradient line "
+        "passes within one pixel of it: of the histogram of their distances, rounded to whole "
+        "pixels, the five neighbouring bins r - 2 to r + 2 with the most pixels (r from "
+        "radius_min to radius_max, the smaller r on a tie) give the radius as the mean distance "
+        "of their pixels, weighted by gradient. So a thin ring of radius r gives about r, and a "
+        "filled disc the distance of its edge, about half a pixel beyond its outermost pixel "
+        "centres. A centre without supporting pixels is passed over.\n\n"
+        "This is the method of OpenCV's HoughCircles with HOUGH_GRADIENT, with a gradient "
+        "threshold in place of the Canny edges and the accumulator at the image's resolution.");
+    doc.Parameter("radius_min", m_radiusMin,
+                  "The smallest radius searched, in pixels (1 or more).");
+    doc.Parameter("radius_max", m_radiusMax,
+                  "The largest radius searched, in pixels (radius_min or more).");
+    doc.Parameter("edge_threshold", m_edgeThreshold,
+                  "Pixels whose gradient, in values per pixel, is longer than this vote (0 or "
+                  "more).")
+        .Type("double or long");
+    doc.Parameter("threshold", m_threshold,
+                  "A centre needs more votes than this in the accumulator (0 or more); a vote "
+                  "counts 4 at its own pixel.")
+        .Type("double or long");
+    doc.Parameter("min_distance", m_minDistance,
+                  "Centres closer than this to a stronger centre are dropped; 0 takes radius_min.");
+    doc.Parameter("max_count", m_maxCount, "The most circles listed; 0 lists all.");
+    doc.Input(0, "Input image of a grey or binary type.");
+    doc.Output(0, "Centre accumulator of type IMAGE_GREY_F and the input's width and height.");
+    doc.Output(1,
+               "Circles found, an IMAGE_GREY_F table with one row x, y, r, votes per circle, "
+               "strongest first (4 x 0 for none).");
+    doc.Keywords({"Hough transform", "gradient", "circle", "detect circles", "circle detector"});
+    doc.SeeAlso("HoughCircle");
+    doc.WriteTo(setup);
+}
+
+void CPTJHoughCircle::NodeInit() {
+    m_radiusMin = Parameters().EntryLong("radius_min", m_radiusMin);
+    m_radiusMax = Parameters().EntryLong("radius_max", m_radiusMax);
+    ReadDoubleOrLong(Parameters(), "edge_threshold", m_edgeThreshold);
+    ReadDoubleOrLong(Parameters(), "threshold", m_threshold);
+    m_minDistance = Parameters().EntryLong("min_distance", m_minDistance);
+    m_maxCount = Parameters().EntryLong("max_count", m_maxCount);
+}
+
+void CPTJHoughCircle::Run() {
+    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
+    if (!input) throw CException(WHERE, "input image is NULL");
+    if (input->Type().IsColour())
+        throw CException(WHERE, CString("input image is of type %1; a grey or binary type "
+                                        "expected")
+                                    .Arg(input->Type().Name()));
+    if (m_radiusMin < 1 || m_radiusMax < m_radiusMin)
+        throw CException(WHERE, CString("radius_min %1, radius_max %2: radii from 1 up "
+                                        "expected")
+                                    .Arg(m_radiusMin)
+                                    .Arg(m_radiusMax));
+    if (!(m_edgeThreshold >= 0.0) || !(m_threshold >= 0.0))
+        throw CException(WHERE, CString("edge_threshold %1, threshold %2: numbers of 0 or more "
+                                        "expected")
+                                    .Arg(m_edgeThreshold)
+                                    .Arg(m_threshold));
+    if (m_minDistance < 0 || m_maxCount < 0)
+        throw CException(WHERE, CString("min_distance %1, max_count %2: 0 or more expected")
+                                    .Arg(m_minDistance)
+                                    .Arg(m_maxCount));
+
+    const int64_t width = input->Size().x, height = input->Size().y;
+    auto accumulator = std::make_unique<CImage>(IMAGE_GREY_F, CSize(width, height));
+    std::vector<SGradientPixel> edges;
+    if (width > 0 && height > 0 && input->Size().z > 0)
+        DispatchGrey(input->Type(), [&]<class T>(std::type_identity<T>) {
+            edges = GradientEdges(input->Data<T>(), width, height, m_edgeThreshold);
+        });
+    float* votes = accumulator->Data<float>();
+    GradientVote(edges, m_radiusMin, m_radiusMax, votes, width, height);
+    SpreadVotes(votes, width, height);
+    const int64_t minDistance = m_minDistance > 0 ? m_minDistance : m_radiusMin;
+    std::unique_ptr<CImage> table =
+        CircleTable(GradientCircles(votes, width, height, edges, m_radiusMin, m_radiusMax,
+                                    m_threshold, minDistance, m_maxCount));
+    SetStackOutput(0, OwnedImage(std::move(accumulator)));
+    SetStackOutput(1, OwnedImage(std::move(table)));
+}
+
+void GradientVote(const std::vector<SGradientPixel>& edges, int64_t radiusMin, int64_t radiusMax,
+                  float* accumulator, int64_t width, int64_t height) {
+    // The steps k along the longer axis that land between the two radii; a step is `length`
+    // long. The cells hit leave the image for good once they leave it, since the image is convex
+    // and holds the edge pixel. Far beyond the image nothing more can be hit, which bounds k.
+    const double reach = static_cast<double>(width) + static_cast<double>(height);
+    for (const SGradientPixel& edge : edges) {
+        const double longer = std::max(std::fabs(edge.gx), std::fabs(edge.gy));
+        const double sx = edge.gx / longer, sy = edge.gy / longer;
+        const double length = std::hypot(sx, sy);
+        const double first = std::ceil(static_cast<double>(radiusMin) / length);
+        const double last =
+            std::min(std::floor(static_cast<double>(radiusMax) / length), reach + 1.0);
+        const auto x0 = static_cast<double>(edge.x), y0 = static_cast<double>(edge.y);
+        for (const double sense : {1.0, -1.0}) {
+            for (double k = first; k <= last; k += 1.0) {
+                const double x = std::floor(x0 + sense * k * sx + 0.5);
+                const double y = std::floor(y0 + sense * k * sy + 0.5);
+                if (x < 0.0 || y < 0.0 || x >= static_cast<double>(width) ||
+                    y >= static_cast<double>(height))
+                    break;
+                accumulator[static_cast<int64_t>(y) * width + static_cast<int64_t>(x)] += 1.0f;
+            }
+        }
+    }
+}
+
+void SpreadVotes(float* accumulator, int64_t width, int64_t height) {
+    // [1 2 1] along the rows, then down the columns; the sums are of whole numbers, so their
+    // order does not matter.
+    std::vector<float> row(static_cast<size_t>(width));
+    for (int64_t y = 0; y < height; ++y) {
+        float* line = accumulator + y * width;
+        std::copy(line, line + width, row.begin());
+        for (int64_t x = 0; x < width; ++x)
+            line[x] =
+                2.0f * row[x] + (x > 0 ? row[x - 1] : 0.0f) + (x + 1 < width ? row[x + 1] : 0.0f);
+    }
+    std::vector<float> above(static_cast<size_t>(width), 0.0f), current(above.size());
+    for (int64_t y = 0; y < height; ++y) {
+        float* line = accumulator + y * width;
+        const float* below = y + 1 < height ? line + width : nullptr;
+        std::copy(line, line + width, current.begin());
+        for (int64_t x = 0; x < width; ++x)
+            line[x] = 2.0f * current[x] + above[x] + (below ? below[x] : 0.0f);
+        std::swap(above, current);
+    }
+}
+
+std::vector<SHoughCircle> GradientCircles(const float* accumulator, int64_t width, int64_t height,
+                                          const std::vector<SGradientPixel>& edges,
+                                          int64_t radiusMin, int64_t radiusMax, double threshold,
+                                          int64_t minDistance, int64_t maxCount) {
+    // Local maxima: more votes than the neighbours before in raster order, at least as many as
+    // those after, so a plateau yields one centre.
+    struct SCandidate {
+        float votes;
+        int64_t cell;
+    };
+    std::vector<SCandidate> candidates;
+    for (int64_t y = 0; y < height; ++y)
+        for (int64_t x = 0; x < width; ++x) {
+            const float value = accumulator[y * width + x];
+            if (!(static_cast<double>(value) > threshold)) continue;
+            bool maximum = true;
+            for (int64_t dy = -1; dy <= 1 && maximum; ++dy)
+                for (int64_t dx = -1; dx <= 1 && maximum; ++dx) {
+                    const int64_t nx = x + dx, ny = y + dy;
+                    if ((dx == 0 && dy == 0) || nx < 0 || ny < 0 || nx >= width || ny >= height)
+                        continue;
+                    const float other = accumulator[ny * width + nx];
+                    maximum = (dy < 0 || (dy == 0 && dx < 0)) ? value > other : value >= other;
+                }
+            if (maximum) candidates.push_back({value, y * width + x});
+        }
+    std::sort(candidates.begin(), candidates.end(), [](const SCandidate& a, const SCandidate& b) {
+        return a.votes != b.votes ? a.votes > b.votes : a.cell < b.cell;
+    });
+
+    std::vector<SHoughCircle> circles;
+    CSupportRadius radii(edges, height, radiusMin, radiusMax);
+    CCentreSuppression suppression(width, height, minDistance);
+    for (const SCandidate& candidate : candidates) {
+        const int64_t cx = candidate.cell % width, cy = candidate.cell / width;
+        if (suppression.Suppressed(cx, cy)) continue;
+        const double radius = radii.Estimate(cx, cy);
+        if (!(radius > 0.0)) continue;
+        suppression.Take(cx, cy);
+        circles.push_back(
+            {static_cast<double>(cx), static_cast<double>(cy), radius, candidate.votes});
+        if (maxCount > 0 && static_cast<int64_t>(circles.size()) >= maxCount) break;
+    }
+    return circles;
+}
+
+}  // namespace ORVA
