@@ -4,8 +4,6 @@
 #include <cmath>
 #include <limits>
 
-#include "CircleRaster.h"
-
 namespace ORVA {
 
 namespace {
@@ -14,6 +12,9 @@ const char* const WHERE = "(utility plugins) HoughCircle::Run";
 
 // The accumulator may hold at most this many cells (8 GiB of floats).
 constexpr int64_t MAX_CELLS = std::numeric_limits<int32_t>::max();
+
+// Circles up to this radius have fewer than 65536 pixels.
+constexpr int64_t NARROW_RADIUS = 8000;
 
 // Whether a circle of `radius` can pass through two pixels of a width x height grid, its centre
 // being one of them: beyond the grid's diagonal a plane gets no votes.
@@ -109,7 +110,8 @@ void CPHoughCircle::Run() {
                                     .Arg(width)
                                     .Arg(height)
                                     .Arg(radii));
-    auto accumulator = std::make_unique<CImage>(IMAGE_GREY_F, CSize(width, height, radii));
+    auto accumulator = std::make_unique<CImage>(IMAGE_GREY_F, CSize(width, height, radii),
+                                                CSize(0, 0, 0), CImage::NoInit{});
 
     std::vector<SEdgePixel> edges;
     if (input->Pixels() > 0)
@@ -117,11 +119,24 @@ void CPHoughCircle::Run() {
             input->Type(), [&]<class T>(std::type_identity<T>) {
                 edges = EdgePixels(input->Data<T>(), width, height);
             });
+    // Small circles count in 16 bits, which keeps more of a plane in cache while the votes
+    // scatter over it. Planes beyond the image's diagonal get no votes.
+    const int64_t planeSize = width * height;
     float* planes = accumulator->Data<float>();
-    for (int64_t i = 0; i < radii && !edges.empty(); ++i) {
+    std::vector<uint16_t> counts;
+    for (int64_t i = 0; i < radii && planeSize > 0; ++i) {
         const int64_t radius = m_radiusMin + i * m_radiusStep;
-        if (!Reachable(radius, width, height)) break;
-        HoughCircleVote(edges, radius, planes + i * width * height, width, height);
+        float* plane = planes + i * planeSize;
+        if (radius > NARROW_RADIUS || edges.empty() || !Reachable(radius, width, height)) {
+            std::fill(plane, plane + planeSize, 0.0f);
+            if (!edges.empty() && Reachable(radius, width, height))
+                HoughCircleVote(edges, radius, plane, width, height);
+            continue;
+        }
+        counts.assign(static_cast<size_t>(planeSize), 0);
+        HoughCircleVote(edges, radius, counts.data(), width, height);
+        for (size_t j = 0; j < counts.size(); ++j)
+            plane[j] = static_cast<float>(counts[j]);
     }
     const int64_t minDistance = m_minDistance > 0 ? m_minDistance : m_radiusMin;
     const std::vector<SHoughCircle> circles =
@@ -131,30 +146,6 @@ void CPHoughCircle::Run() {
     std::unique_ptr<CImage> table = CircleTable(circles);
     SetStackOutput(0, OwnedImage(std::move(accumulator)));
     SetStackOutput(1, OwnedImage(std::move(table)));
-}
-
-void HoughCircleVote(const std::vector<SEdgePixel>& edges, int64_t radius, float* plane,
-                     int64_t width, int64_t height) {
-    // A centre c gets a vote from e when e - c is on the outline; the outline is symmetric, so
-    // the centres of e are e plus the outline.
-    const std::vector<SCircleOffset> outline = CircleOutline(radius);
-    std::vector<int64_t> offsets;
-    offsets.reserve(outline.size());
-    for (const SCircleOffset& pixel : outline)
-        offsets.push_back(pixel.dy * width + pixel.dx);
-    for (const SEdgePixel& edge : edges) {
-        if (edge.x >= radius && edge.x < width - radius && edge.y >= radius &&
-            edge.y < height - radius) {
-            float* centre = plane + edge.y * width + edge.x;
-            for (const int64_t offset : offsets)
-                centre[offset] += 1.0f;
-        } else {
-            for (const SCircleOffset& pixel : outline) {
-                const int64_t x = edge.x + pixel.dx, y = edge.y + pixel.dy;
-                if (x >= 0 && x < width && y >= 0 && y < height) plane[y * width + x] += 1.0f;
-            }
-        }
-    }
 }
 
 std::vector<SHoughCircle> HoughCirclePeaks(const float* accumulator, int64_t width, int64_t height,
@@ -174,10 +165,20 @@ std::vector<SHoughCircle> HoughCirclePeaks(const float* accumulator, int64_t wid
         const auto pixels = static_cast<double>(CircleOutline(radius).size());
         const double needed = std::max(1.0, threshold * pixels);
         const float* plane = accumulator + i * planeSize;
-        for (int64_t j = 0; j < planeSize; ++j)
-            if (plane[j] >= needed)
-                candidates.push_back(
-                    {static_cast<double>(plane[j]) / pixels, plane[j], i * planeSize + j});
+        // Most cells fall short: a block is looked at cell by cell only when its largest
+        // count is enough, and finding that maximum vectorises.
+        constexpr int64_t BLOCK = 64;
+        for (int64_t start = 0; start < planeSize; start += BLOCK) {
+            const int64_t end = std::min(start + BLOCK, planeSize);
+            float largest = 0.0f;
+            for (int64_t j = start; j < end; ++j)
+                largest = std::max(largest, plane[j]);
+            if (static_cast<double>(largest) < needed) continue;
+            for (int64_t j = start; j < end; ++j)
+                if (plane[j] >= needed)
+                    candidates.push_back(
+                        {static_cast<double>(plane[j]) / pixels, plane[j], i * planeSize + j});
+        }
     }
     // Equal fractions of exact integers divide into equal doubles, so the order is strict.
     std::sort(candidates.begin(), candidates.end(), [](const SCandidate& a, const SCandidate& b) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "CircleDetection.h"
+#include "CircleRaster.h"
 #include "NodeSupport.h"
 
 namespace ORVA {
@@ -42,9 +43,32 @@ std::vector<SEdgePixel> EdgePixels(const T* plane, int64_t width, int64_t height
 }
 
 // Adds 1 to every cell of the width x height `plane` whose circle of `radius` passes through an
-// edge pixel, once per edge pixel.
-void HoughCircleVote(const std::vector<SEdgePixel>& edges, int64_t radius, float* plane,
-                     int64_t width, int64_t height);
+// edge pixel, once per edge pixel. `Count` must hold the circle's pixel count (below 8 * radius
+// + 8).
+template <class Count>
+void HoughCircleVote(const std::vector<SEdgePixel>& edges, int64_t radius, Count* plane,
+                     int64_t width, int64_t height) {
+    // A centre c gets a vote from e when e - c is on the outline; the outline is symmetric, so
+    // the centres of e are e plus the outline.
+    const std::vector<SCircleOffset> outline = CircleOutline(radius);
+    std::vector<int64_t> offsets;
+    offsets.reserve(outline.size());
+    for (const SCircleOffset& pixel : outline)
+        offsets.push_back(pixel.dy * width + pixel.dx);
+    for (const SEdgePixel& edge : edges) {
+        if (edge.x >= radius && edge.x < width - radius && edge.y >= radius &&
+            edge.y < height - radius) {
+            Count* centre = plane + edge.y * width + edge.x;
+            for (const int64_t offset : offsets)
+                centre[offset] += Count(1);
+        } else {
+            for (const SCircleOffset& pixel : outline) {
+                const int64_t x = edge.x + pixel.dx, y = edge.y + pixel.dy;
+                if (x >= 0 && x < width && y >= 0 && y < height) plane[y * width + x] += Count(1);
+            }
+        }
+    }
+}
 
 // The circles of the accumulator, plane i standing for radius radiusMin + i * radiusStep:
 // cells holding at least `threshold` times the pixel count of their circle (and at least one

@@ -45,13 +45,27 @@ struct SMinFold {
 };
 
 // Folds `lines` lines of `length` values (line i at in + i * length) into one line, out. The
-// running line is kept in double and taken in line by line, so the inner loop runs over
-// contiguous memory and vectorises.
+// running line is kept in double and takes in eight lines at a time, in line order, so it is
+// loaded and stored an eighth as often and the inner loop runs over contiguous memory and
+// vectorises; every lane does the same operations, so the wider clone gives the same bits.
 template <class Fold, class T>
-void FoldLines(const T* in, int64_t length, int64_t lines, double divisor, float* out) {
+__attribute__((target_clones("avx2", "default"))) void FoldLines(const T* in, int64_t length,
+                                                                 int64_t lines, double divisor,
+                                                                 float* out) {
+    constexpr int64_t AT_ONCE = 8;
     std::vector<double> running(static_cast<size_t>(length), Fold::START);
     double* result = running.data();
-    for (int64_t i = 0; i < lines; ++i) {
+    int64_t i = 0;
+    for (; i + AT_ONCE <= lines; i += AT_ONCE) {
+        const T* first = in + i * length;
+        for (int64_t j = 0; j < length; ++j) {
+            double value = result[j];
+            for (int64_t k = 0; k < AT_ONCE; ++k)
+                value = Fold::Fold(value, static_cast<double>(first[k * length + j]));
+            result[j] = value;
+        }
+    }
+    for (; i < lines; ++i) {
         const T* line = in + i * length;
         for (int64_t j = 0; j < length; ++j)
             result[j] = Fold::Fold(result[j], static_cast<double>(line[j]));

@@ -54,11 +54,12 @@ class CSupportRadius {
             for (; pixel != end && pixel->x <= cx + reach; ++pixel) {
                 const auto dx = static_cast<double>(cx - pixel->x);
                 const auto dy = static_cast<double>(cy - pixel->y);
-                const double distance = std::hypot(dx, dy);
-                const double bin = std::round(distance) - static_cast<double>(m_radiusMin - 2);
-                if (bin < 0.0 || bin >= static_cast<double>(m_bins.size())) continue;
+                const double distance = std::sqrt(dx * dx + dy * dy);
+                // Rounded to the nearest whole distance, then shifted to the first bin.
+                const auto bin = static_cast<int64_t>(distance + 0.5) - (m_radiusMin - 2);
+                if (bin < 0 || bin >= static_cast<int64_t>(m_bins.size())) continue;
                 // The centre's distance from the gradient line, times the gradient's length.
-                const double strength = std::hypot(pixel->gx, pixel->gy);
+                const double strength = std::sqrt(pixel->gx * pixel->gx + pixel->gy * pixel->gy);
                 if (std::fabs(pixel->gx * dy - pixel->gy * dx) > strength) continue;
                 SBin& entry = m_bins[static_cast<size_t>(bin)];
                 ++entry.count;
@@ -217,11 +218,12 @@ void GradientVote(const std::vector<SGradientPixel>& edges, int64_t radiusMin, i
             std::min(std::floor(static_cast<double>(radiusMax) / length), reach + 1.0);
         const auto x0 = static_cast<double>(edge.x), y0 = static_cast<double>(edge.y);
         for (const double sense : {1.0, -1.0}) {
+            const double dx = sense * sx, dy = sense * sy;
             for (double k = first; k <= last; k += 1.0) {
-                const double x = std::floor(x0 + sense * k * sx + 0.5);
-                const double y = std::floor(y0 + sense * k * sy + 0.5);
-                if (x < 0.0 || y < 0.0 || x >= static_cast<double>(width) ||
-                    y >= static_cast<double>(height))
+                // The nearest cell is the floor of x + 0.5, a truncation once x + 0.5 >= 0.
+                const double x = x0 + k * dx + 0.5, y = y0 + k * dy + 0.5;
+                if (!(x >= 0.0 && y >= 0.0 && x < static_cast<double>(width) &&
+                      y < static_cast<double>(height)))
                     break;
                 accumulator[static_cast<int64_t>(y) * width + static_cast<int64_t>(x)] += 1.0f;
             }

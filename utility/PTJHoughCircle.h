@@ -37,43 +37,48 @@ struct SGradientPixel {
 
 // The pixels of a width x height plane (both at least 1) whose gradient is finite and longer
 // than `edgeThreshold` (and than 0), in raster order. The gradient is the slope in values per
-// pixel by the 5 x 5 Sobel filter ([1 4 6 4 1] across, [-1 -2 0 2 1] along, divided by 128):
+// pixel by the 5 x 5 Sobel filter ([1 4 6 4 1] across, [-1 -2 0 2 1] along, divided by 128, in
+// single precision):
 // a ramp rising by 1 per pixel has a gradient of 1, a sharp step of height h at most 3h/8.
 // Pixels beyond the border repeat the border pixel; gx grows to the right, gy downwards.
 template <class T>
 std::vector<SGradientPixel> GradientEdges(const T* plane, int64_t width, int64_t height,
                                           double edgeThreshold) {
-    // Each output row takes five input rows: their [1 4 6 4 1] sum (smooth) and their
-    // [-1 -2 0 2 1] difference (slope), each padded by two repeated pixels at both ends.
+    // The plane in float, so the filter's loops run over contiguous floats and vectorise.
+    std::vector<float> values(static_cast<size_t>(width * height));
+    for (size_t i = 0; i < values.size(); ++i)
+        values[i] = static_cast<float>(plane[i]);
+    // Per output row, the [1 4 6 4 1] sum (smooth) and the [-1 -2 0 2 1] difference (slope) of
+    // five rows, padded by two repeated pixels at both ends; then the other direction across.
     const auto padded = static_cast<size_t>(width + 4);
-    std::vector<double> smooth(padded), slope(padded);
-    const double across[5] = {1, 4, 6, 4, 1}, along[5] = {-1, -2, 0, 2, 1};
+    std::vector<float> smooth(padded), slope(padded), gx(static_cast<size_t>(width)), gy(gx.size());
     std::vector<SGradientPixel> edges;
     const double limit = edgeThreshold * edgeThreshold;
     for (int64_t y = 0; y < height; ++y) {
-        std::fill(smooth.begin(), smooth.end(), 0.0);
-        std::fill(slope.begin(), slope.end(), 0.0);
-        for (int k = 0; k < 5; ++k) {
-            const T* row = plane + std::clamp<int64_t>(y + k - 2, 0, height - 1) * width;
-            for (int64_t x = 0; x < width; ++x) {
-                const auto value = static_cast<double>(row[x]);
-                smooth[static_cast<size_t>(x + 2)] += across[k] * value;
-                slope[static_cast<size_t>(x + 2)] += along[k] * value;
-            }
-        }
-        for (std::vector<double>* line : {&smooth, &slope}) {
-            double* data = line->data();
-            data[0] = data[1] = data[2];
-            data[width + 3] = data[width + 2] = data[width + 1];
-        }
-        const double *s = smooth.data(), *d = slope.data();
+        const float* rows[5];
+        for (int64_t k = 0; k < 5; ++k)
+            rows[k] = values.data() + std::clamp<int64_t>(y + k - 2, 0, height - 1) * width;
+        float *s = smooth.data() + 2, *d = slope.data() + 2;
         for (int64_t x = 0; x < width; ++x) {
-            const double gx = ((s[x + 4] - s[x]) + 2.0 * (s[x + 3] - s[x + 1])) / 128.0;
-            const double gy =
-                (d[x] + 4.0 * d[x + 1] + 6.0 * d[x + 2] + 4.0 * d[x + 3] + d[x + 4]) / 128.0;
-            const double squared = gx * gx + gy * gy;
+            s[x] = (rows[0][x] + rows[4][x]) + 4.0f * (rows[1][x] + rows[3][x]) + 6.0f * rows[2][x];
+            d[x] = (rows[4][x] - rows[0][x]) + 2.0f * (rows[3][x] - rows[1][x]);
+        }
+        s[-2] = s[-1] = s[0];
+        d[-2] = d[-1] = d[0];
+        s[width + 1] = s[width] = s[width - 1];
+        d[width + 1] = d[width] = d[width - 1];
+        s = smooth.data();
+        d = slope.data();
+        for (int64_t x = 0; x < width; ++x) {
+            gx[x] = ((s[x + 4] - s[x]) + 2.0f * (s[x + 3] - s[x + 1])) * (1.0f / 128.0f);
+            gy[x] = ((d[x] + d[x + 4]) + 4.0f * (d[x + 1] + d[x + 3]) + 6.0f * d[x + 2]) *
+                    (1.0f / 128.0f);
+        }
+        for (int64_t x = 0; x < width; ++x) {
+            const auto gxd = static_cast<double>(gx[x]), gyd = static_cast<double>(gy[x]);
+            const double squared = gxd * gxd + gyd * gyd;
             if (squared > limit && squared > 0.0 && std::isfinite(squared))
-                edges.push_back({x, y, gx, gy});
+                edges.push_back({x, y, gxd, gyd});
         }
     }
     return edges;

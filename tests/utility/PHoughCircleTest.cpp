@@ -103,6 +103,11 @@ TEST(HoughCircle, VotesMatchTheDefinition) {
                             literal[cy * size.x + cx] += image[y * size.x + x];
                     }
             EXPECT_EQ(ours, literal) << size.ToString() << " radius " << radius;
+            // The node counts in 16 bits; its plane must be the same.
+            SRun run =
+                RunHoughCircle(ImageValue(IMAGE_GREY_F, size, image),
+                               Radii(static_cast<int32_t>(radius), static_cast<int32_t>(radius)));
+            EXPECT_EQ(run.accumulator, literal) << size.ToString() << " radius " << radius;
         }
     }
 }
