@@ -212,7 +212,7 @@ void GradientVote(const std::vector<SGradientPixel>& edges, int64_t radiusMin, i
     for (const SGradientPixel& edge : edges) {
         const double longer = std::max(std::fabs(edge.gx), std::fabs(edge.gy));
         const double sx = edge.gx / longer, sy = edge.gy / longer;
-        const double length = std::hypot(sx, sy);
+        const double length = std::sqrt(sx * sx + sy * sy);
         const double first = std::ceil(static_cast<double>(radiusMin) / length);
         const double last =
             std::min(std::floor(static_cast<double>(radiusMax) / length), reach + 1.0);
@@ -264,21 +264,35 @@ std::vector<SHoughCircle> GradientCircles(const float* accumulator, int64_t widt
         int64_t cell;
     };
     std::vector<SCandidate> candidates;
-    for (int64_t y = 0; y < height; ++y)
-        for (int64_t x = 0; x < width; ++x) {
-            const float value = accumulator[y * width + x];
-            if (!(static_cast<double>(value) > threshold)) continue;
-            bool maximum = true;
-            for (int64_t dy = -1; dy <= 1 && maximum; ++dy)
-                for (int64_t dx = -1; dx <= 1 && maximum; ++dx) {
-                    const int64_t nx = x + dx, ny = y + dy;
-                    if ((dx == 0 && dy == 0) || nx < 0 || ny < 0 || nx >= width || ny >= height)
-                        continue;
-                    const float other = accumulator[ny * width + nx];
-                    maximum = (dy < 0 || (dy == 0 && dx < 0)) ? value > other : value >= other;
-                }
-            if (maximum) candidates.push_back({value, y * width + x});
+    // Votes are whole numbers: more than `threshold` is at least `needed`. Most cells fall
+    // short, so a block of a row is looked at cell by cell only when its largest count is
+    // enough, and finding that maximum vectorises.
+    const auto needed = static_cast<float>(std::floor(threshold) + 1.0);
+    constexpr int64_t BLOCK = 64;
+    for (int64_t y = 0; y < height; ++y) {
+        const float* row = accumulator + y * width;
+        for (int64_t start = 0; start < width; start += BLOCK) {
+            const int64_t end = std::min(start + BLOCK, width);
+            float largest = 0.0f;
+            for (int64_t x = start; x < end; ++x)
+                largest = std::max(largest, row[x]);
+            if (largest < needed) continue;
+            for (int64_t x = start; x < end; ++x) {
+                const float value = row[x];
+                if (value < needed) continue;
+                bool maximum = true;
+                for (int64_t dy = -1; dy <= 1 && maximum; ++dy)
+                    for (int64_t dx = -1; dx <= 1 && maximum; ++dx) {
+                        const int64_t nx = x + dx, ny = y + dy;
+                        if ((dx == 0 && dy == 0) || nx < 0 || ny < 0 || nx >= width || ny >= height)
+                            continue;
+                        const float other = accumulator[ny * width + nx];
+                        maximum = (dy < 0 || (dy == 0 && dx < 0)) ? value > other : value >= other;
+                    }
+                if (maximum) candidates.push_back({value, y * width + x});
+            }
         }
+    }
     std::sort(candidates.begin(), candidates.end(), [](const SCandidate& a, const SCandidate& b) {
         return a.votes != b.votes ? a.votes > b.votes : a.cell < b.cell;
     });

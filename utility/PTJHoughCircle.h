@@ -44,10 +44,22 @@ struct SGradientPixel {
 template <class T>
 std::vector<SGradientPixel> GradientEdges(const T* plane, int64_t width, int64_t height,
                                           double edgeThreshold) {
-    // The plane in float, so the filter's loops run over contiguous floats and vectorise.
-    std::vector<float> values(static_cast<size_t>(width * height));
-    for (size_t i = 0; i < values.size(); ++i)
-        values[i] = static_cast<float>(plane[i]);
+    // Rows of the plane in float, so the filter's loops run over contiguous floats and
+    // vectorise; row r is converted once, into slot r % 5, which it keeps while the five rows
+    // around an output row need it.
+    std::vector<float> slots(static_cast<size_t>(5 * width));
+    int64_t held[5] = {-1, -1, -1, -1, -1};
+    auto row = [&](int64_t r) -> const float* {
+        r = std::clamp<int64_t>(r, 0, height - 1);
+        float* slot = slots.data() + (r % 5) * width;
+        if (held[r % 5] != r) {
+            const T* source = plane + r * width;
+            for (int64_t x = 0; x < width; ++x)
+                slot[x] = static_cast<float>(source[x]);
+            held[r % 5] = r;
+        }
+        return slot;
+    };
     // Per output row, the [1 4 6 4 1] sum (smooth) and the [-1 -2 0 2 1] difference (slope) of
     // five rows, padded by two repeated pixels at both ends; then the other direction across.
     const auto padded = static_cast<size_t>(width + 4);
@@ -57,7 +69,7 @@ std::vector<SGradientPixel> GradientEdges(const T* plane, int64_t width, int64_t
     for (int64_t y = 0; y < height; ++y) {
         const float* rows[5];
         for (int64_t k = 0; k < 5; ++k)
-            rows[k] = values.data() + std::clamp<int64_t>(y + k - 2, 0, height - 1) * width;
+            rows[k] = row(y + k - 2);
         float *s = smooth.data() + 2, *d = slope.data() + 2;
         for (int64_t x = 0; x < width; ++x) {
             s[x] = (rows[0][x] + rows[4][x]) + 4.0f * (rows[1][x] + rows[3][x]) + 6.0f * rows[2][x];
