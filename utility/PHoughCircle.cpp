@@ -104,7 +104,8 @@ void CPHoughCircle::Run() {
 
     const int64_t width = input->Size().x, height = input->Size().y;
     const int64_t radii = (static_cast<int64_t>(m_radiusMax) - m_radiusMin) / m_radiusStep + 1;
-    if (width * height > 0 && radii > MAX_CELLS / (width * height))
+    if (width > 0 && height > 0 &&
+        (width > MAX_CELLS / height || radii > MAX_CELLS / (width * height)))
         throw CException(WHERE, CString("an accumulator of %1 x %2 x %3 cells is too large; "
                                         "2147483647 cells at most")
                                     .Arg(width)
@@ -127,16 +128,16 @@ void CPHoughCircle::Run() {
     for (int64_t i = 0; i < radii && planeSize > 0; ++i) {
         const int64_t radius = m_radiusMin + i * m_radiusStep;
         float* plane = planes + i * planeSize;
-        if (radius > NARROW_RADIUS || edges.empty() || !Reachable(radius, width, height)) {
-            std::fill(plane, plane + planeSize, 0.0f);
-            if (!edges.empty() && Reachable(radius, width, height))
-                HoughCircleVote(edges, radius, plane, width, height);
+        const bool votes = !edges.empty() && Reachable(radius, width, height);
+        if (votes && radius <= NARROW_RADIUS) {
+            counts.assign(static_cast<size_t>(planeSize), 0);
+            HoughCircleVote(edges, radius, counts.data(), width, height);
+            for (size_t j = 0; j < counts.size(); ++j)
+                plane[j] = static_cast<float>(counts[j]);
             continue;
         }
-        counts.assign(static_cast<size_t>(planeSize), 0);
-        HoughCircleVote(edges, radius, counts.data(), width, height);
-        for (size_t j = 0; j < counts.size(); ++j)
-            plane[j] = static_cast<float>(counts[j]);
+        std::fill(plane, plane + planeSize, 0.0f);
+        if (votes) HoughCircleVote(edges, radius, plane, width, height);
     }
     const int64_t minDistance = m_minDistance > 0 ? m_minDistance : m_radiusMin;
     const std::vector<SHoughCircle> circles =

@@ -53,6 +53,7 @@ __attribute__((target_clones("avx2", "default"))) void FoldLines(const T* in, in
                                                                  int64_t lines, double divisor,
                                                                  float* out) {
     constexpr int64_t AT_ONCE = 8;
+    if (length == 0) return;  // nothing to fold, however many lines
     std::vector<double> running(static_cast<size_t>(length), Fold::START);
     double* result = running.data();
     int64_t i = 0;

@@ -187,18 +187,20 @@ void CPTJHoughCircle::Run() {
 
     const int64_t width = input->Size().x, height = input->Size().y;
     auto accumulator = std::make_unique<CImage>(IMAGE_GREY_F, CSize(width, height));
-    std::vector<SGradientPixel> edges;
-    if (width > 0 && height > 0 && input->Size().z > 0)
+    std::vector<SHoughCircle> circles;
+    if (accumulator->Pixels() > 0 && input->Pixels() > 0) {
+        std::vector<SGradientPixel> edges;
         DispatchGrey(input->Type(), [&]<class T>(std::type_identity<T>) {
             edges = GradientEdges(input->Data<T>(), width, height, m_edgeThreshold);
         });
-    float* votes = accumulator->Data<float>();
-    GradientVote(edges, m_radiusMin, m_radiusMax, votes, width, height);
-    SpreadVotes(votes, width, height);
-    const int64_t minDistance = m_minDistance > 0 ? m_minDistance : m_radiusMin;
-    std::unique_ptr<CImage> table =
-        CircleTable(GradientCircles(votes, width, height, edges, m_radiusMin, m_radiusMax,
-                                    m_threshold, minDistance, m_maxCount));
+        float* votes = accumulator->Data<float>();
+        GradientVote(edges, m_radiusMin, m_radiusMax, votes, width, height);
+        SpreadVotes(votes, width, height);
+        const int64_t minDistance = m_minDistance > 0 ? m_minDistance : m_radiusMin;
+        circles = GradientCircles(votes, width, height, edges, m_radiusMin, m_radiusMax,
+                                  m_threshold, minDistance, m_maxCount);
+    }
+    std::unique_ptr<CImage> table = CircleTable(circles);
     SetStackOutput(0, OwnedImage(std::move(accumulator)));
     SetStackOutput(1, OwnedImage(std::move(table)));
 }

@@ -100,6 +100,11 @@ TEST(Projection, EmptyExtents) {
         RunProjection(ImageValue<float>(IMAGE_GREY_F, CSize(0, 3, 2), {}), "Z", "SUM", &size)
             .empty());
     EXPECT_EQ(size, CSize(0, 3, 1));
+    // A million lines of nothing take no time.
+    EXPECT_TRUE(RunProjection(ImageValue<float>(IMAGE_GREY_F, CSize(0, 1 << 20, 1 << 20), {}), "Y",
+                              "MAX", &size)
+                    .empty());
+    EXPECT_EQ(size, CSize(0, 1, 1 << 20));
 }
 
 TEST(Projection, Failures) {

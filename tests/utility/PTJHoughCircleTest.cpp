@@ -144,6 +144,17 @@ TEST(HoughCircleTJ, VotesAlongTheGradientInBothSenses) {
     EXPECT_EQ(votes, expected);
 }
 
+TEST(HoughCircleTJ, EmptyImagesFindNothing) {
+    for (const CSize size : {CSize(0, int64_t{1} << 40), CSize(5, 0), CSize(4, 3, 0)}) {
+        CPTJHoughCircle node;
+        Configure(node);
+        node.SetStackInput(0, ImageValue<uint8_t>(IMAGE_GREY_8, size, {}));
+        node.Run();
+        EXPECT_EQ(OutputImage(node, 0).Size(), CSize(size.x, size.y)) << size.ToString();
+        EXPECT_EQ(OutputImage(node, 1).Size(), CSize(4, 0)) << size.ToString();
+    }
+}
+
 TEST(HoughCircleTJ, Failures) {
     struct Case {
         std::unique_ptr<CValue> input;
