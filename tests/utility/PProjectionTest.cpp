@@ -128,13 +128,3 @@ TEST(Projection, Failures) {
                   std::string("(utility plugins) Projection::Run | ") + c.message);
     }
 }
-
-TEST(Projection, Document) {
-    CPProjection node;
-    CValueMap setup;
-    node.GetPluginSetup(setup);
-    EXPECT_EQ(setup.EntryString("parameters/axis"), "Y");
-    EXPECT_EQ(setup.EntryString("parameters/axis/val/enValues"), "X, Y, Z");
-    EXPECT_EQ(setup.EntryString("parameters/mode/val/enValues"), "SUM, MEAN, MAX, MIN");
-    EXPECT_EQ(setup.EntryString("gui/order/1"), "mode");
-}
