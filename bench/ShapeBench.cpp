@@ -110,8 +110,7 @@ void HoughCircleTJ_reference_mt(benchmark::State& state) {
 }
 BENCHMARK(HoughCircleTJ_reference_mt)
     ->Name("HoughCircleTJ512/reference_mt")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
+    ->Unit(benchmark::kMillisecond);
 
 // A million points uniform in [0, 4096) x [0, 4096).
 std::vector<cv::Point2f> HullPoints() {
