@@ -35,7 +35,7 @@ inline std::unique_ptr<CImage> CircleTable(const std::vector<SHoughCircle>& circ
 
 // The centres of a width x height grid that lie closer than `distance` (1 to 2^31 - 1) to a centre
 // taken before. Each taken centre marks its disc once, and the centres taken are at least
-// `distance` apart, so the marking costs about one pass over the grid in all.
+// `distance` apart, so the marking costs a few passes over the grid at most.
 class CCentreSuppression {
   public:
     CCentreSuppression(int64_t width, int64_t height, int64_t distance)

@@ -16,8 +16,8 @@ const char* const WHERE = "(utility plugins) HoughCircleTJ::Run";
 // distance of their pixels, weighted by gradient.
 class CSupportRadius {
   public:
-    CSupportRadius(const std::vector<SGradientPixel>& edges, int64_t height, int64_t radiusMin,
-                   int64_t radiusMax)
+    CSupportRadius(const std::vector<SGradientPixel>& edges, int64_t width, int64_t height,
+                   int64_t radiusMin, int64_t radiusMax)
         : m_edges(edges),
           m_rowStart(static_cast<size_t>(height) + 1, 0),
           m_radiusMin(radiusMin),
@@ -26,17 +26,9 @@ class CSupportRadius {
             ++m_rowStart[static_cast<size_t>(edge.y) + 1];
         for (size_t y = 1; y < m_rowStart.size(); ++y)
             m_rowStart[y] += m_rowStart[y - 1];
-        // No pixel lies farther from a centre than the length of the edges' bounding box.
-        int64_t reach = 0;
-        if (!edges.empty()) {
-            int64_t left = edges.front().x, right = left;
-            for (const SGradientPixel& edge : edges) {
-                left = std::min(left, edge.x);
-                right = std::max(right, edge.x);
-            }
-            reach = (right - left) + (edges.back().y - edges.front().y) + 2;
-        }
-        m_radiusMax = std::max(std::min(m_radiusMax, reach), m_radiusMin);
+        // No pixel lies farther from a centre than width + height, so larger radii find no
+        // support and need no bins.
+        m_radiusMax = std::max(std::min(m_radiusMax, width + height), m_radiusMin);
         m_bins.resize(static_cast<size_t>(m_radiusMax - m_radiusMin + 5));
     }
 
@@ -300,7 +292,7 @@ std::vector<SHoughCircle> GradientCircles(const float* accumulator, int64_t widt
     });
 
     std::vector<SHoughCircle> circles;
-    CSupportRadius radii(edges, height, radiusMin, radiusMax);
+    CSupportRadius radii(edges, width, height, radiusMin, radiusMax);
     CCentreSuppression suppression(width, height, minDistance);
     for (const SCandidate& candidate : candidates) {
         const int64_t cx = candidate.cell % width, cy = candidate.cell / width;
