@@ -68,8 +68,8 @@ void CPConvexHull::GetPluginSetup(CValueMap& setup) {
         "Convex hull of the non-zero pixels of an image or of the points of a table.",
         "With input_mode IMAGE the points are the centres (x, y) of the non-zero pixels (NaN "
         "counts as non-zero) of the first plane of the input; with POINTS they are the rows of "
-        "an IMAGE_GREY_F table, x in column x_column and y in the next, as GetCoordinates "
-        "makes them (set x_column to 1 for its table with a label column).\n\n"
+        "the first plane of an IMAGE_GREY_F table, x in column x_column and y in the next, as "
+        "GetCoordinates makes them (set x_column to 1 for its table with a label column).\n\n"
         "The hull is found by Andrew's monotone chain in O(n log n). Its vertices are listed "
         "counter-clockwise in the coordinates' own sense (a positive signed area, as in "
         "OpenCV's convexHull), starting at the lowest vertex, the one of smallest y, and of "
