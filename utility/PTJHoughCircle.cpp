@@ -203,6 +203,11 @@ void GradientVote(const std::vector<SGradientPixel>& edges, int64_t radiusMin, i
     // The steps k along the longer axis that land between the two radii; a step is `length`
     // long. The cells hit leave the image for good once they leave it, since the image is convex
     // and holds the edge pixel. Far beyond the image nothing more can be hit, which bounds k.
+    // Positions run in fixed point with 20 fractional bits, so a step is two integer additions;
+    // after k steps a position is off by at most k / 2^21 of a pixel.
+    constexpr int SHIFT = 20;
+    constexpr double ONE = 1 << SHIFT;
+    constexpr int64_t HALF = int64_t{1} << (SHIFT - 1);
     const double reach = static_cast<double>(width) + static_cast<double>(height);
     for (const SGradientPixel& edge : edges) {
         const double longer = std::max(std::fabs(edge.gx), std::fabs(edge.gy));
@@ -211,40 +216,51 @@ void GradientVote(const std::vector<SGradientPixel>& edges, int64_t radiusMin, i
         const double first = std::ceil(static_cast<double>(radiusMin) / length);
         const double last =
             std::min(std::floor(static_cast<double>(radiusMax) / length), reach + 1.0);
-        const auto x0 = static_cast<double>(edge.x), y0 = static_cast<double>(edge.y);
-        for (const double sense : {1.0, -1.0}) {
-            const double dx = sense * sx, dy = sense * sy;
-            for (double k = first; k <= last; k += 1.0) {
-                // The nearest cell is the floor of x + 0.5, a truncation once x + 0.5 >= 0.
-                const double x = x0 + k * dx + 0.5, y = y0 + k * dy + 0.5;
-                if (!(x >= 0.0 && y >= 0.0 && x < static_cast<double>(width) &&
-                      y < static_cast<double>(height)))
+        if (!(first <= last)) continue;
+        const auto steps = static_cast<int64_t>(last - first) + 1;
+        const auto k0 = static_cast<int64_t>(first);
+        const auto stepX = static_cast<int64_t>(std::nearbyint(sx * ONE));
+        const auto stepY = static_cast<int64_t>(std::nearbyint(sy * ONE));
+        for (const int64_t sense : {1, -1}) {
+            const int64_t dx = sense * stepX, dy = sense * stepY;
+            // The nearest cell is the floor of position + 1/2: an arithmetic shift.
+            int64_t x = (edge.x << SHIFT) + k0 * dx + HALF;
+            int64_t y = (edge.y << SHIFT) + k0 * dy + HALF;
+            for (int64_t k = 0; k < steps; ++k, x += dx, y += dy) {
+                const int64_t cx = x >> SHIFT, cy = y >> SHIFT;
+                if (static_cast<uint64_t>(cx) >= static_cast<uint64_t>(width) ||
+                    static_cast<uint64_t>(cy) >= static_cast<uint64_t>(height))
                     break;
-                accumulator[static_cast<int64_t>(y) * width + static_cast<int64_t>(x)] += 1.0f;
+                accumulator[cy * width + cx] += 1.0f;
             }
         }
     }
 }
 
 void SpreadVotes(float* accumulator, int64_t width, int64_t height) {
-    // [1 2 1] along the rows, then down the columns; the sums are of whole numbers, so their
-    // order does not matter.
-    std::vector<float> row(static_cast<size_t>(width));
-    for (int64_t y = 0; y < height; ++y) {
-        float* line = accumulator + y * width;
-        std::copy(line, line + width, row.begin());
+    // [1 2 1] along each row, read through a copy with a zero at both ends; then down the
+    // columns over three such rows, zeros standing above the first and below the last. Row y
+    // is rewritten only once rows y and y + 1 have been read. The sums are of whole numbers,
+    // so their order does not matter.
+    const auto padded = static_cast<size_t>(width + 2);
+    std::vector<float> source(padded, 0.0f), above(padded, 0.0f), current(padded, 0.0f),
+        below(padded, 0.0f);
+    auto across = [&](int64_t y, std::vector<float>& row) {
+        std::copy(accumulator + y * width, accumulator + (y + 1) * width, source.begin() + 1);
         for (int64_t x = 0; x < width; ++x)
-            line[x] =
-                2.0f * row[x] + (x > 0 ? row[x - 1] : 0.0f) + (x + 1 < width ? row[x + 1] : 0.0f);
-    }
-    std::vector<float> above(static_cast<size_t>(width), 0.0f), current(above.size());
+            row[x + 1] = source[x] + 2.0f * source[x + 1] + source[x + 2];
+    };
+    if (height > 0) across(0, current);
     for (int64_t y = 0; y < height; ++y) {
+        if (y + 1 < height)
+            across(y + 1, below);
+        else
+            std::fill(below.begin(), below.end(), 0.0f);
         float* line = accumulator + y * width;
-        const float* below = y + 1 < height ? line + width : nullptr;
-        std::copy(line, line + width, current.begin());
         for (int64_t x = 0; x < width; ++x)
-            line[x] = 2.0f * current[x] + above[x] + (below ? below[x] : 0.0f);
+            line[x] = above[x + 1] + 2.0f * current[x + 1] + below[x + 1];
         std::swap(above, current);
+        std::swap(current, below);
     }
 }
 
@@ -260,18 +276,18 @@ std::vector<SHoughCircle> GradientCircles(const float* accumulator, int64_t widt
     };
     std::vector<SCandidate> candidates;
     // Votes are whole numbers: more than `threshold` is at least `needed`. Most cells fall
-    // short, so a block of a row is looked at cell by cell only when its largest count is
-    // enough, and finding that maximum vectorises.
+    // short, so a block of a row is looked at cell by cell only when one of them is enough,
+    // which a vectorised pass of comparisons tells.
     const auto needed = static_cast<float>(std::floor(threshold) + 1.0);
     constexpr int64_t BLOCK = 64;
     for (int64_t y = 0; y < height; ++y) {
         const float* row = accumulator + y * width;
         for (int64_t start = 0; start < width; start += BLOCK) {
             const int64_t end = std::min(start + BLOCK, width);
-            float largest = 0.0f;
+            int any = 0;
             for (int64_t x = start; x < end; ++x)
-                largest = std::max(largest, row[x]);
-            if (largest < needed) continue;
+                any |= row[x] >= needed;
+            if (!any) continue;
             for (int64_t x = start; x < end; ++x) {
                 const float value = row[x];
                 if (value < needed) continue;

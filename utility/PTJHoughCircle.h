@@ -66,6 +66,8 @@ std::vector<SGradientPixel> GradientEdges(const T* plane, int64_t width, int64_t
     std::vector<float> smooth(padded), slope(padded), gx(static_cast<size_t>(width)), gy(gx.size());
     std::vector<SGradientPixel> edges;
     const double limit = edgeThreshold * edgeThreshold;
+    // Below the limit by more than single precision's rounding of a square, and never above 0.
+    const auto loose = static_cast<float>(std::min(limit * 0.999, limit - 1e-30));
     for (int64_t y = 0; y < height; ++y) {
         const float* rows[5];
         for (int64_t k = 0; k < 5; ++k)
@@ -86,11 +88,21 @@ std::vector<SGradientPixel> GradientEdges(const T* plane, int64_t width, int64_t
             gy[x] = ((d[x] + d[x + 4]) + 4.0f * (d[x + 1] + d[x + 3]) + 6.0f * d[x + 2]) *
                     (1.0f / 128.0f);
         }
-        for (int64_t x = 0; x < width; ++x) {
-            const auto gxd = static_cast<double>(gx[x]), gyd = static_cast<double>(gy[x]);
-            const double squared = gxd * gxd + gyd * gyd;
-            if (squared > limit && squared > 0.0 && std::isfinite(squared))
-                edges.push_back({x, y, gxd, gyd});
+        // A block of pixels is tested exactly, in double, only when a single-precision pass
+        // that vectorises finds a square near the limit or beyond it in the block.
+        constexpr int64_t BLOCK = 64;
+        for (int64_t start = 0; start < width; start += BLOCK) {
+            const int64_t end = std::min(start + BLOCK, width);
+            int near = 0;
+            for (int64_t x = start; x < end; ++x)
+                near |= gx[x] * gx[x] + gy[x] * gy[x] >= loose;
+            if (!near) continue;
+            for (int64_t x = start; x < end; ++x) {
+                const auto gxd = static_cast<double>(gx[x]), gyd = static_cast<double>(gy[x]);
+                const double squared = gxd * gxd + gyd * gyd;
+                if (squared > limit && squared > 0.0 && std::isfinite(squared))
+                    edges.push_back({x, y, gxd, gyd});
+            }
         }
     }
     return edges;
@@ -98,7 +110,7 @@ std::vector<SGradientPixel> GradientEdges(const T* plane, int64_t width, int64_t
 
 // Adds 1 to every cell of the width x height `accumulator` on the gradient line of an edge pixel,
 // in both senses, at a distance from radiusMin to radiusMax: one cell per step along the line's
-// longer axis, rounded to the nearest.
+// longer axis, the nearest to the point reached (in fixed point with 20 fractional bits).
 void GradientVote(const std::vector<SGradientPixel>& edges, int64_t radiusMin, int64_t radiusMax,
                   float* accumulator, int64_t width, int64_t height);
 
