@@ -1,7 +1,5 @@
 #include "PTJHoughCircle.h"
 
-#include <limits>
-
 namespace ORVA {
 
 namespace {
