@@ -9,6 +9,7 @@
 #include "PAddMetaData.h"
 #include "PBoundingBox.h"
 #include "PConvertType.h"
+#include "PConvexHull.h"
 #include "PCopyImage.h"
 #include "PCurveIndex.h"
 #include "PDrawCircle.h"
@@ -19,12 +20,14 @@
 #include "PHistogram.h"
 #include "PHistogram2d.h"
 #include "PHough.h"
+#include "PHoughCircle.h"
 #include "PImageInfo.h"
 #include "PLabeling.h"
 #include "PMerge.h"
 #include "PNormalize.h"
 #include "PPaintMarks.h"
 #include "PPixelLabel.h"
+#include "PProjection.h"
 #include "PRadon.h"
 #include "PRayMaximum.h"
 #include "PRayMinimum.h"
@@ -47,6 +50,7 @@
 #include "PStatistics.h"
 #include "PStringManipulation.h"
 #include "PStringToImage.h"
+#include "PTJHoughCircle.h"
 #include "PTextSerializer.h"
 #include "PTimerStart.h"
 #include "PTimerStop.h"
@@ -101,7 +105,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"ReplaceNonFinite", Make<CPReplaceNonFinite>, CURRENT, 6},
     {"ImageInfo", Make<CPImageInfo>, CURRENT, 7},
     {"MutualInformation", nullptr, CURRENT, 8},
-    {"Projection", nullptr, CURRENT, 9},
+    {"Projection", Make<CPProjection>, CURRENT, 9},
     {"NormalizeLine", nullptr, DEPRECATED, -1},
     {"FindRectangle", nullptr, DEPRECATED, -1},
     {"FindAndCutRectangle", nullptr, DEPRECATED, -1},
@@ -123,7 +127,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"SaveImage", nullptr, CURRENT, 43},
     {"FillWithValue", nullptr, DEPRECATED, -1},
     {"MeanValueDifference", nullptr, DEPRECATED, -1},
-    {"ConvexHull", nullptr, CURRENT, 22},
+    {"ConvexHull", Make<CPConvexHull>, CURRENT, 22},
     {"Script", Make<CPScript>, CURRENT, 23},
     {"ZoneList", Make<CPZoneList>, CURRENT, 25},
     {"Sort", Make<CPSort>, CURRENT, 24},
@@ -132,8 +136,8 @@ constexpr SFactoryRow FACTORY[] = {
     {"FindMax", nullptr, CURRENT, 28},
     {"FindBalancePoint", nullptr, CURRENT, 30},
     {"DrawCircle", Make<CPDrawCircle>, DEPRECATED, -1, "We recommend to use Data::Circle instead!"},
-    {"HoughCircle", nullptr, CURRENT, 29},
-    {"HoughCircleTJ", nullptr, ALTERNATIVE, -1},  // CPTJHoughCircle
+    {"HoughCircle", Make<CPHoughCircle>, CURRENT, 29},
+    {"HoughCircleTJ", Make<CPTJHoughCircle>, ALTERNATIVE, -1},
     {"SelectImage", Make<CPSelectImage>, CURRENT, 31},
     {"SelectPixel", Make<CPSelectPixel>, CURRENT, 32},
     {"StringToImage", Make<CPStringToImage>, CURRENT, 33},

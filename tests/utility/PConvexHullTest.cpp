@@ -1,0 +1,194 @@
+#include "PConvexHull.h"
+
+#include <random>
+
+#include "NodeTesting.h"
+
+using namespace ORVA;
+using namespace testing_support;
+
+namespace {
+
+using Points = std::vector<SHullPoint>;
+
+double Cross(const SHullPoint& a, const SHullPoint& b, const SHullPoint& c) {
+    return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
+}
+
+struct SHullRun {
+    std::vector<float> vertices;  // rows x, y
+    const CImage* mask;
+    double area, perimeter;
+    int32_t count;
+};
+
+SHullRun RunHull(CPConvexHull& node, std::unique_ptr<CValue> input,
+                 const CValueMap& parameters = {}) {
+    Configure(node, parameters);
+    node.SetStackInput(0, std::move(input));
+    node.Run();
+    EXPECT_EQ(OutputImage(node, 0).Size().x, 2);
+    const CValueMap* measures = node.StackOutput(2)->Map();
+    return {Samples<float>(OutputImage(node, 0)), UnwrapPointer<CImage>(node.StackOutput(1)),
+            measures->EntryDouble("area"), measures->EntryDouble("perimeter"),
+            measures->EntryLong("count")};
+}
+
+CValueMap PointsMode(int32_t xColumn = 0) {
+    CValueMap parameters;
+    parameters.SetEntry("input_mode", new CValueString("POINTS"));
+    parameters.SetEntry("x_column", new CValueLong(xColumn));
+    return parameters;
+}
+
+}  // namespace
+
+TEST(ConvexHull, SmallPointSets) {
+    struct Case {
+        const char* what;
+        Points points, hull;
+    };
+    const Case cases[] = {
+        {"none", {}, {}},
+        {"one", {{3, 4}}, {{3, 4}}},
+        {"duplicates", {{3, 4}, {3, 4}, {3, 4}}, {{3, 4}}},
+        {"collinear", {{2, 2}, {0, 0}, {3, 3}, {1, 1}, {3, 3}}, {{0, 0}, {3, 3}}},
+        {"vertical", {{5, 9}, {5, 1}, {5, 4}}, {{5, 1}, {5, 9}}},
+        // y grows downwards in an image: the vertex of smallest y comes first, then the order
+        // is counter-clockwise in (x, y), the leftmost of two lowest starting.
+        {"triangle", {{0, 5}, {4, 5}, {2, 1}}, {{2, 1}, {4, 5}, {0, 5}}},
+        {"square with inner and edge points",
+         {{0, 0}, {2, 0}, {4, 0}, {4, 4}, {0, 4}, {2, 2}, {0, 2}, {4, 1}, {1, 3}, {0, 0}},
+         {{0, 0}, {4, 0}, {4, 4}, {0, 4}}},
+        {"lowest row of two", {{1, 3}, {6, 3}, {9, 8}, {0, 8}}, {{1, 3}, {6, 3}, {9, 8}, {0, 8}}},
+        {"negative and fractional",
+         {{-1.5, 0.25}, {2, -3}, {0, 0}, {3.5, 2}},
+         {{2, -3}, {3.5, 2}, {-1.5, 0.25}}},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(ConvexHull(c.points), c.hull) << c.what;
+    }
+}
+
+TEST(ConvexHull, RandomPointsMakeAStrictlyConvexHullAroundAll) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 20; ++round) {
+        // Few distinct coordinates make many duplicates and collinear points.
+        std::uniform_int_distribution<int> coordinate(0, round < 10 ? 6 : 1000);
+        Points points(static_cast<size_t>(1 + round * 50));
+        for (SHullPoint& p : points)
+            p = {static_cast<double>(coordinate(random)), static_cast<double>(coordinate(random))};
+        const Points hull = ConvexHull(points);
+        ASSERT_FALSE(hull.empty());
+        for (size_t i = 0; i < hull.size(); ++i) {
+            EXPECT_NE(std::find(points.begin(), points.end(), hull[i]), points.end());
+            EXPECT_TRUE(hull[0].y < hull[i].y ||
+                        (hull[0].y == hull[i].y && hull[0].x <= hull[i].x));
+            const SHullPoint &a = hull[i], &b = hull[(i + 1) % hull.size()];
+            if (hull.size() >= 3) {
+                EXPECT_GT(Cross(a, b, hull[(i + 2) % hull.size()]), 0.0) << round;
+            }
+            for (const SHullPoint& p : points)
+                EXPECT_GE(Cross(a, b, p), 0.0) << round;
+        }
+    }
+}
+
+TEST(ConvexHull, ImageModeMaskAndMeasures) {
+    // An L of pixels in the first plane (the second plane is ignored): the hull is the triangle
+    // (1, 1), (4, 4), (1, 4) in pixel centres, its mask the pixels on or inside it.
+    std::vector<float> image(6 * 5 * 2, 0.0f);
+    for (int64_t y = 1; y <= 4; ++y)
+        image[y * 6 + 1] = 1.0f;
+    for (int64_t x = 1; x <= 4; ++x)
+        image[4 * 6 + x] = NAN;  // NaN is non-zero
+    image[6 * 5 + 5] = 1.0f;
+    CPConvexHull node;
+    SHullRun run = RunHull(node, ImageValue(IMAGE_GREY_F, CSize(6, 5, 2), image));
+    EXPECT_EQ(run.vertices, (std::vector<float>{1, 1, 4, 4, 1, 4}));
+    EXPECT_EQ(run.area, 4.5);
+    EXPECT_DOUBLE_EQ(run.perimeter, 6.0 + std::sqrt(18.0));
+    EXPECT_EQ(run.count, 3);
+    ASSERT_NE(run.mask, nullptr);
+    EXPECT_EQ(run.mask->Type(), IMAGE_BINARY_FG);
+    EXPECT_EQ(run.mask->Size(), CSize(6, 5, 2));
+    std::vector<uint8_t> expected(60, 0);
+    for (int64_t y = 1; y <= 4; ++y)
+        for (int64_t x = 1; x <= y; ++x)
+            expected[y * 6 + x] = 1;
+    EXPECT_EQ(Samples<uint8_t>(*run.mask), expected);
+
+    // A segment fills only the pixels its line passes through the centre of; the same node
+    // object runs again with new results.
+    std::vector<uint8_t> line(7 * 4, 0);
+    line[0 * 7 + 0] = line[3 * 7 + 6] = 255;
+    run = RunHull(node, ImageValue(IMAGE_GREY_8, CSize(7, 4), line));
+    EXPECT_EQ(run.vertices, (std::vector<float>{0, 0, 6, 3}));
+    EXPECT_EQ(run.area, 0.0);
+    EXPECT_EQ(run.perimeter, 2.0 * std::sqrt(45.0));
+    std::vector<uint8_t> segment(line.size(), 0);
+    for (int64_t i = 0; i <= 3; ++i)
+        segment[i * 7 + 2 * i] = 1;  // (0, 0), (2, 1), (4, 2), (6, 3)
+    EXPECT_EQ(Samples<uint8_t>(*run.mask), segment);
+
+    // No pixel set: nothing at all.
+    run = RunHull(node, ImageValue<uint16_t>(IMAGE_GREY_16, CSize(3, 3), {0}));
+    EXPECT_TRUE(run.vertices.empty());
+    EXPECT_EQ(Samples<uint8_t>(*run.mask), std::vector<uint8_t>(9, 0));
+    EXPECT_EQ(run.count, 0);
+    EXPECT_EQ(run.perimeter, 0.0);
+}
+
+TEST(ConvexHull, PointsModeReadsTheChosenColumns) {
+    // A GetCoordinates table with a label column: label, x, y.
+    const std::vector<float> table = {7, 0, 0, 7, 5, 0, 7, 5, 5, 7, 0, 5, 7, 2, 2};
+    CPConvexHull node;
+    SHullRun run = RunHull(node, ImageValue(IMAGE_GREY_F, CSize(3, 5), table), PointsMode(1));
+    EXPECT_EQ(run.vertices, (std::vector<float>{0, 0, 5, 0, 5, 5, 0, 5}));
+    EXPECT_EQ(run.area, 25.0);
+    EXPECT_EQ(run.perimeter, 20.0);
+    EXPECT_EQ(run.mask, nullptr);
+}
+
+TEST(ConvexHull, Failures) {
+    struct Case {
+        std::unique_ptr<CValue> input;
+        CValueMap parameters;
+        const char* message;
+    };
+    CValueMap badMode;
+    badMode.SetEntry("input_mode", new CValueString("points"));
+    Case cases[] = {
+        {nullptr, {}, "input image is NULL"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(2, 2), {1}), badMode,
+         "input_mode is 'points'; IMAGE or POINTS expected"},
+        {ImageValue<float>(IMAGE_RGB_FI, CSize(2, 2), {1}),
+         {},
+         "input image is of type IMAGE_RGB_FI; a grey or binary type expected"},
+        {ImageValue<uint8_t>(IMAGE_GREY_8, CSize(2, 2), {1}), PointsMode(),
+         "point table is of type IMAGE_GREY_8; IMAGE_GREY_F expected"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(2, 2), {1}), PointsMode(-1),
+         "x_column is -1; 0 or more expected"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(2, 2), {1}), PointsMode(1),
+         "point table has 2 columns; x in column 1 and y in column 2 expected"},
+        {ImageValue<float>(IMAGE_GREY_F, CSize(2, 3), {1, 2, 3, 4, 5, NAN}), PointsMode(),
+         "row 2 of the point table holds a coordinate that is not a finite number"},
+    };
+    for (Case& c : cases) {
+        CPConvexHull node;
+        Configure(node, c.parameters);
+        node.SetStackInput(0, c.input.get());
+        EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
+                  std::string("(utility plugins) ConvexHull | ") + c.message);
+    }
+}
+
+TEST(ConvexHull, Document) {
+    CPConvexHull node;
+    CValueMap setup;
+    node.GetPluginSetup(setup);
+    EXPECT_EQ(setup.EntryString("subType"), "Classification");
+    EXPECT_EQ(setup.EntryString("parameters/input_mode/val/enValues"), "IMAGE, POINTS");
+    EXPECT_EQ(setup.EntryString("__vimbroDocumentation"),
+              "%ORVADIR%/doc/vimbro/html/utility/PConvexHull/index.html");
+}
