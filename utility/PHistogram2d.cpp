@@ -36,10 +36,10 @@ inline int64_t Bin(float scaled, int64_t binCount) {
 
 }  // namespace
 
-template <class T>
+template <class T, class C>
 void CPHistogram2d::Count(const T* first, const CSize& firstSize, const T* second,
                           const CSize& secondSize, double rangeMin, double rangeMax,
-                          int64_t binCount, float* out) {
+                          int64_t binCount, C* out) {
     const float scale = static_cast<float>(binCount) / static_cast<float>(rangeMax - rangeMin);
     const float offset = static_cast<float>(static_cast<double>(scale) * rangeMin);
     const int64_t secondPixels = secondSize.Elements();
@@ -55,16 +55,21 @@ void CPHistogram2d::Count(const T* first, const CSize& firstSize, const T* secon
                 if (a < rangeMin || b < rangeMin || a > rangeMax || b > rangeMax) continue;
                 const int64_t column = Bin(a * scale - offset, binCount);
                 const int64_t row = Bin(b * scale - offset, binCount);
-                out[row * binCount + column] += 1.0f;
+                out[row * binCount + column] += C(1);
             }
         }
     }
 }
 
+// Float counters for this node, exact 64-bit ones for MutualInformation.
 template void CPHistogram2d::Count(const uint8_t*, const CSize&, const uint8_t*, const CSize&,
                                    double, double, int64_t, float*);
 template void CPHistogram2d::Count(const float*, const CSize&, const float*, const CSize&, double,
                                    double, int64_t, float*);
+template void CPHistogram2d::Count(const uint8_t*, const CSize&, const uint8_t*, const CSize&,
+                                   double, double, int64_t, uint64_t*);
+template void CPHistogram2d::Count(const float*, const CSize&, const float*, const CSize&, double,
+                                   double, int64_t, uint64_t*);
 
 void CPHistogram2d::Run() {
     const char* where = "(utility plugins) Histogram2d";
