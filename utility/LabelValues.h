@@ -25,13 +25,23 @@ inline int64_t LabelOf(T value) {
     }
 }
 
-// The largest label of `pixels` values; 0 when there is none.
+// The largest label of `pixels` values; 0 when there is none. Labels grow with the values, so
+// it is the label of the largest value (NaN never is).
 template <class T>
 int64_t MaxLabel(const T* data, int64_t pixels) {
-    int64_t maximum = 0;
-    for (int64_t i = 0; i < pixels; ++i)
-        maximum = std::max(maximum, LabelOf(data[i]));
-    return maximum;
+    // Lanes keep their own maxima, so that the loop vectorises.
+    constexpr int LANES = 16;
+    T lanes[LANES] = {};
+    int64_t i = 0;
+    for (; i + LANES <= pixels; i += LANES)
+        for (int j = 0; j < LANES; ++j)
+            lanes[j] = data[i + j] > lanes[j] ? data[i + j] : lanes[j];
+    T maximum = T(0);
+    for (int j = 0; j < LANES; ++j)
+        maximum = lanes[j] > maximum ? lanes[j] : maximum;
+    for (; i < pixels; ++i)
+        maximum = data[i] > maximum ? data[i] : maximum;
+    return LabelOf(maximum);
 }
 
 }  // namespace ORVA
