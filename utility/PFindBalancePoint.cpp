@@ -62,7 +62,7 @@ void CPFindBalancePoint::Run() {
                     where,
                     CString("label %1 is too large (at most %2)").Arg(maxLabel).Arg(MAX_LABEL));
             try {
-                moments.assign(static_cast<size_t>(maxLabel), SMoments{});
+                moments.assign(static_cast<size_t>(maxLabel) + 1, SMoments{});
             } catch (const std::bad_alloc&) {
                 throw CException(where, CString("not enough memory for %1 labels").Arg(maxLabel));
             }
@@ -81,7 +81,7 @@ void CPFindBalancePoint::Run() {
     if (planes) fields.push_back({"z", false});
     fields.push_back({"weight", false});
     auto fill = [&](int64_t i, double* cells) {
-        const SMoments& m = moments[static_cast<size_t>(i)];
+        const SMoments& m = moments[static_cast<size_t>(i + 1)];
         const double nan = std::numeric_limits<double>::quiet_NaN();
         const bool weighed = m.weight != 0.0;
         *cells++ = static_cast<double>(i + 1);
@@ -90,7 +90,7 @@ void CPFindBalancePoint::Run() {
         if (planes) *cells++ = weighed ? m.z / m.weight : nan;
         *cells = m.weight;
     };
-    const int64_t n = static_cast<int64_t>(moments.size());
+    const int64_t n = static_cast<int64_t>(moments.size()) - 1;
     std::unique_ptr<CValueVector> records;
     if (HasStackOutput(1)) records = TableRecords(fields, n, fill);
     SetStackOutput(0, OwnedImage(TableImage(fields, n, fill)));

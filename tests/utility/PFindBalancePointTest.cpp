@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <random>
 
 #include "NodeTesting.h"
 
@@ -50,6 +51,38 @@ TEST(FindBalancePoint, CentroidsByAreaAndByWeight) {
     node.SetStackInput(1, weights.get());
     node.Run();
     EXPECT_EQ(Table(node), (std::vector<float>{5.0f / 6, 0.5f, 6, -99, -99, 0, 3, 1.25f, 4}));
+}
+
+TEST(FindBalancePoint, RunsOfAnyLengthAsPixelByPixel) {
+    // Labels 0 .. 3 in runs of 1 to 20 pixels, byte weights; sums of small integers are exact.
+    std::mt19937 random(5);
+    const CSize size(37, 5, 2);
+    std::vector<uint16_t> labels;
+    while (static_cast<int64_t>(labels.size()) < size.Elements())
+        labels.insert(labels.end(), 1 + random() % 20, static_cast<uint16_t>(random() % 4));
+    labels.resize(static_cast<size_t>(size.Elements()));
+    std::vector<uint8_t> weights(labels.size());
+    for (uint8_t& w : weights)
+        w = static_cast<uint8_t>(random() % 5);
+    for (bool weighted : {false, true}) {
+        std::vector<CPFindBalancePoint::SMoments> expected(4), actual(4);
+        for (int64_t i = 0; i < size.Elements(); ++i) {
+            const double w = weighted ? weights[i] : 1.0;
+            CPFindBalancePoint::SMoments& m = expected[labels[i]];
+            m.weight += w;
+            m.x += w * static_cast<double>(i % size.x);
+            m.y += w * static_cast<double>(i / size.x % size.y);
+            m.z += w * static_cast<double>(i / (size.x * size.y));
+        }
+        CPFindBalancePoint::Accumulate(labels.data(), weighted ? weights.data() : nullptr, size, 3,
+                                       actual);
+        for (size_t k = 1; k < 4; ++k)
+            EXPECT_EQ(
+                std::vector<double>({actual[k].weight, actual[k].x, actual[k].y, actual[k].z}),
+                std::vector<double>(
+                    {expected[k].weight, expected[k].x, expected[k].y, expected[k].z}))
+                << k << " " << weighted;
+    }
 }
 
 TEST(FindBalancePoint, PlanesAddZ) {
