@@ -1,10 +1,14 @@
 #include "PFindMax.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "ConnectedComponents.h"
 #include "InputChecks.h"
@@ -62,6 +66,19 @@ namespace MaximumFilter {
 namespace {
 
 template <class T>
+constexpr T Lowest() {
+    if constexpr (std::is_floating_point_v<T>)
+        return -std::numeric_limits<T>::infinity();
+    else
+        return std::numeric_limits<T>::lowest();
+}
+
+template <class T>
+inline T Larger(T a, T b) {
+    return a > b ? a : b;
+}
+
+template <class T>
 inline T Clean(T value) {
     if constexpr (std::is_floating_point_v<T>)
         return value == value ? value : Lowest<T>();
@@ -69,23 +86,34 @@ inline T Clean(T value) {
         return value;
 }
 
-}  // namespace
+template <class T>
+void Larger(const T* a, const T* b, T* out, int64_t width) {
+    for (int64_t x = 0; x < width; ++x)
+        out[x] = Larger(a[x], b[x]);
+}
 
+// The maximum of row[max(0, x - r) .. min(width - 1, x + r)] for every x, r < width. `scratch`
+// holds 2 (width + 2r) samples.
 template <class T>
 void FilterRow(const T* row, T* out, int64_t width, int64_t r, T* scratch) {
-    if (width <= 0) return;
-    r = std::min(r, width - 1);
     if (r <= DIRECT_RADIUS) {
         T* padded = scratch;  // r lowest samples on either side
         std::fill(padded, padded + r, Lowest<T>());
         for (int64_t x = 0; x < width; ++x)
             padded[r + x] = Clean(row[x]);
         std::fill(padded + r + width, padded + 2 * r + width, Lowest<T>());
-        for (int64_t x = 0; x < width; ++x)
-            out[x] = padded[x];
-        for (int64_t k = 1; k <= 2 * r; ++k)
+        // One pass per radius, so that the compiler keeps the window in registers.
+        const T* p = padded;
+        if (r == 0)
             for (int64_t x = 0; x < width; ++x)
-                out[x] = Larger(out[x], padded[x + k]);
+                out[x] = p[x];
+        else if (r == 1)
+            for (int64_t x = 0; x < width; ++x)
+                out[x] = Larger(Larger(p[x], p[x + 1]), p[x + 2]);
+        else
+            for (int64_t x = 0; x < width; ++x)
+                out[x] =
+                    Larger(Larger(Larger(p[x], p[x + 1]), Larger(p[x + 2], p[x + 3])), p[x + 4]);
         return;
     }
     // Blocks of w = 2r + 1 samples: forward[x] is the maximum from the block's start to x,
@@ -103,14 +131,13 @@ void FilterRow(const T* row, T* out, int64_t width, int64_t r, T* scratch) {
         for (int64_t x = end - 2; x >= start; --x)
             backward[x] = Larger(backward[x + 1], Clean(row[x]));
     }
-    // Clipped on the left, the window starts a block; clipped on the right, it ends at the
-    // last block's end.
+    // Clipped on the left, the window starts a block; clipped on the right, it ends where the
+    // last block ends.
     const int64_t left = std::min(r + 1, width);
     for (int64_t x = 0; x < left; ++x)
         out[x] = forward[std::min(x + r, width - 1)];
     const int64_t right = std::max(left, width - r);
-    for (int64_t x = left; x < right; ++x)
-        out[x] = Larger(backward[x - r], forward[x + r]);
+    Larger(backward + left - r, forward + left + r, out + left, right - left);
     for (int64_t x = right; x < width; ++x) {
         const int64_t lo = x - r;
         out[x] =
@@ -118,56 +145,68 @@ void FilterRow(const T* row, T* out, int64_t width, int64_t r, T* scratch) {
     }
 }
 
+}  // namespace
+
 template <class T>
-void PrepareColumns(T* plane, T* forward, int64_t width, int64_t height, int64_t r) {
-    r = std::min(r, height - 1);
-    if (r <= DIRECT_RADIUS) return;
-    const int64_t w = 2 * r + 1;
-    for (int64_t start = 0; start < height; start += w) {
-        const int64_t end = std::min(start + w, height);
-        std::copy(plane + start * width, plane + (start + 1) * width, forward + start * width);
-        for (int64_t y = start + 1; y < end; ++y) {
-            const T* before = forward + (y - 1) * width;
-            const T* row = plane + y * width;
-            T* out = forward + y * width;
-            for (int64_t x = 0; x < width; ++x)
-                out[x] = Larger(before[x], row[x]);
-        }
-        for (int64_t y = end - 2; y >= start; --y) {
-            const T* after = plane + (y + 1) * width;
-            T* row = plane + y * width;
-            for (int64_t x = 0; x < width; ++x)
-                row[x] = Larger(after[x], row[x]);
-        }
+CPlaneMaximum<T>::CPlaneMaximum(int64_t width, int64_t height, int64_t radius)
+    : m_width(width),
+      m_height(height),
+      m_rx(std::min(radius, width - 1)),
+      m_ry(std::min(radius, height - 1)),
+      m_direct(m_ry <= DIRECT_RADIUS),
+      m_kept(m_direct ? 2 * m_ry + 1 : height),
+      m_rows(std::make_unique_for_overwrite<T[]>(static_cast<size_t>(m_kept * width))),
+      m_forward(
+          std::make_unique_for_overwrite<T[]>(static_cast<size_t>(m_direct ? 0 : m_kept * width))),
+      m_scratch(std::make_unique_for_overwrite<T[]>(static_cast<size_t>(2 * (width + 2 * m_rx)))),
+      m_out(std::make_unique_for_overwrite<T[]>(static_cast<size_t>(width))) {}
+
+template <class T>
+void CPlaneMaximum<T>::Start(const T* plane) {
+    m_plane = plane;
+    m_next = 0;
+    if (m_direct) return;
+    for (int64_t y = 0; y < m_height; ++y)
+        FilterRow(plane + y * m_width, Kept(y), m_width, m_rx, m_scratch.get());
+    // Blocks of w rows: forward rows as in FilterRow, the backward ones in place.
+    const int64_t w = 2 * m_ry + 1;
+    T* forward = m_forward.get();
+    for (int64_t start = 0; start < m_height; start += w) {
+        const int64_t end = std::min(start + w, m_height);
+        std::copy(Kept(start), Kept(start) + m_width, forward + start * m_width);
+        for (int64_t y = start + 1; y < end; ++y)
+            Larger(forward + (y - 1) * m_width, Kept(y), forward + y * m_width, m_width);
+        for (int64_t y = end - 2; y >= start; --y)
+            Larger(Kept(y + 1), Kept(y), Kept(y), m_width);
     }
 }
 
 template <class T>
-void FilterColumn(const T* plane, const T* forward, int64_t width, int64_t height, int64_t r,
-                  int64_t y, T* out) {
-    r = std::min(r, height - 1);
-    auto row = [&](const T* base, int64_t q) { return base + q * width; };
-    auto larger = [&](const T* a, const T* b) {
-        for (int64_t x = 0; x < width; ++x)
-            out[x] = Larger(a[x], b[x]);
-    };
-    if (r <= DIRECT_RADIUS) {
-        const int64_t lo = std::max<int64_t>(0, y - r), hi = std::min(height - 1, y + r);
-        std::copy(row(plane, lo), row(plane, lo) + width, out);
-        for (int64_t q = lo + 1; q <= hi; ++q)
-            larger(out, row(plane, q));
-        return;
+const T* CPlaneMaximum<T>::Row(int64_t y) {
+    T* out = m_out.get();
+    const int64_t r = m_ry;
+    if (m_direct) {
+        const int64_t lo = std::max<int64_t>(0, y - r), hi = std::min(m_height - 1, y + r);
+        for (; m_next <= hi; ++m_next)
+            FilterRow(m_plane + m_next * m_width, Kept(m_next), m_width, m_rx, m_scratch.get());
+        if (lo == hi) return Kept(lo);
+        Larger(Kept(lo), Kept(lo + 1), out, m_width);
+        for (int64_t q = lo + 2; q <= hi; ++q)
+            Larger(out, Kept(q), out, m_width);
+        return out;
     }
-    const int64_t w = 2 * r + 1, lo = y - r, hi = y + r;
-    if (lo <= 0) {
-        const T* only = row(forward, std::min(hi, height - 1));
-        std::copy(only, only + width, out);
-    } else if (hi >= height - 1 && lo / w == (height - 1) / w) {
-        std::copy(row(plane, lo), row(plane, lo) + width, out);
-    } else {
-        larger(row(plane, lo), row(forward, std::min(hi, height - 1)));
-    }
+    const T* forward = m_forward.get();
+    const int64_t w = 2 * r + 1, lo = y - r, hi = std::min(y + r, m_height - 1);
+    if (lo <= 0) return forward + hi * m_width;
+    if (y + r >= m_height - 1 && lo / w == (m_height - 1) / w) return Kept(lo);
+    Larger(Kept(lo), forward + hi * m_width, out, m_width);
+    return out;
 }
+
+template class CPlaneMaximum<uint8_t>;
+template class CPlaneMaximum<uint16_t>;
+template class CPlaneMaximum<uint32_t>;
+template class CPlaneMaximum<float>;
 
 }  // namespace MaximumFilter
 
@@ -179,67 +218,63 @@ std::vector<CPFindMax::SPeak> CPFindMax::Maxima(const T* data, const CSize& size
     const int64_t width = size.x, height = size.y, planePixels = width * height;
     const CAbove<T> above(threshold);
     if (planePixels == 0 || above.None()) return peaks;
-    const int64_t rx = std::min(radius, width - 1), ry = std::min(radius, height - 1);
-    // The row maxima of a plane, and the forward block maxima where they are needed.
-    auto rows = std::make_unique_for_overwrite<T[]>(static_cast<size_t>(planePixels));
-    auto forward = std::make_unique_for_overwrite<T[]>(
-        static_cast<size_t>(ry > DIRECT_RADIUS ? planePixels : 0));
-    std::vector<T> scratch(static_cast<size_t>(2 * (width + 2 * rx))), column(width);
+    CPlaneMaximum<T> maximum(width, height, radius);
     // Candidate bytes, read eight at a time; the padding stays 0.
+    static_assert(std::endian::native == std::endian::little);
     std::vector<uint8_t> candidate(static_cast<size_t>(width + 8), 0);
     // The plateau of every candidate of this row and the one above; 0 elsewhere.
     std::vector<uint32_t> previous(width), current(width);
     CLabelEquivalence<uint32_t> plateaus;
-    std::vector<SPeak> firsts;  // the first pixel of each provisional plateau
 
     for (int64_t z = 0; z < size.z; ++z) {
         const T* plane = data + z * planePixels;
-        for (int64_t y = 0; y < height; ++y)
-            FilterRow(plane + y * width, rows.get() + y * width, width, rx, scratch.data());
-        PrepareColumns(rows.get(), forward.get(), width, height, ry);
+        maximum.Start(plane);
         plateaus.Reset();
-        firsts.clear();
+        // The first pixel of each provisional plateau of the plane, from here on.
+        const size_t first = peaks.size();
         std::fill(previous.begin(), previous.end(), 0);
         for (int64_t y = 0; y < height; ++y) {
-            FilterColumn(rows.get(), forward.get(), width, height, ry, y, column.data());
+            const T* column = maximum.Row(y);
             const T* line = plane + y * width;
             const T* up = y > 0 ? line - width : line;
             for (int64_t x = 0; x < width; ++x)
                 candidate[x] = (line[x] >= column[x]) & above(line[x]);
             std::fill(current.begin(), current.end(), 0);
-            for (int64_t x = 0; x < width; ++x) {
+            // Eight candidate bytes (0 or 1) at a time, set bit by set bit.
+            for (int64_t x0 = 0; x0 < width; x0 += 8) {
                 uint64_t eight;
-                std::memcpy(&eight, candidate.data() + x, 8);
-                if (eight == 0) {
-                    x += 7;
-                    continue;
+                std::memcpy(&eight, candidate.data() + x0, 8);
+                for (; eight; eight &= eight - 1) {
+                    const int64_t x = x0 + (std::countr_zero(eight) >> 3);
+                    // Candidates that touch and hold the same value join one plateau; its
+                    // smallest provisional number is the first pixel in raster order.
+                    const T v = line[x];
+                    uint32_t root = 0;
+                    auto link = [&](uint32_t neighbour, T value) {
+                        if (neighbour == 0 || value != v) return;
+                        root = root ? plateaus.JoinRoot(root, neighbour)
+                                    : plateaus.Representative(neighbour);
+                    };
+                    if (x > 0) link(current[x - 1], line[x - 1]);
+                    if (y > 0) {
+                        if (x > 0) link(previous[x - 1], up[x - 1]);
+                        link(previous[x], up[x]);
+                        if (x + 1 < width) link(previous[x + 1], up[x + 1]);
+                    }
+                    if (!root) {
+                        root = plateaus.NewLabel();
+                        peaks.push_back({z * planePixels + y * width + x, static_cast<double>(v)});
+                    }
+                    current[x] = root;
                 }
-                if (!candidate[x]) continue;
-                // Candidates that touch and hold the same value join one plateau; its
-                // smallest provisional number is the first pixel in raster order.
-                const T v = line[x];
-                uint32_t root = 0;
-                auto link = [&](uint32_t neighbour, T value) {
-                    if (neighbour == 0 || value != v) return;
-                    root = root ? plateaus.JoinRoot(root, neighbour)
-                                : plateaus.Representative(neighbour);
-                };
-                if (x > 0) link(current[x - 1], line[x - 1]);
-                if (y > 0) {
-                    if (x > 0) link(previous[x - 1], up[x - 1]);
-                    link(previous[x], up[x]);
-                    if (x + 1 < width) link(previous[x + 1], up[x + 1]);
-                }
-                if (!root) {
-                    root = plateaus.NewLabel();
-                    firsts.push_back({z * planePixels + y * width + x, static_cast<double>(v)});
-                }
-                current[x] = root;
             }
             std::swap(previous, current);
         }
+        // Only the plateaus' first provisional numbers stay.
+        size_t kept = first;
         for (uint32_t k = 1; k <= plateaus.Count(); ++k)
-            if (plateaus.Representative(k) == k) peaks.push_back(firsts[k - 1]);
+            if (plateaus.Representative(k) == k) peaks[kept++] = peaks[first + k - 1];
+        peaks.resize(kept);
     }
     return peaks;
 }
@@ -257,16 +292,11 @@ namespace {
 
 const char* const WHERE = "(utility plugins) FindMax::Run";
 
-struct SFound {
-    int64_t label;
-    CPFindMax::SPeak peak;
-};
-
 // The largest maximum of each label 1 .. n, the first of equal ones (maxima come in raster
 // order).
 template <class L>
-std::vector<SFound> LargestPerLabel(const std::vector<CPFindMax::SPeak>& peaks, const L* labels,
-                                    int64_t pixels) {
+std::vector<CPFindMax::SPeak> LargestPerLabel(const std::vector<CPFindMax::SPeak>& peaks,
+                                              const L* labels, int64_t pixels) {
     const int64_t maxLabel = MaxLabel(labels, pixels);
     if (maxLabel > MAX_LABEL)
         throw CException(
@@ -279,11 +309,41 @@ std::vector<SFound> LargestPerLabel(const std::vector<CPFindMax::SPeak>& peaks, 
         if (b < 0 || peaks[i].value > peaks[static_cast<size_t>(b)].value)
             b = static_cast<int64_t>(i);
     }
-    std::vector<SFound> found;
-    for (size_t k = 0; k < best.size(); ++k)
-        if (best[k] >= 0)
-            found.push_back({static_cast<int64_t>(k) + 1, peaks[static_cast<size_t>(best[k])]});
-    return found;
+    std::vector<CPFindMax::SPeak> largest;
+    for (int64_t b : best)
+        if (b >= 0) largest.push_back(peaks[static_cast<size_t>(b)]);
+    return largest;
+}
+
+// Keys that ascend as the values descend; -0 sorts as +0.
+inline uint64_t DescendingKey(double value) {
+    const uint64_t bits = std::bit_cast<uint64_t>(value + 0.0);
+    return bits >> 63 ? bits : ~(bits | (uint64_t(1) << 63));
+}
+
+// Strongest first: descending value, raster order among equal values. A stable radix sort on
+// the value's bits, a byte at a time from the lowest, skipping the bytes all values share; the
+// maxima come in raster order, which stability keeps.
+void SortStrongestFirst(std::vector<CPFindMax::SPeak>& peaks) {
+    const size_t n = peaks.size();
+    if (n < 2) return;
+    std::vector<std::array<size_t, 256>> counts(8);
+    for (const CPFindMax::SPeak& peak : peaks) {
+        const uint64_t key = DescendingKey(peak.value);
+        for (int b = 0; b < 8; ++b)
+            ++counts[b][(key >> (8 * b)) & 255];
+    }
+    std::vector<CPFindMax::SPeak> other(n);
+    for (int b = 0; b < 8; ++b) {
+        std::array<size_t, 256>& start = counts[b];
+        if (start[(DescendingKey(peaks[0].value) >> (8 * b)) & 255] == n) continue;
+        size_t sum = 0;
+        for (size_t& count : start)
+            sum += std::exchange(count, sum);
+        for (const CPFindMax::SPeak& peak : peaks)
+            other[start[(DescendingKey(peak.value) >> (8 * b)) & 255]++] = peak;
+        peaks.swap(other);
+    }
 }
 
 }  // namespace
@@ -304,7 +364,8 @@ void CPFindMax::Run() {
         throw CException(WHERE,
                          CString("planes of %1 x %2 pixels are too large").Arg(size.x).Arg(size.y));
 
-    std::vector<SFound> found;
+    std::unique_ptr<CImage> table;
+    std::unique_ptr<CValueVector> records;
     try {
         std::vector<SPeak> peaks;
         using Id = IImage::CType;
@@ -312,48 +373,39 @@ void CPFindMax::Run() {
             input->Type(), [&]<class T>(std::type_identity<T>) {
                 peaks = Maxima(input->Data<T>(), size, m_radius, m_threshold);
             });
-        if (!labels) {
-            found.reserve(peaks.size());
-            for (const SPeak& peak : peaks)
-                found.push_back({0, peak});
-        } else {
+        // The label of a maximum, 0 without labels.
+        std::function<int64_t(int64_t)> labelAt = [](int64_t) { return int64_t(0); };
+        if (labels)
             DispatchType<Id::GREY_F, Id::GREY_8>(
                 labels->Type(), [&]<class L>(std::type_identity<L>) {
-                    found = LargestPerLabel(peaks, labels->Data<L>(), labels->Pixels());
+                    const L* data = labels->Data<L>();
+                    peaks = LargestPerLabel(peaks, data, labels->Pixels());
+                    labelAt = [data](int64_t index) { return LabelOf(data[index]); };
                 });
-        }
+        SortStrongestFirst(peaks);
+        if (m_maxCount > 0 && static_cast<size_t>(m_maxCount) < peaks.size())
+            peaks.resize(static_cast<size_t>(m_maxCount));
+
+        const std::vector<SField> fields = {
+            {"label", true}, {"x", true}, {"y", true}, {"z", true}, {"value", false}};
+        const int64_t planePixels = size.x * size.y;
+        auto fill = [&](int64_t i, double* cells) {
+            const SPeak& peak = peaks[static_cast<size_t>(i)];
+            const int64_t index = peak.index;
+            cells[0] = static_cast<double>(labelAt(index));
+            cells[1] = static_cast<double>(index % size.x);
+            cells[2] = static_cast<double>(index % planePixels / size.x);
+            cells[3] = static_cast<double>(index / planePixels);
+            cells[4] = peak.value;
+        };
+        const int64_t n = static_cast<int64_t>(peaks.size());
+        if (HasStackOutput(1)) records = TableRecords(fields, n, fill);
+        table = TableImage(fields, n, fill);
     } catch (const std::bad_alloc&) {
         throw CException(
             WHERE, CString("not enough memory to search an image of size %1").Arg(size.ToString()));
     }
-
-    auto stronger = [](const SFound& a, const SFound& b) {
-        return a.peak.value != b.peak.value ? a.peak.value > b.peak.value
-                                            : a.peak.index < b.peak.index;
-    };
-    if (m_maxCount > 0 && static_cast<size_t>(m_maxCount) < found.size()) {
-        std::partial_sort(found.begin(), found.begin() + m_maxCount, found.end(), stronger);
-        found.resize(static_cast<size_t>(m_maxCount));
-    } else {
-        std::sort(found.begin(), found.end(), stronger);
-    }
-
-    const std::vector<SField> fields = {
-        {"label", true}, {"x", true}, {"y", true}, {"z", true}, {"value", false}};
-    const int64_t planePixels = size.x * size.y;
-    auto fill = [&](int64_t i, double* cells) {
-        const SFound& f = found[static_cast<size_t>(i)];
-        const int64_t index = f.peak.index;
-        cells[0] = static_cast<double>(f.label);
-        cells[1] = static_cast<double>(index % size.x);
-        cells[2] = static_cast<double>(index % planePixels / size.x);
-        cells[3] = static_cast<double>(index / planePixels);
-        cells[4] = f.peak.value;
-    };
-    const int64_t n = static_cast<int64_t>(found.size());
-    std::unique_ptr<CValueVector> records;
-    if (HasStackOutput(1)) records = TableRecords(fields, n, fill);
-    SetStackOutput(0, OwnedImage(TableImage(fields, n, fill)));
+    SetStackOutput(0, OwnedImage(std::move(table)));
     if (records) SetStackOutput(1, std::move(records));
 }
 

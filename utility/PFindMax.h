@@ -1,8 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
-#include <type_traits>
+#include <memory>
 #include <vector>
 
 #include "NodeSupport.h"
@@ -35,42 +34,35 @@ class CPFindMax : public CPNode {
     int32_t m_maxCount = 0;
 };
 
-// The moving maximum of the maxima search. NaN samples count as the lowest value.
+// The moving maximum of the maxima search: the largest sample of a square of 2r + 1 pixels
+// around every pixel of a plane, clipped to the plane. NaN samples count as the lowest value.
+// Radii up to DIRECT_RADIUS are filtered directly, row by row, keeping 2r + 1 rows; larger
+// ones by the van Herk/Gil-Werman method, whose cost does not grow with the radius, on a whole
+// plane.
 namespace MaximumFilter {
 
-template <class T>
-constexpr T Lowest() {
-    if constexpr (std::is_floating_point_v<T>)
-        return -std::numeric_limits<T>::infinity();
-    else
-        return std::numeric_limits<T>::lowest();
-}
-
-template <class T>
-inline T Larger(T a, T b) {
-    return a > b ? a : b;
-}
-
-// Radii up to this are filtered directly, larger ones by the van Herk/Gil-Werman method, whose
-// cost does not grow with the radius.
 constexpr int64_t DIRECT_RADIUS = 2;
 
-// The maximum of `row[max(0, x - r) .. min(width - 1, x + r)]` for every x. `scratch` holds
-// 2 * (width + 2 r) samples.
 template <class T>
-void FilterRow(const T* row, T* out, int64_t width, int64_t r, T* scratch);
+class CPlaneMaximum {
+  public:
+    CPlaneMaximum(int64_t width, int64_t height, int64_t radius);
+    // Starts on a plane of width x height samples, which must stay while its rows are read.
+    void Start(const T* plane);
+    // Row y of the filtered plane; rows must be asked for in ascending order. The row stays
+    // valid until the next call.
+    const T* Row(int64_t y);
 
-// Prepares a plane of row maxima (`height` rows of `width` samples) for FilterColumn: for
-// radii above DIRECT_RADIUS it writes the forward block maxima into `forward` (a plane) and
-// turns `plane` into the backward ones; smaller radii need nothing.
-template <class T>
-void PrepareColumns(T* plane, T* forward, int64_t width, int64_t height, int64_t r);
+  private:
+    T* Kept(int64_t y) { return m_rows.get() + (m_direct ? y % m_kept : y) * m_width; }
 
-// Row y of the maximum along y over rows max(0, y - r) .. min(height - 1, y + r) of the plane
-// PrepareColumns prepared.
-template <class T>
-void FilterColumn(const T* plane, const T* forward, int64_t width, int64_t height, int64_t r,
-                  int64_t y, T* out);
+    int64_t m_width, m_height, m_rx, m_ry;
+    bool m_direct;
+    int64_t m_kept;  // rows of row maxima kept: 2r + 1 for the direct method, else all
+    std::unique_ptr<T[]> m_rows, m_forward, m_scratch, m_out;
+    const T* m_plane = nullptr;
+    int64_t m_next = 0;  // the next row whose row maxima are due (direct method)
+};
 
 }  // namespace MaximumFilter
 
