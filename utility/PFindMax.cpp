@@ -102,7 +102,8 @@ void FilterRow(const T* row, T* out, int64_t width, int64_t r, T* scratch) {
         for (int64_t x = 0; x < width; ++x)
             padded[r + x] = Clean(row[x]);
         std::fill(padded + r + width, padded + 2 * r + width, Lowest<T>());
-        // One pass per radius, so that the compiler keeps the window in registers.
+        // One loop per radius, so that the compiler keeps the window in registers.
+        static_assert(DIRECT_RADIUS == 2);
         const T* p = padded;
         if (r == 0)
             for (int64_t x = 0; x < width; ++x)
