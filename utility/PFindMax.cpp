@@ -248,11 +248,12 @@ std::vector<CPFindMax::SPeak> CPFindMax::Maxima(const T* data, const CSize& size
                 for (; eight; eight &= eight - 1) {
                     const int64_t x = x0 + (std::countr_zero(eight) >> 3);
                     // Candidates that touch and hold the same value join one plateau; its
-                    // smallest provisional number is the first pixel in raster order.
+                    // smallest provisional number is the first pixel in raster order. With a
+                    // radius of 1 or more, candidates that touch always hold one value.
                     const T v = line[x];
                     uint32_t root = 0;
                     auto link = [&](uint32_t neighbour, T value) {
-                        if (neighbour == 0 || value != v) return;
+                        if (neighbour == 0 || (radius == 0 && value != v)) return;
                         root = root ? plateaus.JoinRoot(root, neighbour)
                                     : plateaus.Representative(neighbour);
                     };
