@@ -47,7 +47,8 @@ void CPFindMax::GetPluginSetup(CValueMap& setup) {
     doc.Parameter("radius", m_radius,
                   "half the side of the square a maximum must not be exceeded in; 0 makes every "
                   "pixel above threshold a maximum");
-    doc.Parameter("max_count", m_maxCount, "keep only this many of the largest maxima; 0: all");
+    doc.Parameter("max_count", m_maxCount,
+                  "keep only this many of the largest maxima; 0 or less keeps all");
     doc.Keywords(
         {"local maximum", "maxima", "peak", "peak detection", "non-maximum suppression", "label"});
     doc.SeeAlso("FindBalancePoint, ZoneList");
