@@ -1,7 +1,9 @@
 #include "Bench.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <opencv2/imgproc.hpp>
 
 namespace bench {
 
@@ -36,6 +38,34 @@ std::unique_ptr<CImage> UniformBytes(CSize size, unsigned seed) {
     for (int64_t i = 0; i < image->Pixels(); ++i)
         data[i] = static_cast<uint8_t>(random() >> 24);
     return image;
+}
+
+const CImage& BlurredNoise() {
+    static std::unique_ptr<CImage> blurred = [] {
+        auto noise = UniformFloat(CSize(SIZE, SIZE), 0.0f, 1.0f, 42);
+        auto image = std::make_unique<CImage>(IMAGE_GREY_F, CSize(SIZE, SIZE));
+        cv::Mat source(SIZE, SIZE, CV_32F, noise->Data<float>());
+        cv::Mat target(SIZE, SIZE, CV_32F, image->Data<float>());
+        cv::blur(source, target, cv::Size(9, 9));
+        return image;
+    }();
+    return *blurred;
+}
+
+const CImage& Blobs() {
+    static std::unique_ptr<CImage> blobs = [] {
+        const CImage& blurred = BlurredNoise();
+        const float* in = blurred.Data<float>();
+        std::vector<float> values(in, in + blurred.Pixels());
+        std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
+        float median = values[values.size() / 2];
+        auto image = std::make_unique<CImage>(IMAGE_GREY_8, CSize(SIZE, SIZE));
+        uint8_t* out = image->Data<uint8_t>();
+        for (int64_t i = 0; i < image->Pixels(); ++i)
+            out[i] = in[i] > median ? 255 : 0;
+        return image;
+    }();
+    return *blobs;
 }
 
 std::string DataDirectory() {

@@ -35,6 +35,11 @@ constexpr int64_t SIZE = 4096;
 std::unique_ptr<ORVA::CImage> UniformFloat(ORVA::CSize size, float low, float high, unsigned seed);
 std::unique_ptr<ORVA::CImage> UniformBytes(ORVA::CSize size, unsigned seed);
 
+// Uniform noise (seed 42) blurred by a 9 x 9 box: a smooth IMAGE_GREY_F image.
+const ORVA::CImage& BlurredNoise();
+// Blobs: the blurred noise as IMAGE_GREY_8, 255 above its median and 0 elsewhere.
+const ORVA::CImage& Blobs();
+
 // The directory shared with bench/references.py.
 std::string DataDirectory();
 

@@ -1,5 +1,4 @@
 // Labelling, histograms and statistics against OpenCV.
-#include <algorithm>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -8,25 +7,6 @@
 using namespace ORVA;
 
 namespace {
-
-// Blobs: uniform noise (seed 42), a 9 x 9 box blur, 255 above the median and 0 elsewhere.
-const CImage& Blobs() {
-    static std::unique_ptr<CImage> blobs = [] {
-        auto noise = bench::UniformFloat(CSize(bench::SIZE, bench::SIZE), 0.0f, 1.0f, 42);
-        cv::Mat source(bench::SIZE, bench::SIZE, CV_32F, noise->Data<float>()), blurred;
-        cv::blur(source, blurred, cv::Size(9, 9));
-        std::vector<float> values(blurred.begin<float>(), blurred.end<float>());
-        std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
-        float median = values[values.size() / 2];
-        auto image = std::make_unique<CImage>(IMAGE_GREY_8, CSize(bench::SIZE, bench::SIZE));
-        uint8_t* out = image->Data<uint8_t>();
-        const float* in = blurred.ptr<float>();
-        for (int64_t i = 0; i < image->Pixels(); ++i)
-            out[i] = in[i] > median ? 255 : 0;
-        return image;
-    }();
-    return *blobs;
-}
 
 // A worst case for merges: bands of four rows, each a comb of one-pixel teeth that a bar joins
 // only in the band's last row, and all bands joined by the last column.
@@ -70,7 +50,7 @@ void Labeling_ours(benchmark::State& state, const CImage& image, int neighbourho
 }
 
 void Labeling_reference(benchmark::State& state, int neighbourhood, int threads) {
-    cv::Mat image = AsMat(Blobs(), CV_8U), labels;
+    cv::Mat image = AsMat(bench::Blobs(), CV_8U), labels;
     cv::setNumThreads(threads);
     for (auto _ : state)
         benchmark::DoNotOptimize(cv::connectedComponents(image, labels, neighbourhood, CV_32S));
@@ -78,7 +58,7 @@ void Labeling_reference(benchmark::State& state, int neighbourhood, int threads)
 }
 
 void Labeling8_ours(benchmark::State& state) {
-    Labeling_ours(state, Blobs(), 8);
+    Labeling_ours(state, bench::Blobs(), 8);
 }
 void Labeling8_reference(benchmark::State& state) {
     Labeling_reference(state, 8, 1);
@@ -90,7 +70,7 @@ BENCHMARK(Labeling8_ours)->Name("Labeling8/ours")->Unit(benchmark::kMillisecond)
 BENCHMARK(Labeling8_reference)->Name("Labeling8/reference")->Unit(benchmark::kMillisecond);
 
 void Labeling4_ours(benchmark::State& state) {
-    Labeling_ours(state, Blobs(), 4);
+    Labeling_ours(state, bench::Blobs(), 4);
 }
 void Labeling4_reference(benchmark::State& state) {
     Labeling_reference(state, 4, 1);

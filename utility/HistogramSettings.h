@@ -14,22 +14,28 @@ struct SHistogramSettings {
     bool normalize = false;
 
     void Declare(CSetupDocument& doc) const {
-        doc.Parameter("range_min", rangeMin,
-                      "Lowest value that is counted. By default it is set to 0.")
-            .Type("long")
-            .Order(0);
-        doc.Parameter("range_max", rangeMax,
-                      "Highest value that is counted. By default it is set to 255.")
-            .Type("long")
-            .Order(1);
-        doc.Parameter("bin_count", binCount,
-                      "Number of bins; values below 1 give 256. By default it is set to 256.")
-            .Order(2);
+        DeclareBins(doc, "long");
         doc.Parameter("normalize", normalize,
                       "Divide every bin by the sum of all bins, so that they sum to 1. By default "
                       "it is set to false.")
             .Toggle()
             .Order(3);
+    }
+
+    // The value range and the bin count, in places 0 to 2; `rangeType` is the type word of the
+    // range bounds.
+    void DeclareBins(CSetupDocument& doc, const char* rangeType) const {
+        doc.Parameter("range_min", rangeMin,
+                      "Lowest value that is counted. By default it is set to 0.")
+            .Type(rangeType)
+            .Order(0);
+        doc.Parameter("range_max", rangeMax,
+                      "Highest value that is counted. By default it is set to 255.")
+            .Type(rangeType)
+            .Order(1);
+        doc.Parameter("bin_count", binCount,
+                      "Number of bins; values below 1 give 256. By default it is set to 256.")
+            .Order(2);
     }
 
     // The range bounds are read as long where a long is stored, else as double; a missing key

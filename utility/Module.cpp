@@ -15,6 +15,11 @@
 #include "PDrawCircle.h"
 #include "PDrawString.h"
 #include "PExpandBox.h"
+#include "PFillWithValue.h"
+#include "PFindAndCutRectangle.h"
+#include "PFindBalancePoint.h"
+#include "PFindMax.h"
+#include "PFindRectangle.h"
 #include "PGetCoordinates.h"
 #include "PGetImageAttributes.h"
 #include "PHistogram.h"
@@ -23,8 +28,11 @@
 #include "PHoughCircle.h"
 #include "PImageInfo.h"
 #include "PLabeling.h"
+#include "PMeanValueDifference.h"
 #include "PMerge.h"
+#include "PMutualInformation.h"
 #include "PNormalize.h"
+#include "PNormalizeLine.h"
 #include "PPaintMarks.h"
 #include "PPixelLabel.h"
 #include "PProjection.h"
@@ -104,11 +112,11 @@ constexpr SFactoryRow FACTORY[] = {
     {"ReplaceValue", Make<CPReplaceValue>, CURRENT, 5},
     {"ReplaceNonFinite", Make<CPReplaceNonFinite>, CURRENT, 6},
     {"ImageInfo", Make<CPImageInfo>, CURRENT, 7},
-    {"MutualInformation", nullptr, CURRENT, 8},
+    {"MutualInformation", Make<CPMutualInformation>, CURRENT, 8},
     {"Projection", Make<CPProjection>, CURRENT, 9},
-    {"NormalizeLine", nullptr, DEPRECATED, -1},
-    {"FindRectangle", nullptr, DEPRECATED, -1},
-    {"FindAndCutRectangle", nullptr, DEPRECATED, -1},
+    {"NormalizeLine", Make<CPNormalizeLine>, DEPRECATED, -1},
+    {"FindRectangle", Make<CPFindRectangle>, DEPRECATED, -1},
+    {"FindAndCutRectangle", Make<CPFindAndCutRectangle>, DEPRECATED, -1},
     {"Labeling", Make<CPLabeling>, CURRENT, 10},
     {"Merge", Make<CPMerge>, DEPRECATED, -1},
     {"Hough", Make<CPHough>, CURRENT, 11},
@@ -125,16 +133,16 @@ constexpr SFactoryRow FACTORY[] = {
     {"RayMinimum", Make<CPRayMinimum>, CURRENT, 21},
     {"Radon", Make<CPRadon>, CURRENT, 19},
     {"SaveImage", nullptr, CURRENT, 43},
-    {"FillWithValue", nullptr, DEPRECATED, -1},
-    {"MeanValueDifference", nullptr, DEPRECATED, -1},
+    {"FillWithValue", Make<CPFillWithValue>, DEPRECATED, -1},
+    {"MeanValueDifference", Make<CPMeanValueDifference>, DEPRECATED, -1},
     {"ConvexHull", Make<CPConvexHull>, CURRENT, 22},
     {"Script", Make<CPScript>, CURRENT, 23},
     {"ZoneList", Make<CPZoneList>, CURRENT, 25},
     {"Sort", Make<CPSort>, CURRENT, 24},
     {"TimerStart", Make<CPTimerStart>, CURRENT, 26},
     {"TimerStop", Make<CPTimerStop>, CURRENT, 27},
-    {"FindMax", nullptr, CURRENT, 28},
-    {"FindBalancePoint", nullptr, CURRENT, 30},
+    {"FindMax", Make<CPFindMax>, CURRENT, 28},
+    {"FindBalancePoint", Make<CPFindBalancePoint>, CURRENT, 30},
     {"DrawCircle", Make<CPDrawCircle>, DEPRECATED, -1, "We recommend to use Data::Circle instead!"},
     {"HoughCircle", Make<CPHoughCircle>, CURRENT, 29},
     {"HoughCircleTJ", Make<CPTJHoughCircle>, ALTERNATIVE, -1},

@@ -34,14 +34,59 @@ inline int64_t Bin(float scaled, int64_t binCount) {
     return std::min<int64_t>(static_cast<int64_t>(scaled), binCount - 1);
 }
 
+// The bin of a value along one axis, -1 outside the range. Scale and offset are taken in single
+// precision; bytes look their bins up in a table made by the same rule.
+template <class T>
+class CAxisBins {
+  public:
+    CAxisBins(double rangeMin, double rangeMax, int64_t binCount)
+        : m_min(rangeMin),
+          m_max(rangeMax),
+          m_binCount(binCount),
+          m_scale(static_cast<float>(binCount) / static_cast<float>(rangeMax - rangeMin)),
+          m_offset(static_cast<float>(static_cast<double>(m_scale) * rangeMin)) {
+        if constexpr (std::is_same_v<T, uint8_t>)
+            for (int v = 0; v < 256; ++v)
+                m_table[v] = Compute(static_cast<uint8_t>(v));
+    }
+
+    int64_t operator()(T value) const {
+        if constexpr (std::is_same_v<T, uint8_t>)
+            return m_table[value];
+        else
+            return Compute(value);
+    }
+
+  private:
+    int64_t Compute(T value) const {
+        const float v = static_cast<float>(value);
+        if (v < m_min || v > m_max) return -1;  // NaN is in range
+        return Bin(v * m_scale - m_offset, m_binCount);
+    }
+
+    double m_min, m_max;
+    int64_t m_binCount;
+    float m_scale, m_offset;
+    int64_t m_table[std::is_same_v<T, uint8_t> ? 256 : 1];
+};
+
 }  // namespace
 
-template <class T>
+template <class T, class C>
 void CPHistogram2d::Count(const T* first, const CSize& firstSize, const T* second,
                           const CSize& secondSize, double rangeMin, double rangeMax,
-                          int64_t binCount, float* out) {
-    const float scale = static_cast<float>(binCount) / static_cast<float>(rangeMax - rangeMin);
-    const float offset = static_cast<float>(static_cast<double>(scale) * rangeMin);
+                          int64_t binCount, C* out) {
+    const CAxisBins<T> bins(rangeMin, rangeMax, binCount);
+    auto add = [&](T a, T b) {
+        const int64_t column = bins(a), row = bins(b);
+        if ((column | row) >= 0) out[row * binCount + column] += C(1);
+    };
+    if (firstSize == secondSize) {
+        const int64_t n = firstSize.Elements();
+        for (int64_t i = 0; i < n; ++i)
+            add(first[i], second[i]);
+        return;
+    }
     const int64_t secondPixels = secondSize.Elements();
     int64_t i = 0;
     for (int64_t z = 0; z < firstSize.z; ++z) {
@@ -51,20 +96,21 @@ void CPHistogram2d::Count(const T* first, const CSize& firstSize, const T* secon
                 if (x > secondSize.x || y > secondSize.y || z > secondSize.z) continue;
                 const int64_t j = (z * secondSize.y + y) * secondSize.x + x;
                 if (j >= secondPixels) continue;
-                const float a = static_cast<float>(first[i]), b = static_cast<float>(second[j]);
-                if (a < rangeMin || b < rangeMin || a > rangeMax || b > rangeMax) continue;
-                const int64_t column = Bin(a * scale - offset, binCount);
-                const int64_t row = Bin(b * scale - offset, binCount);
-                out[row * binCount + column] += 1.0f;
+                add(first[i], second[j]);
             }
         }
     }
 }
 
+// Float counters for this node, exact 64-bit ones for MutualInformation.
 template void CPHistogram2d::Count(const uint8_t*, const CSize&, const uint8_t*, const CSize&,
                                    double, double, int64_t, float*);
 template void CPHistogram2d::Count(const float*, const CSize&, const float*, const CSize&, double,
                                    double, int64_t, float*);
+template void CPHistogram2d::Count(const uint8_t*, const CSize&, const uint8_t*, const CSize&,
+                                   double, double, int64_t, uint64_t*);
+template void CPHistogram2d::Count(const float*, const CSize&, const float*, const CSize&, double,
+                                   double, int64_t, uint64_t*);
 
 void CPHistogram2d::Run() {
     const char* where = "(utility plugins) Histogram2d";

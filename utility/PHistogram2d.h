@@ -13,13 +13,13 @@ class CPHistogram2d : public CPNode {
     void NodeInit() override;
     void Run() override;
 
-    // Adds 1 to out(i, j) (binCount x binCount floats) for each pair of `first` (size
+    // Adds 1 to out(i, j) (binCount x binCount counters) for each pair of `first` (size
     // `firstSize`) and `second` (size `secondSize`) in range: the first value chooses the
     // column i, the second the row j.
-    template <class T>
+    template <class T, class C>
     static void Count(const T* first, const CSize& firstSize, const T* second,
                       const CSize& secondSize, double rangeMin, double rangeMax, int64_t binCount,
-                      float* out);
+                      C* out);
 
   private:
     SHistogramSettings m_settings;

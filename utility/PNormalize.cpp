@@ -19,17 +19,7 @@ template <bool PreClip, class T, class O>
 void Normalize(const T* in, O* out, const CSize& size, const int64_t (&tiles)[3], SRange clip,
                const SRange* fixed, SRange output, float outDefault) {
     const SRange range = fixed ? *fixed : TiledExtremes<PreClip>(in, size, tiles, clip);
-    const int64_t n = size.Elements();
-    if (range.lo == range.hi) {
-        O value;
-        if constexpr (std::is_same_v<O, float>)
-            value = outDefault;
-        else
-            value = static_cast<O>(TruncateToInteger<int32_t>(outDefault));
-        std::fill(out, out + n, value);
-        return;
-    }
-    MapRange<PreClip>(in, out, n, clip, range, output);
+    MapOrFill<PreClip>(in, out, size.Elements(), clip, range, output, outDefault);
 }
 
 }  // namespace
@@ -92,10 +82,7 @@ void CPNormalize::NodeInit() {
     m_minMaxMap = parameters.EntryString("min_max_map", m_minMaxMap);
     m_mapMin = static_cast<float>(parameters.EntryDouble("map_min", m_mapMin));
     m_mapMax = static_cast<float>(parameters.EntryDouble("map_max", m_mapMax));
-    if (m_outMin == m_outMax) {
-        m_outMax += 1.0f;
-        m_outMin -= 1.0f;
-    }
+    WidenOutputRange(m_outMin, m_outMax);
     const char* keys[3] = {"tileX", "tileY", "tileZ"};
     for (int axis = 0; axis < 3; ++axis)
         m_tiles[axis] = parameters.EntryLong(keys[axis], static_cast<int32_t>(m_tiles[axis]));

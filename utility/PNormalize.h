@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 #include "NodeSupport.h"
 #include "PixelCast.h"
@@ -120,8 +122,25 @@ SRange TiledExtremes(const T* data, const CSize& size, const int64_t (&tiles)[3]
     return {sumMin / count, sumMax / count};
 }
 
-// r = ((v - lo) * (omax - omin)) / (hi - lo) + omin of every sample clipped to [lo, hi]; a byte
-// result keeps the low 8 bits of r truncated to 32 bits.
+// A result r as an output sample: floats keep it, bytes keep the low 8 bits of r truncated to
+// 32 bits (no rounding, no saturation).
+template <class O>
+inline O OutputSample(float r) {
+    if constexpr (std::is_same_v<O, float>)
+        return r;
+    else
+        return static_cast<O>(TruncateToInteger<int32_t>(r));
+}
+
+// An output range of no width is widened by one on each side.
+inline void WidenOutputRange(float& outMin, float& outMax) {
+    if (outMin == outMax) {
+        outMax += 1.0f;
+        outMin -= 1.0f;
+    }
+}
+
+// r = ((v - lo) * (omax - omin)) / (hi - lo) + omin of every sample clipped to [lo, hi].
 template <bool PreClip, class T, class O>
 __attribute__((target_clones("avx2", "default"))) void MapRange(const T* in, O* out, int64_t n,
                                                                 SRange clip, SRange input,
@@ -132,11 +151,19 @@ __attribute__((target_clones("avx2", "default"))) void MapRange(const T* in, O* 
     for (int64_t i = 0; i < n; ++i) {
         float v = Clip(Sample<PreClip>(in[i], clip), lo, hi);
         float r = ((v - lo) * scale) / span + omin;
-        if constexpr (std::is_same_v<O, float>)
-            out[i] = r;
-        else
-            out[i] = static_cast<O>(TruncateToInteger<int32_t>(r));
+        out[i] = OutputSample<O>(r);
     }
+}
+
+// Maps n samples from the input range onto the output range; an input range of no width gives
+// every sample the output default.
+template <bool PreClip, class T, class O>
+void MapOrFill(const T* in, O* out, int64_t n, SRange clip, SRange input, SRange output,
+               float outDefault) {
+    if (input.lo == input.hi)
+        std::fill(out, out + n, OutputSample<O>(outDefault));
+    else
+        MapRange<PreClip>(in, out, n, clip, input, output);
 }
 
 }  // namespace NormalizeKernel

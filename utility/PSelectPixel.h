@@ -49,9 +49,9 @@ void Select(const C* cond, Then then, Else otherwise, T* out, int64_t n) {
 template <class U>
 U ConstantBits(double value, bool floating) {
     if constexpr (sizeof(U) == 4) {
-        if (floating) return std::bit_cast<U>(static_cast<float>(value));
+        if (floating) return std::bit_cast<U>(CastConstant<float>(value));
     }
-    return WrapToUnsigned<U>(value);
+    return CastConstant<U>(value);
 }
 
 }  // namespace SelectPixelKernel

@@ -45,33 +45,6 @@ void CPZoneList::NodeInit() {
     m_outputMode = Parameters().EntryString("output_mode", m_outputMode);
 }
 
-namespace {
-
-constexpr int64_t NO_LABEL = 0;
-// The largest label a float table holds exactly; the list has as many entries.
-constexpr int64_t MAX_LABEL = int64_t(1) << 24;
-
-// The label a pixel value stands for; 0 for background and for values that are no label.
-template <class T>
-inline int64_t LabelOf(T value) {
-    if constexpr (std::is_floating_point_v<T>) {
-        if (!(value >= 1)) return NO_LABEL;  // NaN, negatives and (0, 1)
-        return value < 9.2e18f ? static_cast<int64_t>(value) : std::numeric_limits<int64_t>::max();
-    } else {
-        return static_cast<int64_t>(value);
-    }
-}
-
-template <class T>
-int64_t MaxLabel(const T* data, int64_t pixels) {
-    int64_t maximum = 0;
-    for (int64_t i = 0; i < pixels; ++i)
-        maximum = std::max(maximum, LabelOf(data[i]));
-    return maximum;
-}
-
-}  // namespace
-
 template <class T>
 std::vector<CPZoneList::SZone> CPZoneList::Zones(const T* data, const CSize& size, int64_t maxLabel,
                                                  int64_t xoffset, int64_t yoffset) {

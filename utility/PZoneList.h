@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "LabelValues.h"
 #include "NodeSupport.h"
 
 namespace ORVA {

@@ -32,4 +32,17 @@ inline U WrapToUnsigned(F value) {
     return static_cast<U>(TruncateToInteger<I>(value));
 }
 
+// A numeric parameter as a sample of T, the module's rule for constants: floats take the
+// nearest value; integers truncate toward zero and keep their low bits (of a 64-bit integer
+// for samples of 32 bits and more, else of a 32-bit one). Nothing saturates.
+template <class T>
+inline T CastConstant(double value) {
+    if constexpr (std::is_floating_point_v<T>)
+        return static_cast<T>(value);
+    else if constexpr (sizeof(T) == 8)
+        return static_cast<T>(TruncateToInteger<int64_t>(value));
+    else
+        return WrapToUnsigned<T>(value);
+}
+
 }  // namespace ORVA
