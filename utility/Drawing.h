@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "CircleRaster.h"
 #include "NodeSupport.h"
 
 namespace ORVA {
@@ -99,18 +100,6 @@ void DispatchCanvas(CImage& image, bool allPlanes, double value, F&& f) {
 // within +-2^40 so that far-off marks stay far off without overflowing. NaN gives 0; callers
 // skip non-finite coordinates first.
 int64_t NearestPixel(double v);
-
-// Radii beyond this are refused: the circle arithmetic squares them in 64 bits.
-constexpr int64_t MAX_RADIUS = (int64_t(1) << 31) - 1;
-
-// The pixels of a midpoint circle of radius r in the row t above or below its centre
-// (0 <= t <= r), right half, as offsets from the centre column: the span [spanFirst, spanLast]
-// (empty when spanFirst > spanLast) and the single pixel `single` (-1 for none). `extent` is
-// the outermost of them, the half-width of the filled circle in that row.
-struct SCircleRow {
-    int64_t spanFirst, spanLast, single, extent;
-};
-SCircleRow CircleRow(int64_t r, int64_t t);
 
 // The midpoint circle of radius r (0 to MAX_RADIUS) around (cx, cy): its outline, one pixel per
 // step in each octant, or with `fill` every pixel between the outline's ends in each row. Only
