@@ -18,9 +18,11 @@
 #include "PRayMaximum.h"
 #include "PRayMinimum.h"
 #include "PReadASCII.h"
+#include "PReadImage.h"
 #include "PReplaceNonFinite.h"
 #include "PReplaceValue.h"
 #include "PSaveASCII.h"
+#include "PSaveImage.h"
 #include "PSelectImage.h"
 #include "PSelectPixel.h"
 #include "PSetImageAttributes.h"
@@ -63,7 +65,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"Sleep", Make<CPSleep>, CURRENT, 40},
     {"Normalize", Make<CPNormalize>, CURRENT, 1},
     {"CurveIndex", nullptr, CURRENT, 2},
-    {"ReadImage", nullptr, CURRENT, 3},
+    {"ReadImage", Make<CPReadImage>, CURRENT, 3},
     {"CopyImage", Make<CPCopyImage>, CURRENT, 4},
     {"ExpandBox", nullptr, DEPRECATED, -1},
     {"ReplaceValue", Make<CPReplaceValue>, CURRENT, 5},
@@ -91,7 +93,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"RayMaximum", Make<CPRayMaximum>, CURRENT, 20},
     {"RayMinimum", Make<CPRayMinimum>, CURRENT, 21},
     {"Radon", Make<CPRadon>, CURRENT, 19},
-    {"SaveImage", nullptr, CURRENT, 43},
+    {"SaveImage", Make<CPSaveImage>, CURRENT, 43},
     {"FillWithValue", nullptr, DEPRECATED, -1},
     {"MeanValueDifference", nullptr, DEPRECATED, -1},
     {"ConvexHull", nullptr, CURRENT, 22},
