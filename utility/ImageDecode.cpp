@@ -4,6 +4,7 @@
 // lives in its caller. No callback lets an exception into the C libraries.
 #include <fcntl.h>
 #include <png.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <tiffio.h>
 #include <unistd.h>
@@ -785,9 +786,17 @@ CFileBytes::CFileBytes(const std::string& path, const char* where) {
     struct stat status;
     if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode))
         throw CException(where, "cannot read '" + path + "': it is a directory");
-    // A regular file is read in one go; anything else (a pipe) grows as it comes.
-    size_t capacity = S_ISREG(status.st_mode) ? static_cast<size_t>(status.st_size) : 0;
-    capacity = std::max<size_t>(capacity, 1 << 16);
+    if (S_ISREG(status.st_mode) && status.st_size > 0) {
+        void* mapped =
+            ::mmap(nullptr, static_cast<size_t>(status.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+        if (mapped != MAP_FAILED) {
+            m_mapped = static_cast<uint8_t*>(mapped);
+            m_size = static_cast<size_t>(status.st_size);
+            return;
+        }
+    }
+    // Anything else (a pipe) grows as it comes.
+    size_t capacity = 1 << 16;
     try {
         m_data.reset(new uint8_t[capacity]);
     } catch (const std::bad_alloc&) {
@@ -807,6 +816,10 @@ CFileBytes::CFileBytes(const std::string& path, const char* where) {
         if (count == 0) break;
         m_size += static_cast<size_t>(count);
     }
+}
+
+CFileBytes::~CFileBytes() {
+    if (m_mapped) ::munmap(m_mapped, m_size);
 }
 
 std::unique_ptr<CImage> DecodeImage(const uint8_t* data, size_t size, EnImageFormat format,

@@ -26,16 +26,21 @@ EnImageFormat DetectImageFormat(const uint8_t* data, size_t size);
 constexpr int64_t MAX_PLANE_PIXELS = int64_t(1) << 30;
 constexpr int64_t MAX_FILE_PIXELS = int64_t(1) << 32;
 
-// The bytes of a whole file. Throws CException at `where` for a file that cannot be opened
-// or read, and for a directory.
+// The bytes of a whole file: a regular file is mapped (no copy, no fresh pages), anything
+// else read. Throws CException at `where` for a file that cannot be opened or read, and for
+// a directory.
 class CFileBytes {
   public:
     CFileBytes(const std::string& path, const char* where);
-    const uint8_t* Data() const noexcept { return m_data.get(); }
+    ~CFileBytes();
+    CFileBytes(const CFileBytes&) = delete;
+    CFileBytes& operator=(const CFileBytes&) = delete;
+    const uint8_t* Data() const noexcept { return m_mapped ? m_mapped : m_data.get(); }
     size_t Size() const noexcept { return m_size; }
 
   private:
     std::unique_ptr<uint8_t[]> m_data;
+    uint8_t* m_mapped = nullptr;
     size_t m_size = 0;
 };
 
