@@ -39,15 +39,14 @@ constexpr size_t MESSAGE_SIZE = 256;
 
 // The size of a plane, checked before anything is allocated for it.
 CSize PlaneSize(uint64_t width, uint64_t height, const char* where, const std::string& name,
-                EnImageFormat format) {
+                EnImageFormat format, int64_t limit) {
     if (width == 0 || height == 0)
         Fail(where, name, format,
              "its image is " + std::to_string(width) + " x " + std::to_string(height) + " pixels");
-    if (width > uint64_t(MAX_PLANE_PIXELS) || height > uint64_t(MAX_PLANE_PIXELS) ||
-        width * height > uint64_t(MAX_PLANE_PIXELS))
+    if (width > uint64_t(limit) || height > uint64_t(limit) || width * height > uint64_t(limit))
         Fail(where, name, format,
              "its image of " + std::to_string(width) + " x " + std::to_string(height) +
-                 " pixels exceeds the limit of " + std::to_string(MAX_PLANE_PIXELS) + " pixels");
+                 " pixels exceeds the limit of " + std::to_string(limit) + " pixels");
     return CSize(static_cast<int64_t>(width), static_cast<int64_t>(height));
 }
 
@@ -119,7 +118,7 @@ bool PngReadRows(SPngJob* job, png_bytepp rows) {
 }
 
 std::unique_ptr<CImage> DecodePng(const uint8_t* data, size_t size, const std::string& name,
-                                  const char* where) {
+                                  const char* where, int64_t limit) {
     SPngJob job;
     job.data = data;
     job.size = size;
@@ -134,7 +133,7 @@ std::unique_ptr<CImage> DecodePng(const uint8_t* data, size_t size, const std::s
     png_set_read_fn(job.png, &job, PngRead);
     if (!PngReadHeader(&job)) Fail(where, name, EnImageFormat::PNG, job.message);
 
-    CSize plane = PlaneSize(job.width, job.height, where, name, EnImageFormat::PNG);
+    CSize plane = PlaneSize(job.width, job.height, where, name, EnImageFormat::PNG, limit);
     if ((job.channels != 1 && job.channels != 3) || (job.channels == 3 && job.depth != 8))
         Fail(where, name, EnImageFormat::PNG, "unexpected layout after decoding");
     IImage::CType type = job.channels == 3 ? IMAGE_RGB_8I
@@ -171,10 +170,12 @@ void JpegErrorExit(j_common_ptr info) {
     std::longjmp(job->jump, 1);
 }
 
-// A file that ends early is an error; other complaints of libjpeg are not.
+// A file or a segment that ends early is an error (libjpeg would make up the rest of the
+// image); other complaints of libjpeg are not.
 void JpegMessage(j_common_ptr info, int level) {
     if (level >= 0) return;
-    if (info->err->msg_code == JWRN_JPEG_EOF) JpegErrorExit(info);
+    if (info->err->msg_code == JWRN_JPEG_EOF || info->err->msg_code == JWRN_HIT_MARKER)
+        JpegErrorExit(info);
     ++info->err->num_warnings;
 }
 
@@ -219,7 +220,7 @@ bool JpegReadRows(SJpegJob* job, JSAMPROW* rows) {
 }
 
 std::unique_ptr<CImage> DecodeJpeg(const uint8_t* data, size_t size, const std::string& name,
-                                   const char* where) {
+                                   const char* where, int64_t limit) {
     auto job = std::make_unique<SJpegJob>();
     struct SRelease {
         SJpegJob& job;
@@ -230,7 +231,8 @@ std::unique_ptr<CImage> DecodeJpeg(const uint8_t* data, size_t size, const std::
     if (!JpegReadHeader(job.get(), data, size))
         Fail(where, name, EnImageFormat::JPEG, job->message);
     jpeg_decompress_struct& info = job->info;
-    CSize plane = PlaneSize(info.image_width, info.image_height, where, name, EnImageFormat::JPEG);
+    CSize plane =
+        PlaneSize(info.image_width, info.image_height, where, name, EnImageFormat::JPEG, limit);
     IImage::CType type = IMAGE_RGB_8I;
     if (info.jpeg_color_space == JCS_GRAYSCALE) {
         info.out_color_space = JCS_GRAYSCALE;
@@ -322,8 +324,9 @@ struct STiffPage {
 
 class CTiffReader {
   public:
-    CTiffReader(TIFF* tiff, STiffSource& source, const std::string& name, const char* where)
-        : m_tiff(tiff), m_source(source), m_name(name), m_where(where) {}
+    CTiffReader(TIFF* tiff, STiffSource& source, const std::string& name, const char* where,
+                int64_t limit)
+        : m_tiff(tiff), m_source(source), m_name(name), m_where(where), m_limit(limit) {}
 
     STiffPage Describe(int page);
     std::unique_ptr<CImage> Read(const STiffPage& page);
@@ -343,6 +346,7 @@ class CTiffReader {
     STiffSource& m_source;
     const std::string& m_name;
     const char* m_where;
+    int64_t m_limit;
 };
 
 STiffPage CTiffReader::Describe(int index) {
@@ -351,7 +355,7 @@ STiffPage CTiffReader::Describe(int index) {
     if (!TIFFGetField(m_tiff, TIFFTAG_IMAGEWIDTH, &page.width) ||
         !TIFFGetField(m_tiff, TIFFTAG_IMAGELENGTH, &page.height))
         Fail(which + " has no image size");
-    PlaneSize(page.width, page.height, m_where, m_name, EnImageFormat::TIFF);
+    PlaneSize(page.width, page.height, m_where, m_name, EnImageFormat::TIFF, m_limit);
     TIFFGetFieldDefaulted(m_tiff, TIFFTAG_BITSPERSAMPLE, &page.bits);
     TIFFGetFieldDefaulted(m_tiff, TIFFTAG_SAMPLESPERPIXEL, &page.samples);
     TIFFGetFieldDefaulted(m_tiff, TIFFTAG_SAMPLEFORMAT, &page.format);
@@ -469,7 +473,7 @@ void CTiffReader::ReadSamples(const STiffPage& page, T* out) {
         TIFFGetFieldDefaulted(m_tiff, TIFFTAG_ROWSPERSTRIP, &blockHeight);
         blockHeight = std::clamp<uint32_t>(blockHeight, 1, page.height);
     }
-    if (uint64_t(blockWidth) * blockHeight > uint64_t(MAX_PLANE_PIXELS))
+    if (uint64_t(blockWidth) * blockHeight > uint64_t(m_limit))
         Fail("its tiles of " + std::to_string(blockWidth) + " x " + std::to_string(blockHeight) +
              " pixels exceed the limit");
     const size_t blockSamples = size_t(blockWidth) * blockHeight * stride;
@@ -547,7 +551,7 @@ std::unique_ptr<CImage> CTiffReader::ReadRgba(const STiffPage& page) {
 }
 
 std::unique_ptr<CImage> DecodeTiff(const uint8_t* data, size_t size, const std::string& name,
-                                   const char* where) {
+                                   const char* where, int64_t limit) {
     STiffSource source{data, size, 0, ""};
     struct SOptions {
         TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
@@ -566,7 +570,7 @@ std::unique_ptr<CImage> DecodeTiff(const uint8_t* data, size_t size, const std::
     if (!tiff)
         Fail(where, name, EnImageFormat::TIFF, source.message[0] ? source.message : "no header");
 
-    CTiffReader reader(tiff.get(), source, name, where);
+    CTiffReader reader(tiff.get(), source, name, where, limit);
     std::vector<std::unique_ptr<CImage>> pages;
     STiffPage first;
     int64_t pixels = 0;
@@ -593,8 +597,9 @@ std::unique_ptr<CImage> DecodeTiff(const uint8_t* data, size_t size, const std::
                                .Arg(first.type.Name()));
             }
             pixels += int64_t(page.width) * page.height;
-            if (pixels > MAX_FILE_PIXELS)
-                reader.Fail("its pages hold more than " + std::to_string(MAX_FILE_PIXELS) +
+            if (pixels > limit * (MAX_FILE_PIXELS / MAX_PLANE_PIXELS))
+                reader.Fail("its pages hold more than " +
+                            std::to_string(limit * (MAX_FILE_PIXELS / MAX_PLANE_PIXELS)) +
                             " pixels");
             pages.push_back(reader.Read(page));
         }
@@ -621,8 +626,9 @@ std::unique_ptr<CImage> DecodeTiff(const uint8_t* data, size_t size, const std::
 
 class CPnmParser {
   public:
-    CPnmParser(const uint8_t* data, size_t size, const std::string& name, const char* where)
-        : m_data(data), m_size(size), m_name(name), m_where(where) {}
+    CPnmParser(const uint8_t* data, size_t size, const std::string& name, const char* where,
+               int64_t limit)
+        : m_data(data), m_size(size), m_name(name), m_where(where), m_limit(limit) {}
 
     std::unique_ptr<CImage> Decode();
 
@@ -640,6 +646,7 @@ class CPnmParser {
     size_t m_position = 2;
     const std::string& m_name;
     const char* m_where;
+    int64_t m_limit;
 };
 
 bool IsBlank(uint8_t c) {
@@ -688,7 +695,7 @@ std::unique_ptr<CImage> CPnmParser::Decode() {
     uint64_t width = Number("width"), height = Number("height"), maximum = Number("maximum");
     if (maximum == 0 || maximum > 65535)
         Fail("the maximum sample value is " + std::to_string(maximum) + ", not 1 to 65535");
-    CSize plane = PlaneSize(width, height, m_where, m_name, EnImageFormat::PNM);
+    CSize plane = PlaneSize(width, height, m_where, m_name, EnImageFormat::PNM, m_limit);
     const bool wide = maximum > 255;
     const size_t samples = static_cast<size_t>(plane.x * plane.y) * channels;
     IImage::CType type = channels == 3 ? IMAGE_RGB_8I : wide ? IMAGE_GREY_16 : IMAGE_GREY_8;
@@ -701,6 +708,11 @@ std::unique_ptr<CImage> CPnmParser::Decode() {
         if (m_size - m_position < bytes)
             Fail("the file ends early: it holds " + std::to_string(m_size - m_position) +
                  " bytes of samples, the header promises " + std::to_string(bytes));
+    } else if ((m_size - m_position) / 2 + 1 < samples) {
+        // A text sample takes a digit and a blank at least.
+        Fail("the file ends early: its " + std::to_string(m_size - m_position) +
+             " bytes of text cannot hold the " + std::to_string(samples) +
+             " samples the header promises");
     }
     std::unique_ptr<CImage> image = NewImage(type, plane);
     const uint8_t* in = m_data + m_position;
@@ -823,20 +835,20 @@ CFileBytes::~CFileBytes() {
 }
 
 std::unique_ptr<CImage> DecodeImage(const uint8_t* data, size_t size, EnImageFormat format,
-                                    const std::string& name, const char* where) {
+                                    const std::string& name, const char* where, int64_t limit) {
     if (format == EnImageFormat::UNKNOWN) format = DetectImageFormat(data, size);
     try {
         switch (format) {
             case EnImageFormat::PNG:
-                return DecodePng(data, size, name, where);
+                return DecodePng(data, size, name, where, limit);
             case EnImageFormat::JPEG:
-                return DecodeJpeg(data, size, name, where);
+                return DecodeJpeg(data, size, name, where, limit);
             case EnImageFormat::TIFF:
-                return DecodeTiff(data, size, name, where);
+                return DecodeTiff(data, size, name, where, limit);
             case EnImageFormat::PNM:
                 if (DetectImageFormat(data, size) != EnImageFormat::PNM)
                     Fail(where, name, format, "it does not begin with P2, P3, P5 or P6");
-                return CPnmParser(data, size, name, where).Decode();
+                return CPnmParser(data, size, name, where, limit).Decode();
             default:
                 break;
         }

@@ -47,9 +47,11 @@ class CFileBytes {
 // Decodes a file held in memory: grey as IMAGE_GREY_8, _16, _32, _64, _F or _D by its
 // samples, colour as IMAGE_RGB_8I (8- and 16-bit samples, the latter scaled to 8 bits) or
 // IMAGE_RGB_FI (float samples); several TIFF pages become planes. `format` UNKNOWN detects
-// it from the content. Failures throw CException at `where` naming `name` (the file).
+// it from the content. Failures throw CException at `where` naming `name` (the file). Planes
+// beyond `limit` pixels are refused, files beyond 4 * `limit`.
 std::unique_ptr<CImage> DecodeImage(const uint8_t* data, size_t size, EnImageFormat format,
-                                    const std::string& name, const char* where);
+                                    const std::string& name, const char* where,
+                                    int64_t limit = MAX_PLANE_PIXELS);
 
 struct SEncodeOptions {
     int quality = 95;      // JPEG, 1 to 100

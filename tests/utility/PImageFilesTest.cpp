@@ -555,6 +555,11 @@ TEST_F(ImageFiles, TruncatedAndCorruptFilesFailClearly) {
               "'" + Path("short.ppm") +
                   "' is not a readable PGM/PPM file: the file ends early: it holds 40 bytes of "
                   "samples, the header promises 48");
+    WriteBytes(Path("short.pgm"), "P2 100 100 255 1 2 3");
+    EXPECT_EQ(ReadError(Path("short.pgm")),
+              "'" + Path("short.pgm") +
+                  "' is not a readable PGM/PPM file: the file ends early: its 6 bytes of text "
+                  "cannot hold the 10000 samples the header promises");
     WriteBytes(Path("huge.pgm"), "P5 65536 65536 255\n");
     EXPECT_EQ(ReadError(Path("huge.pgm")),
               "'" + Path("huge.pgm") +
