@@ -473,9 +473,11 @@ void CTiffReader::ReadSamples(const STiffPage& page, T* out) {
         TIFFGetFieldDefaulted(m_tiff, TIFFTAG_ROWSPERSTRIP, &blockHeight);
         blockHeight = std::clamp<uint32_t>(blockHeight, 1, page.height);
     }
-    if (uint64_t(blockWidth) * blockHeight > uint64_t(m_limit))
-        Fail("its tiles of " + std::to_string(blockWidth) + " x " + std::to_string(blockHeight) +
-             " pixels exceed the limit");
+    // A block holds every sample of its pixels, alpha and other extras included.
+    if (uint64_t(blockWidth) * blockHeight * stride > 4 * uint64_t(m_limit))
+        Fail("its strips or tiles of " + std::to_string(blockWidth) + " x " +
+             std::to_string(blockHeight) + " pixels of " + std::to_string(stride) +
+             " samples exceed the limit of " + std::to_string(4 * m_limit) + " samples");
     const size_t blockSamples = size_t(blockWidth) * blockHeight * stride;
     const uint32_t planes = separate ? std::min<uint32_t>(page.samples, page.channels) : 1;
 
