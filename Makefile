@@ -4,7 +4,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_GENERATE = cmake -S . -G Ninja -Wno-dev
 
-.PHONY: deps test bench demo format clean
+.PHONY: deps test bench fuzz demo format clean
 
 deps:
 	@scripts/install-deps
@@ -27,6 +27,11 @@ bench:
 	@$(CMAKE_GENERATE) -B $(BUILD)/release -DCMAKE_BUILD_TYPE=Release -DORVA_BENCH=ON -DORVA_TESTS=OFF > /dev/null
 	cmake --build $(BUILD)/release -j $(JOBS)
 	@bench/run $(BUILD)/release
+
+# libFuzzer targets (clang) for ReadImage's formats, ReadMap's text format and ReadASCII; each
+# runs FUZZ_TIME seconds (default 600). Not part of `make test`.
+fuzz:
+	@scripts/fuzz $(BUILD)/fuzz
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i

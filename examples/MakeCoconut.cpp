@@ -1,8 +1,11 @@
-// Writes the sample image examples/images/coconut.txt: a 512 x 384 grey scene of coconuts on
-// a dark table, each a region of one grey value, two of them cut open (shell ring and flesh),
-// in the ASCII matrix format.
+// Writes the sample images examples/images/coconut.txt and coconut.png: a 512 x 384 grey scene
+// of coconuts on a dark table, each a region of one grey value, two of them cut open (shell
+// ring and flesh), in the ASCII matrix format (.txt) or as an 8-bit grey PNG (.png).
+#include <png.h>
+
 #include <cmath>
 #include <cstdio>
+#include <string>
 #include <vector>
 
 namespace {
@@ -24,11 +27,39 @@ bool Inside(const Nut& nut, double scale, int x, int y) {
     return u * u + v * v <= 1.0;
 }
 
+bool WriteText(const char* path, const std::vector<int>& image) {
+    std::FILE* file = std::fopen(path, "w");
+    if (!file) {
+        std::perror(path);
+        return false;
+    }
+    std::fprintf(file, "# coconut: %d x %d grey values, eight nuts on a dark table\n", WIDTH,
+                 HEIGHT);
+    for (int y = 0; y < HEIGHT; ++y) {
+        for (int x = 0; x < WIDTH; ++x)
+            std::fprintf(file, "%d ", image[y * WIDTH + x]);
+        std::fputc('\n', file);
+    }
+    return std::fclose(file) == 0;
+}
+
+bool WritePng(const char* path, const std::vector<int>& image) {
+    std::vector<png_byte> bytes(image.begin(), image.end());
+    png_image png{};
+    png.version = PNG_IMAGE_VERSION;
+    png.width = WIDTH;
+    png.height = HEIGHT;
+    png.format = PNG_FORMAT_GRAY;
+    if (png_image_write_to_file(&png, path, 0, bytes.data(), 0, nullptr)) return true;
+    std::fprintf(stderr, "%s: %s\n", path, png.message);
+    return false;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s OUTPUT\n", argv[0]);
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s OUTPUT.txt|OUTPUT.png ...\n", argv[0]);
         return 2;
     }
     const Nut nuts[] = {
@@ -45,17 +76,10 @@ int main(int argc, char** argv) {
                     image[y * WIDTH + x] =
                         nut.flesh && Inside(nut, 0.8, x, y) ? nut.flesh : nut.shell;
 
-    std::FILE* file = std::fopen(argv[1], "w");
-    if (!file) {
-        std::perror(argv[1]);
-        return 1;
+    for (int i = 1; i < argc; ++i) {
+        std::string path = argv[i];
+        bool png = path.size() > 4 && path.compare(path.size() - 4, 4, ".png") == 0;
+        if (!(png ? WritePng(argv[i], image) : WriteText(argv[i], image))) return 1;
     }
-    std::fprintf(file, "# coconut: %d x %d grey values, eight nuts on a dark table\n", WIDTH,
-                 HEIGHT);
-    for (int y = 0; y < HEIGHT; ++y) {
-        for (int x = 0; x < WIDTH; ++x)
-            std::fprintf(file, "%d ", image[y * WIDTH + x]);
-        std::fputc('\n', file);
-    }
-    return std::fclose(file) == 0 ? 0 : 1;
+    return 0;
 }

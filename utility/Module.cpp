@@ -40,6 +40,7 @@
 #include "PRayMaximum.h"
 #include "PRayMinimum.h"
 #include "PReadASCII.h"
+#include "PReadImage.h"
 #include "PReadMap.h"
 #include "PReplaceNonFinite.h"
 #include "PReplaceValue.h"
@@ -47,6 +48,7 @@
 #include "PSampleLine.h"
 #include "PSamplePoints.h"
 #include "PSaveASCII.h"
+#include "PSaveImage.h"
 #include "PScript.h"
 #include "PSelectImage.h"
 #include "PSelectPixel.h"
@@ -106,7 +108,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"Sleep", Make<CPSleep>, CURRENT, 40},
     {"Normalize", Make<CPNormalize>, CURRENT, 1},
     {"CurveIndex", Make<CPCurveIndex>, CURRENT, 2},
-    {"ReadImage", nullptr, CURRENT, 3},
+    {"ReadImage", Make<CPReadImage>, CURRENT, 3},
     {"CopyImage", Make<CPCopyImage>, CURRENT, 4},
     {"ExpandBox", Make<CPExpandBox>, DEPRECATED, -1},
     {"ReplaceValue", Make<CPReplaceValue>, CURRENT, 5},
@@ -132,7 +134,7 @@ constexpr SFactoryRow FACTORY[] = {
     {"RayMaximum", Make<CPRayMaximum>, CURRENT, 20},
     {"RayMinimum", Make<CPRayMinimum>, CURRENT, 21},
     {"Radon", Make<CPRadon>, CURRENT, 19},
-    {"SaveImage", nullptr, CURRENT, 43},
+    {"SaveImage", Make<CPSaveImage>, CURRENT, 43},
     {"FillWithValue", Make<CPFillWithValue>, DEPRECATED, -1},
     {"MeanValueDifference", Make<CPMeanValueDifference>, DEPRECATED, -1},
     {"ConvexHull", Make<CPConvexHull>, CURRENT, 22},

@@ -263,6 +263,8 @@ class Writer {
 
 // ---- reading ----
 
+struct Member;
+
 // A parsed JSON element; numbers keep their text so that floats are read without rounding
 // through double.
 struct Node {
@@ -273,7 +275,13 @@ struct Node {
     double number = 0.0;
     std::string text;
     std::vector<Node> items;
-    std::vector<std::pair<std::string, Node>> members;
+    // Not std::pair: a pair of a type still incomplete does not compile with every library.
+    std::vector<Member> members;
+};
+
+struct Member {
+    std::string first;
+    Node second;
 };
 
 class Builder : public nlohmann::json_sax<nlohmann::json> {
@@ -374,7 +382,7 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
         if (parent.kind == Node::ARRAY)
             parent.items.push_back(std::move(node));
         else
-            parent.members.emplace_back(m_keys.back(), std::move(node));
+            parent.members.push_back(Member{m_keys.back(), std::move(node)});
         return true;
     }
 

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "NodeSupport.h"
+
+namespace ORVA {
+
+// Reads a PNG, TIFF, JPEG or PGM/PPM file, recognised by its content, into an image.
+class CPReadImage : public CPNode {
+  public:
+    CPReadImage();
+    void GetPluginSetup(CValueMap& setup) override;
+    void NodeInit() override;
+    void Run() override;
+
+  private:
+    std::string m_filename;
+    std::string m_rgbType;
+    bool m_verbose;
+    CRunOnce m_runOnce;
+};
+
+}  // namespace ORVA
