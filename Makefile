@@ -15,11 +15,14 @@ test: deps
 	cmake --build $(BUILD)/test -j $(JOBS)
 	ctest --test-dir $(BUILD)/test --output-on-failure -j $(JOBS)
 
-# Optimised build, then the main example: the coconut image read, labelled, and its zones listed.
+# Optimised build, then the examples: the coconut image read, labelled and its zones listed
+# (the typical run), then the same scene with a box drawn around every region, saved as a PNG
+# whose path is printed.
 demo: deps
 	@$(CMAKE_GENERATE) -B $(BUILD)/demo -DCMAKE_BUILD_TYPE=Release -DORVA_TESTS=OFF > /dev/null
 	cmake --build $(BUILD)/demo -j $(JOBS)
 	$(BUILD)/demo/bin/orva run $(BUILD)/demo/examples/zones.json
+	$(BUILD)/demo/bin/orva run $(BUILD)/demo/examples/demo.json --print save:0
 
 # Optimised build; every workload against its reference, one line each.
 bench:
