@@ -1,6 +1,4 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,8 +11,6 @@
 #include "tarsel.h"
 
 using namespace ORVA;
-
-extern char** environ;
 
 namespace {
 
@@ -30,37 +26,28 @@ std::string Slurp(const std::string& path) {
     return text.str();
 }
 
+// `text` as one word of the shell.
+std::string Quoted(const std::string& text) {
+    std::string quoted = "'";
+    for (char c : text)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
 // Runs orva with `arguments`; `unsetRoot` runs it without ORVADIR in its environment.
-SResult Orva(std::vector<std::string> arguments, bool unsetRoot = false) {
+SResult Orva(const std::vector<std::string>& arguments, bool unsetRoot = false) {
     // Tests run in parallel processes: each run writes files of its own.
     static int calls = 0;
     std::string stem =
         testing::TempDir() + "orva-" + std::to_string(getpid()) + "-" + std::to_string(++calls);
-    std::string out = stem + "-out.txt", err = stem + "-err.txt";
-    std::string program = std::string(ORVA_BUILD_ROOT) + "/bin/orva";
-    std::vector<char*> argv{program.data()};
-    for (std::string& argument : arguments)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    std::vector<char*> env;
-    for (char** entry = environ; *entry; ++entry)
-        if (!unsetRoot || std::string(*entry).rfind("ORVADIR=", 0) != 0) env.push_back(*entry);
-    env.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    pid_t pid = 0;
-    int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), env.data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) return {-1, "", "cannot start orva"};
-    int status = 0;
-    waitpid(pid, &status, 0);
-    SResult result{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), Slurp(out),
-                   Slurp(err)};
-    std::remove(out.c_str());
-    std::remove(err.c_str());
+    std::string command =
+        (unsetRoot ? "env -u ORVADIR " : "") + Quoted(ORVA_BUILD_ROOT "/bin/orva");
+    for (const std::string& argument : arguments)
+        command += " " + Quoted(argument);
+    int status = std::system((command + " >" + stem + "-out 2>" + stem + "-err").c_str());
+    SResult result{WEXITSTATUS(status), Slurp(stem + "-out"), Slurp(stem + "-err")};
+    std::remove((stem + "-out").c_str());
+    std::remove((stem + "-err").c_str());
     return result;
 }
 

@@ -1,27 +1,43 @@
 #pragma once
 
-// Helpers for the tests of the drawing and sampling nodes: settings written as JSON, runs of a
-// node on given inputs, and images as pictures of text.
+// Helpers for node tests: settings written as JSON, runs of a node on given inputs, tables of
+// failures, and images as pictures of text.
 #include <algorithm>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "NodeTesting.h"
 
 namespace testing_support {
 
-// The parameter map of a JSON object, such as {"x": 3, "fill": true}.
-inline ORVA::CValueMap Settings(const std::string& json) {
-    return *ORVA::CTextSerializer::FromText(json)->Map();
-}
-
-// Configures `node` with `json`, places the inputs (null leaves a pin empty) and runs it.
+// Configures `node` with `json`, a JSON object such as {"x": 3, "fill": true}, places the
+// inputs (null leaves a pin empty) and runs it.
 inline void RunNode(ORVA::CPNode& node, const std::string& json,
                     std::vector<const ORVA::CValue*> inputs) {
-    Configure(node, Settings(json));
+    Configure(node, *ORVA::CTextSerializer::FromText(json)->Map());
     for (size_t pin = 0; pin < inputs.size(); ++pin)
         node.SetStackInput(static_cast<int>(pin), const_cast<ORVA::CValue*>(inputs[pin]));
     node.Run();
+}
+
+// A run that must fail: the settings, the inputs by pin and the message expected.
+struct SJsonFailure {
+    std::string json;
+    std::vector<const ORVA::CValue*> inputs;
+    std::string message;
+};
+
+// Expects each of `failures`, run on a new `Node`, to throw "`where` | message".
+template <class Node>
+void ExpectJsonFailures(const std::string& where, const std::vector<SJsonFailure>& failures) {
+    for (const SJsonFailure& failure : failures) {
+        Node node;
+        EXPECT_EQ(ErrorOf([&] { RunNode(node, failure.json, failure.inputs); }, true),
+                  where + " | " + failure.message)
+            << failure.json;
+    }
 }
 
 // A table of IMAGE_GREY_F: `columns` wide, one row per `columns` cells.
@@ -32,42 +48,26 @@ inline std::unique_ptr<ORVA::CValue> Table(int64_t columns, std::vector<float> c
     return std::make_unique<ORVA::CValueOwnedPointer<ORVA::CImage>>(std::move(table));
 }
 
-// Plane `plane` of an IMAGE_GREY_8 image, one text per row: `ink` for non-zero, '.' for 0.
-inline std::vector<std::string> Picture(const ORVA::CImage& image, int64_t plane = 0,
-                                        char ink = '#') {
+// Plane `plane` of an IMAGE_GREY_8 image, one text per row: '#' for non-zero, '.' for 0.
+inline std::vector<std::string> Picture(const ORVA::CImage& image, int64_t plane = 0) {
     const ORVA::CSize& size = image.Size();
     const uint8_t* data = image.Data<uint8_t>() + plane * size.x * size.y;
     std::vector<std::string> rows;
     for (int64_t y = 0; y < size.y; ++y) {
         std::string row;
         for (int64_t x = 0; x < size.x; ++x)
-            row += data[y * size.x + x] ? ink : '.';
+            row += data[y * size.x + x] ? '#' : '.';
         rows.push_back(row);
     }
     return rows;
 }
 
-// An image of `type` and `size` in which every sample is `value`.
-inline std::unique_ptr<ORVA::CValue> Filled(ORVA::IImage::CType type, ORVA::CSize size,
-                                            double value) {
-    ORVA::CImage source(ORVA::IMAGE_GREY_D, size);
-    std::fill_n(source.Data<double>(), source.Pixels(), value);
-    auto image = std::make_unique<ORVA::CImage>(type, size);
-    ORVA::CImageConversion::FastConvert(*image, source, false);
-    return std::make_unique<ORVA::CValueOwnedPointer<ORVA::CImage>>(std::move(image));
-}
-
-// Every sample of an image in memory order, as doubles.
-inline std::vector<double> AllSamples(const ORVA::CImage& image) {
-    using Id = ORVA::IImage::CType::EnId;
-    std::vector<double> samples;
-    ORVA::DispatchType<Id::GREY_8, Id::GREY_16, Id::GREY_32, Id::GREY_64, Id::GREY_F, Id::GREY_D,
-                       Id::RGB_8, Id::RGB_8I, Id::RGB_FI, Id::BINARY_FG, Id::BINARY_BG>(
-        image.Type(), [&]<class T>(std::type_identity<T>) {
-            for (int64_t i = 0; i < image.Samples(); ++i)
-                samples.push_back(static_cast<double>(image.Data<T>()[i]));
-        });
-    return samples;
+// `values` with every NaN written as -99, so that vectors holding NaN compare.
+template <class T>
+std::vector<T> NaNAs99(std::vector<T> values) {
+    for (T& value : values)
+        if (value != value) value = T(-99);
+    return values;
 }
 
 // The rectangle of `picture` at (x, y) of `width` x `height`.
@@ -77,6 +77,23 @@ inline std::vector<std::string> Crop(const std::vector<std::string>& picture, si
     for (size_t row = y; row < y + height; ++row)
         rows.push_back(picture[row].substr(x, width));
     return rows;
+}
+
+// Expects that `draw(size, x, y)`, the picture of a drawing at (x, y) in a new image of `size`,
+// is for each pair x, y of `at` the window of the same drawing 40 pixels further in, in an image
+// 80 pixels wider and higher: what crosses or lies beyond a border is cut off, nothing else.
+inline void ExpectClipped(
+    ORVA::CSize size, const std::vector<int64_t>& at,
+    const std::function<std::vector<std::string>(ORVA::CSize, int64_t, int64_t)>& draw) {
+    constexpr int64_t in = 40;
+    for (size_t i = 0; i + 1 < at.size(); i += 2) {
+        const int64_t x = at[i], y = at[i + 1];
+        const std::vector<std::string> large =
+            draw(ORVA::CSize(size.x + 2 * in, size.y + 2 * in), x + in, y + in);
+        EXPECT_EQ(draw(size, x, y),
+                  Crop(large, in, in, static_cast<size_t>(size.x), static_cast<size_t>(size.y)))
+            << "at " << x << ", " << y;
+    }
 }
 
 }  // namespace testing_support

@@ -103,30 +103,24 @@ TEST(ModuleState, NodesOnSeveralThreadsShareTheStateSafely) {
     for (int t = 0; t < THREADS; ++t) {
         threads.emplace_back([t, &start] {
             const std::string key = "thread" + std::to_string(t);
-            std::vector<std::unique_ptr<CPNode>> writes, reads, deletes;
-            for (const char* storage : {"STATIC", "REGISTRY"}) {
-                writes.push_back(
-                    Node("StaticStorage",
-                         {{"mode", "WRITE"}, {"key", key.c_str()}, {"storage", storage}}));
-                reads.push_back(
-                    Node("StaticStorage",
-                         {{"mode", "READ"}, {"key", key.c_str()}, {"storage", storage}}));
-                deletes.push_back(
-                    Node("StaticStorage",
-                         {{"mode", "DELETE"}, {"key", key.c_str()}, {"storage", storage}}));
-            }
+            std::vector<std::unique_ptr<CPNode>> nodes;  // write, read, delete per storage
+            for (const char* storage : {"STATIC", "REGISTRY"})
+                for (const char* mode : {"WRITE", "READ", "DELETE"})
+                    nodes.push_back(
+                        Node("StaticStorage",
+                             {{"mode", mode}, {"key", key.c_str()}, {"storage", storage}}));
             auto image = Node("StaticImage", {{"mode", t % 2 ? "READ" : "WRITE"}});
             std::unique_ptr<CValue> picture = Image(static_cast<float>(t));
             image->SetStackInput(0, picture.get());
             start.arrive_and_wait();
             for (int round = 0; round < ROUNDS; ++round) {
                 CValueLong value(round);
-                for (size_t i = 0; i < writes.size(); ++i) {
-                    writes[i]->SetStackInput(0, &value);
-                    writes[i]->Run();
-                    reads[i]->Run();
-                    EXPECT_EQ(reads[i]->StackOutput(0)->Long(), round);
-                    deletes[i]->Run();  // the map's tree changes on every round
+                for (size_t i = 0; i < nodes.size(); i += 3) {
+                    nodes[i]->SetStackInput(0, &value);
+                    nodes[i]->Run();
+                    nodes[i + 1]->Run();
+                    EXPECT_EQ(nodes[i + 1]->StackOutput(0)->Long(), round);
+                    nodes[i + 2]->Run();  // the map's tree changes on every round
                 }
                 image->Run();
             }

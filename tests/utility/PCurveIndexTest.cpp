@@ -10,8 +10,6 @@ using namespace testing_support;
 
 namespace {
 
-const float R2 = static_cast<float>(std::sqrt(2.0));
-
 struct SRow {
     float curve, index, x, y, length;
     friend bool operator==(const SRow&, const SRow&) = default;
@@ -21,99 +19,92 @@ struct SRow {
     }
 };
 
-// The node's table for a picture of '#' curve pixels.
-std::vector<SRow> Trace(const std::vector<std::string>& picture, CImage* indices = nullptr) {
-    const auto width = static_cast<int64_t>(picture[0].size());
-    const auto height = static_cast<int64_t>(picture.size());
+// The node's table for the pixels of `curves` that are not '.'; expects output 1 to hold the
+// index of every curve pixel and 0 elsewhere.
+std::vector<SRow> Trace(const std::vector<std::string>& curves) {
+    const auto width = static_cast<int64_t>(curves[0].size());
     std::vector<float> pixels;
-    for (const std::string& row : picture)
+    for (const std::string& row : curves)
         for (char c : row)
-            pixels.push_back(c == '#' ? 1.0f : 0.0f);
-    std::unique_ptr<CValue> image = ImageValue<float>(IMAGE_GREY_F, CSize(width, height), pixels);
+            pixels.push_back(c == '.' ? 0.0f : 1.0f);
+    std::unique_ptr<CValue> image =
+        ImageValue<float>(IMAGE_GREY_F, CSize(width, static_cast<int64_t>(curves.size())), pixels);
     CPCurveIndex node;
     RunNode(node, "{}", {image.get()});
-    if (indices) *indices = OutputImage(node, 1);
-    std::vector<float> table = Samples<float>(OutputImage(node, 0));
+    std::vector<float> table = Samples<float>(OutputImage(node, 0)), indices(pixels.size(), 0.0f);
     std::vector<SRow> rows;
-    for (size_t i = 0; i + 4 < table.size(); i += 5)
+    for (size_t i = 0; i + 4 < table.size(); i += 5) {
         rows.push_back({table[i], table[i + 1], table[i + 2], table[i + 3], table[i + 4]});
+        indices[static_cast<size_t>(table[i + 3] * width + table[i + 2])] = table[i + 1];
+    }
+    EXPECT_EQ(Samples<float>(OutputImage(node, 1)), indices);
+    return rows;
+}
+
+// The rows for pixels numbered by curve in `curves` and by their place along it in `indices`;
+// the arc length adds 1 per edge step and sqrt 2 per diagonal one.
+std::vector<SRow> Rows(const std::vector<std::string>& curves,
+                       const std::vector<std::string>& indices) {
+    std::vector<SRow> rows;
+    double length = 0;
+    for (char curve = '1'; curve <= '9'; ++curve)
+        for (char index = '1'; index <= '9'; ++index)
+            for (size_t y = 0; y < curves.size(); ++y)
+                for (size_t x = 0; x < curves[y].size(); ++x) {
+                    if (curves[y][x] != curve || indices[y][x] != index) continue;
+                    const auto fx = static_cast<double>(x), fy = static_cast<double>(y);
+                    length = index == '1'
+                                 ? 0.0
+                                 : length + std::hypot(fx - rows.back().x, fy - rows.back().y);
+                    rows.push_back({static_cast<float>(curve - '0'),
+                                    static_cast<float>(index - '0'), static_cast<float>(x),
+                                    static_cast<float>(y), static_cast<float>(length)});
+                }
     return rows;
 }
 
 }  // namespace
 
-TEST(CurveIndex, OpenCurveFromItsFirstEndPoint) {
-    CImage indices;
-    EXPECT_EQ(Trace({"......", ".##...", "...#..", "....#.", "....#."}, &indices),
-              (std::vector<SRow>{{1, 1, 1, 1, 0},
-                                 {1, 2, 2, 1, 1},
-                                 {1, 3, 3, 2, 1 + R2},
-                                 {1, 4, 4, 3, static_cast<float>(1 + 2 * std::sqrt(2.0))},
-                                 {1, 5, 4, 4, static_cast<float>(2 + 2 * std::sqrt(2.0))}}));
-    EXPECT_EQ(indices.Size(), CSize(6, 5, 1));
-    EXPECT_EQ(Samples<float>(indices),
-              (std::vector<float>{0, 0, 0, 0, 0, 0, 0, 1, 2, 0, 0, 0, 0, 0, 0,
-                                  3, 0, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0, 0, 5, 0}));
-}
-
-TEST(CurveIndex, ClosedCurvesFromTheirFirstPixelToTheRightOrDown) {
-    CImage indices;
-    std::vector<SRow> square = Trace({".....", ".###.", ".#.#.", ".###.", "....."}, &indices);
-    ASSERT_EQ(square.size(), 8u);
-    EXPECT_EQ(Samples<float>(indices), (std::vector<float>{0, 0, 0, 0, 0, 0, 1, 2, 3, 0, 0, 8, 0,
-                                                           4, 0, 0, 7, 6, 5, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(square.back(), (SRow{1, 8, 1, 2, 7}));
-
-    EXPECT_EQ(Trace({"..#..", ".#.#.", "..#.."}),
-              (std::vector<SRow>{{1, 1, 2, 0, 0},
-                                 {1, 2, 3, 1, R2},
-                                 {1, 3, 2, 2, static_cast<float>(2 * std::sqrt(2.0))},
-                                 {1, 4, 1, 1, static_cast<float>(3 * std::sqrt(2.0))}}));
-}
-
-TEST(CurveIndex, StaircasesAreOnePathOfEdgeSteps) {
-    EXPECT_EQ(Trace({"##..", ".##.", "..##"}), (std::vector<SRow>{{1, 1, 0, 0, 0},
-                                                                  {1, 2, 1, 0, 1},
-                                                                  {1, 3, 1, 1, 2},
-                                                                  {1, 4, 2, 1, 3},
-                                                                  {1, 5, 2, 2, 4},
-                                                                  {1, 6, 3, 2, 5}}));
-}
-
-TEST(CurveIndex, BranchPointsEndACurveAndTheRestStartsNewOnes) {
-    // A T: the first arm keeps the branch point; an isolated pixel is a curve of its own.
-    EXPECT_EQ(Trace({"#####", "..#..", "..#..", "..#.#"}), (std::vector<SRow>{{1, 1, 0, 0, 0},
-                                                                              {1, 2, 1, 0, 1},
-                                                                              {1, 3, 2, 0, 2},
-                                                                              {2, 1, 4, 0, 0},
-                                                                              {2, 2, 3, 0, 1},
-                                                                              {3, 1, 2, 3, 0},
-                                                                              {3, 2, 2, 2, 1},
-                                                                              {3, 3, 2, 1, 2},
-                                                                              {4, 1, 4, 3, 0}}));
-    // A loop on a stick: the stick up to the branch point, then the whole rest of the loop.
-    std::vector<SRow> lollipop = Trace({".###.", ".#.#.", ".###.", "..#..", "..#.."});
-    ASSERT_EQ(lollipop.size(), 10u);
-    EXPECT_EQ(lollipop[2], (SRow{1, 3, 2, 2, 2}));
-    EXPECT_EQ(lollipop[3], (SRow{2, 1, 3, 2, 0}));
-    EXPECT_EQ(lollipop[9], (SRow{2, 7, 1, 2, 6}));
+TEST(CurveIndex, CurvesWithTheirIndicesAndArcLengths) {
+    struct Case {
+        const char* what;
+        std::vector<std::string> curves, indices;
+    } cases[] = {
+        {"open curve from its first end point",
+         {"......", ".11...", "...1..", "....1.", "....1."},
+         {"......", ".12...", "...3..", "....4.", "....5."}},
+        {"closed curve from its first pixel to the right",
+         {".....", ".111.", ".1.1.", ".111.", "....."},
+         {".....", ".123.", ".8.4.", ".765.", "....."}},
+        {"closed curve from its first pixel down",
+         {"..1..", ".1.1.", "..1.."},
+         {"..1..", ".4.2.", "..3.."}},
+        {"staircase of edge steps", {"11..", ".11.", "..11"}, {"12..", ".34.", "..56"}},
+        // The first arm keeps the branch point; an isolated pixel is a curve of its own.
+        {"T and a pixel",
+         {"11122", "..3..", "..3..", "..3.4"},
+         {"12321", "..3..", "..2..", "..1.1"}},
+        {"loop on a stick: the stick up to the branch point, then the rest of the loop",
+         {".222.", ".2.2.", ".212.", "..1..", "..1.."},
+         {".543.", ".6.2.", ".731.", "..2..", "..1.."}},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(Trace(c.curves), Rows(c.curves, c.indices)) << c.what;
 }
 
 TEST(CurveIndex, NonZeroPixelsOfTheFirstPlaneOfAnySingleChannelType) {
     std::unique_ptr<CValue> image =
         ImageValue<double>(IMAGE_GREY_D, CSize(3, 1, 2), {NAN, 0, -2, 1, 1, 1});
+    std::unique_ptr<CValue> colour = ImageValue<uint8_t>(IMAGE_RGB_8, CSize(2, 2), {1});
     CPCurveIndex node;
     RunNode(node, "{}", {image.get()});
     EXPECT_EQ(Samples<float>(OutputImage(node, 0)),
               (std::vector<float>{1, 1, 0, 0, 0, 2, 1, 2, 0, 0}));
     EXPECT_EQ(OutputImage(node, 1).Size(), CSize(3, 1, 1));
-
-    std::unique_ptr<CValue> colour = ImageValue<uint8_t>(IMAGE_RGB_8, CSize(2, 2), {1});
-    EXPECT_EQ(ErrorOf([&] { RunNode(node, "{}", {colour.get()}); }, true),
-              "(utility plugins) CurveIndex::Run | input image must have a single channel, but "
-              "it is IMAGE_RGB_8");
-    EXPECT_EQ(ErrorOf([&] { RunNode(node, "{}", {nullptr}); }, true),
-              "(utility plugins) CurveIndex::Run | input image is NULL");
+    ExpectJsonFailures<CPCurveIndex>(
+        "(utility plugins) CurveIndex::Run",
+        {{"{}", {colour.get()}, "input image must have a single channel, but it is IMAGE_RGB_8"},
+         {"{}", {nullptr}, "input image is NULL"}});
 }
 
 TEST(CurveIndex, LongCurvesAndManyClosedCurvesInLinearTime) {

@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "CircleRaster.h"
 #include "DrawingTesting.h"
 
 using namespace ORVA;
@@ -54,27 +55,44 @@ std::vector<std::string> Draw(CSize size, const std::string& json, const CValue*
     return Picture(OutputImage(node));
 }
 
-}  // namespace
-
-TEST(DrawCircle, OutlineIsTheMidpointAlgorithms) {
-    for (int64_t r = 0; r <= 120; ++r)
-        EXPECT_EQ(Drawn(r, false), TextbookCircle(r)) << "radius " << r;
-    for (int64_t r : {255, 1000, 1001})
-        EXPECT_EQ(Drawn(r, false), TextbookCircle(r)) << "radius " << r;
+// The samples after drawing `value` on pixel 1 of a 3 x 1 x 2 image of 7s.
+template <class T>
+std::vector<T> DrawnPixel(IImage::CType type, double value) {
+    std::unique_ptr<CValue> input = ImageValue<T>(type, CSize(3, 1, 2), {7});
+    CPDrawCircle node;
+    RunNode(node, R"({"x": 1, "y": 0, "radius": 0, "value": )" + std::to_string(value) + "}",
+            {input.get()});
+    return Samples<T>(OutputImage(node));
 }
 
-TEST(DrawCircle, FillSpansEachRowBetweenTheOutlinesEnds) {
-    for (int64_t r = 0; r <= 80; ++r) {
-        std::map<int64_t, std::pair<int64_t, int64_t>> ends;  // row: leftmost, rightmost
-        for (auto [x, y] : TextbookCircle(r)) {
-            auto [it, fresh] = ends.try_emplace(y, x, x);
-            it->second = {std::min(it->second.first, x), std::max(it->second.second, x)};
+}  // namespace
+
+TEST(CircleRaster, OutlinesAndDiscsAreTheMidpointAlgorithms) {
+    // CircleOutline lists each pixel of the textbook circle once; CircleSpans and a filled
+    // drawing reach its outermost pixel in every row.
+    std::vector<int64_t> radii = {255, 1000, 1001};
+    for (int64_t r = 0; r <= 100; ++r)
+        radii.push_back(r);
+    for (int64_t r : radii) {
+        const CPixels textbook = TextbookCircle(r);
+        const std::vector<SCircleOffset> outline = CircleOutline(r);
+        CPixels listed, disc;
+        for (const SCircleOffset& p : outline)
+            listed.insert({p.dx, p.dy});
+        std::map<int64_t, int64_t> extents;  // row: largest |x|
+        for (auto [x, y] : textbook)
+            extents[y] = std::max(extents[y], x);
+        std::vector<int64_t> spans;
+        for (auto [y, extent] : extents) {
+            spans.push_back(extent);
+            for (int64_t x = -extent; x <= extent; ++x)
+                disc.insert({x, y});
         }
-        CPixels expected;
-        for (auto [y, span] : ends)
-            for (int64_t x = span.first; x <= span.second; ++x)
-                expected.insert({x, y});
-        EXPECT_EQ(Drawn(r, true), expected) << "radius " << r;
+        EXPECT_EQ(listed, textbook) << "radius " << r;
+        EXPECT_EQ(outline.size(), textbook.size()) << "radius " << r;
+        EXPECT_EQ(CircleSpans(r), spans) << "radius " << r;
+        EXPECT_EQ(Drawn(r, false), textbook) << "radius " << r;
+        EXPECT_EQ(Drawn(r, true), disc) << "radius " << r;
     }
 }
 
@@ -82,9 +100,6 @@ TEST(DrawCircle, FromParametersOrFromTheRowsOfATable) {
     const std::vector<std::string> outline = {"..###..", ".#...#.", "#.....#", "#.....#",
                                               "#.....#", ".#...#.", "..###.."};
     EXPECT_EQ(Draw(CSize(7, 7), R"({"x": 3, "y": 3, "radius": 3})"), outline);
-    EXPECT_EQ(Draw(CSize(7, 7), R"({"x": 3, "y": 3, "radius": 3, "fill": true})"),
-              (std::vector<std::string>{"..###..", ".#####.", "#######", "#######", "#######",
-                                        ".#####.", "..###.."}));
 
     // Rows x, y, r and a column to ignore, rounded to the nearest pixel; the parameters are not
     // used. Rows with a value that is not finite or a negative radius draw nothing.
@@ -96,103 +111,51 @@ TEST(DrawCircle, FromParametersOrFromTheRowsOfATable) {
 }
 
 TEST(DrawCircle, ClippedAtEveryBorder) {
-    // A circle crossing the borders of a small image is the window of the same circle in a
-    // large one.
-    const int64_t offset = 20;
-    for (bool fill : {false, true})
-        for (auto [x, y] : {std::pair{-2, 4},
-                            {10, 4},
-                            {5, -3},
-                            {5, 9},
-                            {-1, -1},
-                            {11, 8},
-                            {-6, 4},
-                            {17, 4},
-                            {5, 13},
-                            {5, -8}}) {
-            std::string json = R"({"radius": 5, "fill": )" + std::string(fill ? "true" : "false");
-            auto at = [&](int64_t cx, int64_t cy) {
-                return json + ", \"x\": " + std::to_string(cx) + ", \"y\": " + std::to_string(cy) +
-                       "}";
-            };
-            std::vector<std::string> large = Draw(CSize(52, 49), at(x + offset, y + offset));
-            EXPECT_EQ(Draw(CSize(12, 9), at(x, y)), Crop(large, offset, offset, 12, 9))
-                << x << ", " << y << (fill ? " filled" : "");
-        }
+    for (const std::string fill : {"false", "true"})
+        ExpectClipped(
+            CSize(12, 9), {-2, 4, 10, 4, 5, -3, 5, 9, -1, -1, 11, 8, -6, 4, 17, 4, 5, 13, 5, -8},
+            [&](CSize size, int64_t x, int64_t y) {
+                return Draw(size, R"({"radius": 5, "fill": )" + fill + ", \"x\": " +
+                                      std::to_string(x) + ", \"y\": " + std::to_string(y) + "}");
+            });
 }
 
 TEST(DrawCircle, HugeCirclesVisitOnlyTheRowsOfTheImage) {
     // The top of a circle of radius 2^31 - 1 is flat across 12 pixels.
     const std::string json = R"({"x": 3, "y": 2147483647, "radius": 2147483647)";
-    auto start = std::chrono::steady_clock::now();
-    std::vector<std::string> outline = Draw(CSize(12, 6), json + "}");
-    std::vector<std::string> filled = Draw(CSize(12, 6), json + R"(, "fill": true})");
+    const auto start = std::chrono::steady_clock::now();
+    std::vector<std::string> top(6, std::string(12, '.'));
+    top[0] = std::string(12, '#');
+    EXPECT_EQ(Draw(CSize(12, 6), json + "}"), top);
+    EXPECT_EQ(Draw(CSize(12, 6), json + R"(, "fill": true})"),
+              std::vector<std::string>(6, std::string(12, '#')));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
-    std::vector<std::string> expected(6, std::string(12, '.'));
-    expected[0] = std::string(12, '#');
-    EXPECT_EQ(outline, expected);
-    for (size_t row = 1; row < 6; ++row)
-        expected[row] = std::string(12, '#');
-    EXPECT_EQ(filled, expected);
 }
 
 TEST(DrawCircle, ValueIsCastToThePixelTypeInEveryChannelOfTheFirstPlane) {
-    struct Case {
-        IImage::CType type;
-        double value;
-        double expected;
-    } cases[] = {
-        {IMAGE_GREY_8, 300.7, 44},         {IMAGE_GREY_16, -1.0, 65535},
-        {IMAGE_GREY_32, -2.9, 4294967294}, {IMAGE_GREY_64, 1e10, 1e10},
-        {IMAGE_GREY_F, 300.7, 300.7f},     {IMAGE_GREY_D, 300.7, 300.7},
-        {IMAGE_BINARY_FG, 0.5, 1},         {IMAGE_BINARY_BG, NAN, 1},
-        {IMAGE_RGB_8, 258.0, 2},           {IMAGE_RGB_8I, 65.0, 65},
-        {IMAGE_RGB_FI, -0.25, -0.25f},
-    };
-    for (const Case& c : cases) {
-        // A 3 x 1 x 2 image of 7s with a radius-0 circle on the middle pixel of its first plane.
-        std::unique_ptr<CValue> input = Filled(c.type, CSize(3, 1, 2), 7.0);
-        CValueMap settings = Settings(R"({"x": 1, "y": 0, "radius": 0})");
-        settings.SetEntry("value", new CValueDouble(c.value));
-        CPDrawCircle node;
-        Configure(node, settings);
-        node.SetStackInput(0, input.get());
-        node.Run();
-
-        std::vector<double> expected = AllSamples(*UnwrapPointer<CImage>(input.get()));
-        for (int channel = 0; channel < c.type.Channels(); ++channel)
-            expected[c.type.IsPlanar() ? channel * 6 + 1 : c.type.Channels() + channel] =
-                c.expected;
-        EXPECT_EQ(AllSamples(OutputImage(node)), expected) << c.type.Name();
-    }
+    // A radius-0 circle on pixel 1 of the first plane of a 3 x 1 x 2 image of 7s: channels
+    // are planes of 6 samples in RGB_8, interleaved in RGB_8I.
+    EXPECT_EQ(DrawnPixel<uint8_t>(IMAGE_GREY_8, 300.7), (std::vector<uint8_t>{7, 44, 7, 7, 7, 7}));
+    EXPECT_EQ(DrawnPixel<float>(IMAGE_GREY_F, 300.7), (std::vector<float>{7, 300.7f, 7, 7, 7, 7}));
+    std::vector<uint8_t> planar(18, 7), interleaved(18, 7);
+    planar[1] = planar[7] = planar[13] = 2;
+    interleaved[3] = interleaved[4] = interleaved[5] = 2;
+    EXPECT_EQ(DrawnPixel<uint8_t>(IMAGE_RGB_8, 258.0), planar);
+    EXPECT_EQ(DrawnPixel<uint8_t>(IMAGE_RGB_8I, 258.0), interleaved);
 }
 
 TEST(DrawCircle, Failures) {
     std::unique_ptr<CValue> image = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(4, 4), {0});
     std::unique_ptr<CValue> narrow = Table(2, {1.0f, 1.0f});
-    struct Case {
-        std::string json;
-        const CValue* input;
-        const CValue* table;
-        const char* message;
-    } cases[] = {
-        {"{}", nullptr, nullptr, "input image is NULL"},
-        {R"({"radius": -1})", image.get(), nullptr,
-         "parameter radius must be 0 or more, but it is -1"},
-        {"{}", image.get(), narrow.get(),
-         "input 1 must be an IMAGE_GREY_F table of at least 3 columns, but it is an "
-         "IMAGE_GREY_F image of size (2, 1, 1)"},
-        {"{}", image.get(), image.get(),
-         "input 1 must be an IMAGE_GREY_F table of at least 3 columns, but it is an "
-         "IMAGE_GREY_8 image of size (4, 4, 1)"},
-    };
-    for (const Case& c : cases) {
-        CPDrawCircle node;
-        EXPECT_EQ(ErrorOf(
-                      [&] {
-                          RunNode(node, c.json, {c.input, c.table});
-                      },
-                      true),
-                  std::string("(utility plugins)DrawCircle::Run | ") + c.message);
-    }
+    const std::string table = "input 1 must be an IMAGE_GREY_F table of at least 3 columns, but ";
+    ExpectJsonFailures<CPDrawCircle>(
+        "(utility plugins)DrawCircle::Run",
+        {{"{}", {nullptr}, "input image is NULL"},
+         {R"({"radius": -1})", {image.get()}, "parameter radius must be 0 or more, but it is -1"},
+         {"{}",
+          {image.get(), narrow.get()},
+          table + "it is an IMAGE_GREY_F image of size (2, 1, 1)"},
+         {"{}",
+          {image.get(), image.get()},
+          table + "it is an IMAGE_GREY_8 image of size (4, 4, 1)"}});
 }

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "NodeTesting.h"
+#include "DrawingTesting.h"
 #include "PFindAndCutRectangle.h"
 
 using namespace ORVA;
@@ -13,18 +13,10 @@ namespace {
 
 const float NaN = std::numeric_limits<float>::quiet_NaN();
 
-CValueMap Threshold(double threshold) {
-    CValueMap parameters;
-    parameters.SetEntry("threshold", new CValueDouble(threshold));
-    return parameters;
-}
-
 // The table row and the map of FindRectangle, as one text.
 std::string Rectangle(const CValue& image, double threshold) {
     CPFindRectangle node;
-    Configure(node, Threshold(threshold));
-    node.SetStackInput(0, const_cast<CValue*>(&image));
-    node.Run();
+    RunNode(node, R"({"threshold": )" + std::to_string(threshold) + "}", {&image});
     std::string text;
     for (float cell : Samples<float>(OutputImage(node)))
         text += std::to_string(static_cast<int>(cell)) + " ";
@@ -71,34 +63,25 @@ TEST(FindAndCutRectangle, CutsEveryPlaneOfTheGrownRectangle) {
     for (size_t i = 30; i < 60; ++i)
         values[i] = static_cast<uint16_t>(70 + i);
     std::unique_ptr<CValue> image = ImageValue<uint16_t>(IMAGE_GREY_16, CSize(6, 5, 2), values);
-    auto cut = [&](int32_t left, int32_t right, int32_t top, int32_t bottom, double threshold) {
+    // The cut, its size and the rectangle's row.
+    auto cut = [&](const char* json) {
         CPFindAndCutRectangle node;
-        CValueMap parameters = Threshold(threshold);
-        parameters.SetEntry("expand_left", new CValueLong(left));
-        parameters.SetEntry("expand_right", new CValueLong(right));
-        parameters.SetEntry("expand_top", new CValueLong(top));
-        parameters.SetEntry("expand_bottom", new CValueLong(bottom));
-        Configure(node, parameters);
-        node.SetStackInput(0, image.get());
-        node.Run();
+        RunNode(node, json, {image.get()});
         const CImage& out = OutputImage(node);
         return std::make_tuple(out.Size(), Samples<uint16_t>(out),
                                Samples<float>(OutputImage(node, 1)));
     };
     // Grown to the right edge, shrunk by one row at the bottom.
-    EXPECT_EQ(cut(1, 5, 0, -1, 0),
+    EXPECT_EQ(cut(R"({"expand_left": 1, "expand_right": 5, "expand_bottom": -1})"),
               std::make_tuple(CSize(5, 1, 2),
                               std::vector<uint16_t>{0, 1, 0, 0, 0, 107, 108, 109, 110, 111},
                               std::vector<float>{1, 5, 1, 1}));
     const auto nothing = std::make_tuple(CSize(0, 0, 2), std::vector<uint16_t>{},
                                          std::vector<float>{-1, -1, -1, -1});
-    EXPECT_EQ(cut(0, 0, -1, -1, 0), nothing);  // shrunk away
-    EXPECT_EQ(cut(0, 0, 0, 0, 1), nothing);    // nothing above 1
-
-    CPFindAndCutRectangle node;
-    CValueMap parameters = Threshold(NaN);
-    Configure(node, parameters);
-    node.SetStackInput(0, image.get());
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              "(utility plugins) FindAndCutRectangle::Run | threshold is NaN, not a number");
+    EXPECT_EQ(cut(R"({"expand_top": -1, "expand_bottom": -1})"), nothing);  // shrunk away
+    EXPECT_EQ(cut(R"({"threshold": 1.0})"), nothing);                       // nothing above 1
+    ExpectJsonFailures<CPFindAndCutRectangle>("(utility plugins) FindAndCutRectangle::Run",
+                                              {{R"({"threshold": {"@double": "nan"}})",
+                                                {image.get()},
+                                                "threshold is NaN, not a number"}});
 }

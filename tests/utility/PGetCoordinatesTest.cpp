@@ -19,12 +19,8 @@ struct Table {
 
 Table Coordinates(CValue* input, CValue* mask, bool label, bool threeD) {
     CPGetCoordinates node;
-    CValueMap parameters;
-    parameters.SetEntry("label", new CValueBool(label));
-    parameters.SetEntry("3d", new CValueBool(threeD));
-    Configure(node, parameters);
-    node.SetStackInput(0, input);
-    node.SetStackInput(1, mask);
+    Configure(node, {{"label", label}, {"3d", threeD}});
+    SetInputs(node, {input, mask});
     Table table;
     table.printed = CapturedStdout([&] { node.Run(); });
     table.size = OutputImage(node).Size();
@@ -35,8 +31,7 @@ Table Coordinates(CValue* input, CValue* mask, bool label, bool threeD) {
 }  // namespace
 
 TEST(GetCoordinates, ListsSelectedPixels) {
-    std::unique_ptr<CValue> image =
-        ImageValue<float>(IMAGE_GREY_F, CSize(3, 2, 2), {0, 0, 4, 7, 0, 0, 0, NaN, 0, 0, 0, 9});
+    auto image = GreyF(CSize(3, 2, 2), {0, 0, 4, 7, 0, 0, 0, NaN, 0, 0, 0, 9});
     Table table = Coordinates(image.get(), nullptr, false, false);
     EXPECT_EQ(table.size, CSize(2, 2, 1));
     EXPECT_EQ(table.cells, (std::vector<float>{2, 0, 0, 1}));
@@ -47,12 +42,12 @@ TEST(GetCoordinates, ListsSelectedPixels) {
 
     // The mask selects, the first column holds input 0's value, 0 included; a shorter mask
     // selects nothing beyond its end.
-    std::unique_ptr<CValue> mask = ImageValue<float>(IMAGE_GREY_F, CSize(2, 2), {1, 0, 1, 0});
+    auto mask = GreyF(CSize(2, 2), {1, 0, 1, 0});
     table = Coordinates(image.get(), mask.get(), true, true);
     EXPECT_EQ(table.size, CSize(4, 2, 1));
     EXPECT_EQ(table.cells, (std::vector<float>{0, 0, 0, 0, 4, 2, 0, 0}));
 
-    std::unique_ptr<CValue> zeros = ImageValue<float>(IMAGE_GREY_F, CSize(2, 2), {0});
+    auto zeros = GreyF(CSize(2, 2), {0});
     table = Coordinates(zeros.get(), nullptr, true, false);
     EXPECT_EQ(table.size, CSize(3, 0, 1));
     EXPECT_EQ(table.printed,
@@ -61,27 +56,16 @@ TEST(GetCoordinates, ListsSelectedPixels) {
 }
 
 TEST(GetCoordinates, Failures) {
-    CPGetCoordinates node;
-    Configure(node);
-    std::unique_ptr<CValue> floats = ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1});
-    std::unique_ptr<CValue> bytes = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(1, 1), {1});
+    auto floats = GreyF(CSize(1, 1), {1}), bytes = Grey8(CSize(1, 1), {1});
     CValueLong number(1);
     CValuePointer<CImage> empty;
-    struct Case {
-        CValue *input, *mask;
-        const char* message;
-    } cases[] = {
-        {nullptr, floats.get(), "input 0 is NULL"},
-        {&number, floats.get(), "input 0 is not an image"},
-        {&empty, &number, "input 1 is not an image"},
-        {&empty, floats.get(), "input 0 is NULL"},
-        {bytes.get(), bytes.get(), "input image 0 is not of type IMAGE_GREY_F"},
-        {floats.get(), bytes.get(), "input image 1 is not of type IMAGE_GREY_F"},
+    const SFailure failures[] = {
+        {{nullptr, floats.get()}, "input 0 is NULL"},
+        {{&number, floats.get()}, "input 0 is not an image"},
+        {{&empty, &number}, "input 1 is not an image"},
+        {{&empty, floats.get()}, "input 0 is NULL"},
+        {{bytes.get(), bytes.get()}, "input image 0 is not of type IMAGE_GREY_F"},
+        {{floats.get(), bytes.get()}, "input image 1 is not of type IMAGE_GREY_F"},
     };
-    for (const Case& c : cases) {
-        node.SetStackInput(0, c.input);
-        node.SetStackInput(1, c.mask);
-        EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-                  std::string("(utility plugins) GetCoordinates::Run | ") + c.message);
-    }
+    ExpectFailures<CPGetCoordinates>("(utility plugins) GetCoordinates::Run | ", failures);
 }

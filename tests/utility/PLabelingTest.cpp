@@ -1,5 +1,6 @@
 #include "PLabeling.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <numeric>
@@ -82,38 +83,27 @@ std::vector<uint64_t> LiteralLabels(const std::vector<float>& image, CSize size,
                            eUr = hasUr && p == V(x + 1, y - 1);
                 const uint64_t lUl = Lab(x - 1, y - 1), lU = Lab(x, y - 1),
                                lUr = hasUr ? Lab(x + 1, y - 1) : 0;
+                // Every class of `r` (and up-right's, where there is one) goes into the smallest
+                // of the first and those whose neighbour `e` is equal.
+                auto mergeAll = [&](std::vector<uint64_t> r, std::vector<bool> e) {
+                    if (hasUr) {
+                        r.push_back(T[lUr]);
+                        e.push_back(eUr);
+                    }
+                    size_t chosen = 0;
+                    for (size_t i = 1; i < r.size(); ++i)
+                        if (e[i] && r[i] < r[chosen]) chosen = i;
+                    uint64_t m = r[chosen];
+                    r.erase(r.begin() + static_cast<long>(chosen));
+                    merge(m, r);
+                };
                 if (p == V(x - 1, y)) {
                     l = Lab(x - 1, y);
-                    if ((eUl && lUl != l) || (eU && lU != l) || (eUr && lUr != l)) {
-                        std::vector<uint64_t> r = {T[l], T[lUl], T[lU]};
-                        std::vector<bool> e = {true, eUl, eU};
-                        if (hasUr) {
-                            r.push_back(T[lUr]);
-                            e.push_back(eUr);
-                        }
-                        size_t chosen = 0;
-                        for (size_t i = 1; i < r.size(); ++i)
-                            if (e[i] && r[i] < r[chosen]) chosen = i;
-                        uint64_t m = r[chosen];
-                        r.erase(r.begin() + static_cast<long>(chosen));
-                        merge(m, r);
-                    }
+                    if ((eUl && lUl != l) || (eU && lU != l) || (eUr && lUr != l))
+                        mergeAll({T[l], T[lUl], T[lU]}, {true, eUl, eU});
                 } else if (eUl) {
                     l = lUl;
-                    if ((eU && lU != l) || (eUr && lUr != l)) {
-                        std::vector<uint64_t> r = {T[l], T[lU]};
-                        std::vector<bool> e = {true, eU};
-                        if (hasUr) {
-                            r.push_back(T[lUr]);
-                            e.push_back(eUr);
-                        }
-                        size_t chosen = 0;
-                        for (size_t i = 1; i < r.size(); ++i)
-                            if (e[i] && r[i] < r[chosen]) chosen = i;
-                        uint64_t m = r[chosen];
-                        r.erase(r.begin() + static_cast<long>(chosen));
-                        merge(m, r);
-                    }
+                    if ((eU && lU != l) || (eUr && lUr != l)) mergeAll({T[l], T[lU]}, {true, eU});
                 } else if (eU) {
                     l = lU;
                     if (eUr && lUr != l) mergeTwo(T[l], T[lUr]);
@@ -170,24 +160,14 @@ Picture RandomPicture(std::mt19937& random, int64_t maxSide, bool allowNaN) {
 }
 
 std::vector<float> AsFloats(const std::vector<uint64_t>& labels) {
-    std::vector<float> result;
-    for (uint64_t label : labels)
-        result.push_back(static_cast<float>(label));
-    return result;
-}
-
-std::unique_ptr<CValue> Grey8(CSize size, std::vector<uint8_t> values) {
-    return ImageValue<uint8_t>(IMAGE_GREY_8, size, std::move(values));
+    return std::vector<float>(labels.begin(), labels.end());
 }
 
 std::vector<uint8_t> RunLabeling(std::unique_ptr<CValue> image, int neighbourhood,
                                  uint64_t* printedCount = nullptr) {
     CPLabeling node;
-    CValueMap parameters;
-    parameters.SetEntry("neighbourhood", new CValueLong(neighbourhood));
-    parameters.SetEntry("verbose", new CValueBool(true));
-    Configure(node, parameters);
-    node.SetStackInput(0, image.get());
+    Configure(node, {{"neighbourhood", neighbourhood}, {"verbose", true}});
+    SetInputs(node, {image.get()});
     std::string printed = CapturedStdout([&] { node.Run(); });
     if (printedCount) *printedCount = std::stoull(printed.substr(printed.find(": ") + 2));
     return Samples<uint8_t>(OutputImage(node));
@@ -199,8 +179,7 @@ TEST(Labeling, MatchesTheLiteralScanOnRandomPictures) {
     std::mt19937 random(7);
     int pixelScans = 0, splits = 0, runScans = 0;
     for (int trial = 0; trial < 3000; ++trial) {
-        const bool large = trial % 5 == 0;
-        Picture picture = RandomPicture(random, large ? 40 : 9, trial % 2 == 1);
+        Picture picture = RandomPicture(random, trial % 5 == 0 ? 40 : 9, trial % 2 == 1);
         for (int neighbourhood : {4, 8}) {
             uint64_t expectedCount = 0;
             std::vector<uint64_t> expected =
@@ -230,8 +209,8 @@ TEST(Labeling, MatchesTheLiteralScanOnRandomPictures) {
             std::vector<uint8_t> bytes(picture.values.begin(), picture.values.end());
             std::vector<uint8_t> byteLabels(bytes.size());
             LabelImage(bytes.data(), byteLabels.data(), picture.size, neighbourhood);
-            for (size_t i = 0; i < bytes.size(); ++i)
-                ASSERT_EQ(byteLabels[i], static_cast<uint8_t>(expected[i])) << "trial " << trial;
+            ASSERT_EQ(byteLabels, std::vector<uint8_t>(expected.begin(), expected.end()))
+                << "trial " << trial;
         }
     }
     // Every route was taken, the split one included.
@@ -241,37 +220,40 @@ TEST(Labeling, MatchesTheLiteralScanOnRandomPictures) {
 }
 
 TEST(Labeling, SmallCases) {
+    // Images of digits, one row after the other.
+    auto digits = [](std::string_view text) {
+        std::vector<uint8_t> values;
+        for (char c : text)
+            if (c != ' ') values.push_back(static_cast<uint8_t>(c - '0'));
+        return values;
+    };
     struct Case {
         const char* what;
         CSize size;
-        std::vector<uint8_t> values;
+        const char* values;
         int neighbourhood;
-        std::vector<uint8_t> expected;
+        const char* expected;
     } cases[] = {
-        {"diagonal step, 4", CSize(2, 2), {1, 0, 0, 1}, 4, {1, 0, 0, 2}},
-        {"diagonal step, 8", CSize(2, 2), {1, 0, 0, 1}, 8, {1, 0, 0, 1}},
+        {"diagonal step, 4", CSize(2, 2), "10 01", 4, "10 02"},
+        {"diagonal step, 8", CSize(2, 2), "10 01", 8, "10 01"},
         // Column 0 does not look up-right unless up is equal.
-        {"up-right only, 8", CSize(2, 2), {0, 1, 1, 0}, 8, {0, 1, 2, 0}},
+        {"up-right only, 8", CSize(2, 2), "01 10", 8, "01 20"},
         // A merge in 8-neighbourhood also takes in the 5 above: one region.
-        {"other values merged, 8",
-         CSize(4, 2),
-         {3, 0, 3, 5, 3, 3, 3, 0},
-         8,
-         {1, 0, 1, 1, 1, 1, 1, 0}},
-        {"other values apart, 4",
-         CSize(4, 2),
-         {3, 0, 3, 5, 3, 3, 3, 0},
-         4,
-         {1, 0, 1, 2, 1, 1, 1, 0}},
-        {"numbered by first pixel",
-         CSize(4, 3),
-         {0, 0, 0, 2, 1, 0, 0, 2, 1, 1, 1, 1},
-         4,
-         {0, 0, 0, 1, 2, 0, 0, 1, 2, 2, 2, 2}},
-        {"width 1, 8", CSize(1, 4), {1, 1, 0, 1}, 8, {1, 1, 0, 2}},
+        {"other values merged, 8", CSize(4, 2), "3035 3330", 8, "1011 1110"},
+        {"other values apart, 4", CSize(4, 2), "3035 3330", 4, "1012 1110"},
+        {"numbered by first pixel", CSize(4, 3), "0002 1002 1111", 4, "0001 2001 2222"},
+        {"width 1, 8", CSize(1, 4), "1101", 8, "1102"},
+        // Three planes with 1, 3 and 2 regions: each starts at 1.
+        {"planes", CSize(4, 1, 3), "1101 1020 0404", 4, "1102 1020 0102"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(RunLabeling(Grey8(c.size, c.values), c.neighbourhood), c.expected) << c.what;
+    for (const Case& c : cases) {
+        uint64_t count = 0;
+        std::vector<uint8_t> expected = digits(c.expected);
+        EXPECT_EQ(RunLabeling(Grey8(c.size, digits(c.values)), c.neighbourhood, &count), expected)
+            << c.what;
+        // The count printed is that of the last plane.
+        EXPECT_EQ(count, *std::max_element(expected.end() - c.size.x * c.size.y, expected.end()));
+    }
 }
 
 TEST(Labeling, BytesWrapUpcastKeepsAndPlanesRestart) {
@@ -287,81 +269,48 @@ TEST(Labeling, BytesWrapUpcastKeepsAndPlanesRestart) {
     EXPECT_EQ(labels[2 * 299], 44);
 
     CPLabeling node;
-    CValueMap parameters;
-    parameters.SetEntry("upcast", new CValueBool(true));
-    Configure(node, parameters);
-    std::unique_ptr<CValue> image = Grey8(CSize(600, 1), dots);
-    node.SetStackInput(0, image.get());
-    node.Run();
-    const CImage& wide = OutputImage(node);
+    Configure(node, {{"upcast", true}});
+    auto image = Grey8(CSize(600, 1), dots);
+    const CImage& wide = RunImage(node, {image.get()});
     EXPECT_EQ(wide.Type(), IMAGE_GREY_F);
     EXPECT_EQ(wide.Data<float>()[2 * 299], 300.0f);
-
-    // Three planes with 1, 3 and 2 regions: each starts at 1, the last count is printed.
-    std::vector<uint8_t> planes = {1, 1, 0, 1,  //
-                                   1, 0, 2, 0,  //
-                                   0, 4, 0, 4};
-    EXPECT_EQ(RunLabeling(Grey8(CSize(4, 1, 3), planes), 4, &count),
-              (std::vector<uint8_t>{1, 1, 0, 2, 1, 0, 2, 0, 0, 1, 0, 2}));
-    EXPECT_EQ(count, 2u);
 }
 
 TEST(Labeling, FailuresAndTheEmptyImage) {
-    CPLabeling node;
-    Configure(node);
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              "(utility plugins) Labeling::Run | input image is NULL");
+    auto colour = ImageValue<uint8_t>(IMAGE_RGB_8, CSize(2, 2), {1}),
+         grey = Grey8(CSize(2, 2), {1});
     CValueLong number(1);
-    node.SetStackInput(0, &number);
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              "(utility plugins) Labeling::Run | input image is NULL");
-    std::unique_ptr<CValue> colour = ImageValue<uint8_t>(IMAGE_RGB_8, CSize(2, 2), {1});
-    node.SetStackInput(0, colour.get());
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              "Labeling::Run | input image is not of type IMAGE_GREY_F or IMAGE_GREY_8");
-
-    std::unique_ptr<CValue> grey = Grey8(CSize(2, 2), {1});
-    node.SetStackInput(0, grey.get());
-    for (auto [neighbourhood, message] :
-         {std::pair{6, "6-neighbourhood not implemented"},
-          std::pair{-1, "4294967295-neighbourhood not implemented"}}) {
-        CValueMap parameters;
-        parameters.SetEntry("neighbourhood", new CValueLong(neighbourhood));
-        Configure(node, parameters);
-        EXPECT_EQ(ErrorOf([&] { node.Run(); }, true), std::string("Labeling::Run | ") + message);
-    }
+    const SFailure failures[] = {
+        {{}, "(utility plugins) Labeling::Run | input image is NULL"},
+        {{&number}, "(utility plugins) Labeling::Run | input image is NULL"},
+        {{colour.get()}, "Labeling::Run | input image is not of type IMAGE_GREY_F or IMAGE_GREY_8"},
+        {{grey.get()}, "Labeling::Run | 6-neighbourhood not implemented", {{"neighbourhood", 6}}},
+        {{grey.get()},
+         "Labeling::Run | 4294967295-neighbourhood not implemented",
+         {{"neighbourhood", -1}}},
+    };
+    ExpectFailures<CPLabeling>("", failures);
 
     // An empty input ends as an empty label image; of a wrong type, the stand-in stays.
-    CValueMap four;
-    four.SetEntry("neighbourhood", new CValueLong(4));
-    Configure(node, four);
-    std::unique_ptr<CValue> empty = ImageValue<float>(IMAGE_GREY_F, CSize(0, 3), {});
-    node.SetStackInput(0, empty.get());
+    CPLabeling node;
+    auto empty = GreyF(CSize(0, 3), {});
+    SetInputs(node, {empty.get()});
     EXPECT_EQ(CapturedStderr([&] { node.Run(); }), "PLabeling: empty image \n");
     EXPECT_EQ(OutputImage(node).Size(), CSize(0, 3));
     EXPECT_EQ(OutputImage(node).Type(), IMAGE_GREY_F);
-    std::unique_ptr<CValue> emptyColour = ImageValue<uint8_t>(IMAGE_RGB_8, CSize(4, 0), {});
-    node.SetStackInput(0, emptyColour.get());
-    CapturedStderr([&] { EXPECT_NE(ErrorOf([&] { node.Run(); }), "no exception"); });
+    auto emptyColour = Blank(IMAGE_RGB_8, CSize(4, 0));
+    CapturedStderr([&] { EXPECT_NE(RunError(node, {emptyColour.get()}), "no exception"); });
     EXPECT_EQ(OutputImage(node).Size(), CSize(100, 100));
     EXPECT_EQ(OutputImage(node).Type(), IMAGE_RGB_8);
 }
 
 TEST(PixelLabel, NumbersNonZeroPixelsOfTheFirstPlane) {
     CPPixelLabel node;
-    Configure(node);
-    std::unique_ptr<CValue> image =
-        ImageValue<float>(IMAGE_GREY_F, CSize(3, 1, 2), {0.0f, 7.0f, NaN, -0.0f, 5.0f, 6.0f});
-    node.SetStackInput(0, image.get());
-    node.Run();
-    EXPECT_EQ(Samples<float>(OutputImage(node)),
+    auto image = GreyF(CSize(3, 1, 2), {0.0f, 7.0f, NaN, -0.0f, 5.0f, 6.0f});
+    EXPECT_EQ(Samples<float>(RunImage(node, {image.get()})),
               (std::vector<float>{0.0f, 1.0f, 2.0f, -0.0f, 5.0f, 6.0f}));
-
-    std::unique_ptr<CValue> bytes = Grey8(CSize(1, 1), {1});
-    node.SetStackInput(0, bytes.get());
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
+    auto bytes = Grey8(CSize(1, 1), {1});
+    EXPECT_EQ(RunError(node, {bytes.get()}),
               "CPPixelLabel::Run() | input image is not of type IMAGE_GREY_F");
-    node.ClearStackInputs();
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              "(utility plugins) PixelLabel::Run | input image is NULL");
+    EXPECT_EQ(RunError(node, {}), "(utility plugins) PixelLabel::Run | input image is NULL");
 }

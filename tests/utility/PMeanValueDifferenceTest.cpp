@@ -1,9 +1,8 @@
 #include "PMeanValueDifference.h"
 
 #include <cmath>
-#include <limits>
 
-#include "NodeTesting.h"
+#include "DrawingTesting.h"
 
 using namespace ORVA;
 using namespace testing_support;
@@ -13,13 +12,10 @@ namespace {
 template <class T>
 std::pair<double, double> Compare(IImage::CType type, CSize size, std::vector<T> a,
                                   std::vector<T> b) {
-    CPMeanValueDifference node;
-    Configure(node);
     std::unique_ptr<CValue> first = ImageValue<T>(type, size, a);
     std::unique_ptr<CValue> second = ImageValue<T>(type, size, b);
-    node.SetStackInput(0, first.get());
-    node.SetStackInput(1, second.get());
-    node.Run();
+    CPMeanValueDifference node;
+    RunNode(node, "{}", {first.get(), second.get()});
     return {node.StackOutput(0)->Double(), node.StackOutput(1)->Double()};
 }
 
@@ -38,19 +34,17 @@ TEST(MeanValueDifference, MeansAndMeanAbsoluteDifference) {
     EXPECT_TRUE(std::isnan(absolute));
 }
 
-TEST(MeanValueDifference, RefusesMismatchedImages) {
-    CPMeanValueDifference node;
-    Configure(node);
+TEST(MeanValueDifference, Failures) {
     std::unique_ptr<CValue> bytes = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(2, 1), {1});
     std::unique_ptr<CValue> words = ImageValue<uint16_t>(IMAGE_GREY_16, CSize(2, 1), {1});
     std::unique_ptr<CValue> column = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(1, 2), {1});
-    const std::string where = "(utility plugins) MeanValueDifference::Run | ";
-    node.SetStackInput(0, bytes.get());
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true), where + "input 1 is NULL");
-    node.SetStackInput(1, words.get());
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              where + "input 1 is not of type IMAGE_GREY_8 but IMAGE_GREY_16");
-    node.SetStackInput(1, column.get());
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              where + "input 1 has size (1, 2, 1), but input 0 has size (2, 1, 1)");
+    ExpectJsonFailures<CPMeanValueDifference>(
+        "(utility plugins) MeanValueDifference::Run",
+        {{"{}", {bytes.get()}, "input 1 is NULL"},
+         {"{}",
+          {bytes.get(), words.get()},
+          "input 1 is not of type IMAGE_GREY_8 but IMAGE_GREY_16"},
+         {"{}",
+          {bytes.get(), column.get()},
+          "input 1 has size (1, 2, 1), but input 0 has size (2, 1, 1)"}});
 }

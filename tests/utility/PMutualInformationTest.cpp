@@ -3,7 +3,7 @@
 #include <cmath>
 #include <random>
 
-#include "NodeTesting.h"
+#include "DrawingTesting.h"
 #include "PHistogram2d.h"
 
 using namespace ORVA;
@@ -11,54 +11,36 @@ using namespace testing_support;
 
 namespace {
 
-CValueMap Settings(bool normalized, double rangeMin = 0, double rangeMax = 255,
-                   int32_t bins = 256) {
-    CValueMap parameters;
-    parameters.SetEntry("normalized", new CValueBool(normalized));
-    parameters.SetEntry("range_min", new CValueDouble(rangeMin));
-    parameters.SetEntry("range_max", new CValueDouble(rangeMax));
-    parameters.SetEntry("bin_count", new CValueLong(bins));
-    return parameters;
-}
-
-// Output 0 of the node, and its node for output 1.
+// Output 0 of `node` run with `json` on two one-row images of `type`.
 template <class T>
-double Information(CPMutualInformation& node, const CValueMap& parameters, IImage::CType type,
+double Information(CPMutualInformation& node, const std::string& json, IImage::CType type,
                    std::vector<T> a, std::vector<T> b) {
-    Configure(node, parameters);
     const CSize size(static_cast<int64_t>(a.size()), 1);
     std::unique_ptr<CValue> first = ImageValue<T>(type, size, a);
     std::unique_ptr<CValue> second = ImageValue<T>(type, size, b);
-    node.SetStackInput(0, first.get());
-    node.SetStackInput(1, second.get());
-    node.Run();
+    RunNode(node, json, {first.get(), second.get()});
     node.ClearStackInputs();
     return node.StackOutput(0)->Double();
-}
-
-double Information(bool normalized, std::vector<uint8_t> a, std::vector<uint8_t> b) {
-    CPMutualInformation node;
-    return Information<uint8_t>(node, Settings(normalized), IMAGE_GREY_8, a, b);
 }
 
 }  // namespace
 
 TEST(MutualInformation, BitsAndNormalizedValue) {
+    const double h = -0.75 * std::log2(0.75) - 0.25 * std::log2(0.25);  // H(1/4)
     struct Case {
         std::vector<uint8_t> a, b;
         double mutual, normalized;
     } cases[] = {
-        {{0, 0, 1, 1}, {0, 0, 1, 1}, 1, 2},  // identical
-        {{0, 0, 1, 1}, {0, 1, 0, 1}, 0, 1},  // independent
-        {{5, 5, 5}, {7, 7, 7}, 0, 2},        // one bin
-        {{0, 0, 0, 1},
-         {0, 0, 1, 1},  // H(A) + H(B) - H(A, B)
-         -0.75 * std::log2(0.75) - 0.25 * std::log2(0.25) + 1 - 1.5,
-         (-0.75 * std::log2(0.75) - 0.25 * std::log2(0.25) + 1) / 1.5},
+        {{0, 0, 1, 1}, {0, 0, 1, 1}, 1, 2},                        // identical
+        {{0, 0, 1, 1}, {0, 1, 0, 1}, 0, 1},                        // independent
+        {{5, 5, 5}, {7, 7, 7}, 0, 2},                              // one bin
+        {{0, 0, 0, 1}, {0, 0, 1, 1}, h + 1 - 1.5, (h + 1) / 1.5},  // H(A) + H(B) - H(A, B)
     };
     for (const Case& c : cases) {
-        EXPECT_NEAR(Information(false, c.a, c.b), c.mutual, 1e-15);
-        EXPECT_NEAR(Information(true, c.a, c.b), c.normalized, 1e-15);
+        CPMutualInformation node;
+        EXPECT_NEAR(Information(node, "{}", IMAGE_GREY_8, c.a, c.b), c.mutual, 1e-15);
+        EXPECT_NEAR(Information(node, R"({"normalized": true})", IMAGE_GREY_8, c.a, c.b),
+                    c.normalized, 1e-15);
     }
 }
 
@@ -71,40 +53,36 @@ TEST(MutualInformation, CountsAsHistogram2d) {
         a[i] = i % 50 == 0 ? std::nanf("") : value(random);
         b[i] = i % 3 == 0 ? std::floor(a[i]) : value(random);
     }
-    CValueMap parameters = Settings(false, -1, 3, 7);
+    const std::string json = R"({"range_min": -1.0, "range_max": 3.0, "bin_count": 7})";
     CPMutualInformation node;
-    Information<float>(node, parameters, IMAGE_GREY_F, a, b);
-    CPHistogram2d histogram;
-    Configure(histogram, parameters);
+    Information<float>(node, json, IMAGE_GREY_F, a, b);
     std::unique_ptr<CValue> first = ImageValue<float>(IMAGE_GREY_F, CSize(500, 1), a);
     std::unique_ptr<CValue> second = ImageValue<float>(IMAGE_GREY_F, CSize(500, 1), b);
-    histogram.SetStackInput(0, first.get());
-    histogram.SetStackInput(1, second.get());
-    histogram.Run();
+    CPHistogram2d histogram;
+    RunNode(histogram, json, {first.get(), second.get()});
     EXPECT_EQ(Samples<float>(OutputImage(node, 1)), Samples<float>(OutputImage(histogram)));
 
     // Nothing in range: an empty histogram gives 0.
-    EXPECT_EQ(Information<float>(node, Settings(true, 10, 20), IMAGE_GREY_F, {1, 2}, {3, 30}), 0.0);
+    EXPECT_EQ(
+        Information<float>(
+            node, R"({"normalized": true, "range_min": 10.0, "range_max": 20.0, "bin_count": 256})",
+            IMAGE_GREY_F, {1, 2}, {3, 30}),
+        0.0);
     EXPECT_EQ(Samples<float>(OutputImage(node, 1)), std::vector<float>(65536, 0.0f));
 }
 
-TEST(MutualInformation, RefusesBadRangesAndInputs) {
-    CPMutualInformation node;
-    const std::string where = "(utility plugins) MutualInformation::Run | ";
-    auto error = [&](const CValueMap& parameters, IImage::CType secondType) {
-        Configure(node, parameters);
-        std::unique_ptr<CValue> first = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(1, 1), {1});
-        std::unique_ptr<CValue> second = ImageValue<uint8_t>(secondType, CSize(1, 1), {1});
-        node.SetStackInput(0, first.get());
-        node.SetStackInput(1, second.get());
-        std::string message = ErrorOf([&] { node.Run(); }, true);
-        node.ClearStackInputs();
-        return message;
-    };
-    EXPECT_EQ(error(Settings(false, 5, 5), IMAGE_GREY_8),
-              where + "range_min (5) must be less than range_max (5)");
-    EXPECT_EQ(error(Settings(false, 0, 1, 5000), IMAGE_GREY_8),
-              where + "bin_count 5000 is too large (at most 4096)");
-    EXPECT_EQ(error(Settings(false), IMAGE_BINARY_FG),
-              where + "input 1 is not of type IMAGE_GREY_8 but IMAGE_BINARY_FG");
+TEST(MutualInformation, Failures) {
+    std::unique_ptr<CValue> bytes = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(1, 1), {1});
+    std::unique_ptr<CValue> binary = ImageValue<uint8_t>(IMAGE_BINARY_FG, CSize(1, 1), {1});
+    ExpectJsonFailures<CPMutualInformation>(
+        "(utility plugins) MutualInformation::Run",
+        {{R"({"range_min": 5.0, "range_max": 5.0})",
+          {bytes.get(), bytes.get()},
+          "range_min (5) must be less than range_max (5)"},
+         {R"({"bin_count": 5000})",
+          {bytes.get(), bytes.get()},
+          "bin_count 5000 is too large (at most 4096)"},
+         {"{}",
+          {bytes.get(), binary.get()},
+          "input 1 is not of type IMAGE_GREY_8 but IMAGE_BINARY_FG"}});
 }

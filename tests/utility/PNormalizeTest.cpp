@@ -12,38 +12,25 @@ using namespace testing_support;
 namespace {
 
 const float NaN = std::nanf("");
+using U8 = std::vector<uint8_t>;
+using F = std::vector<float>;
 
-struct SParameter {
-    const char* key;
-    double value;
-};
-
-template <class T>
-std::unique_ptr<CPNormalize> RunNode(IImage::CType type, CSize size, std::vector<T> samples,
-                                     std::vector<SParameter> numbers,
-                                     const char* minMaxMap = "NULL") {
-    auto node = std::make_unique<CPNormalize>();
-    CValueMap parameters;
-    for (const SParameter& p : numbers)  // tiles and upcast read the double as long and bool
-        parameters.SetEntry(p.key, new CValueDouble(p.value));
-    parameters.SetEntry("min_max_map", new CValueString(minMaxMap));
-    Configure(*node, parameters);
-    std::unique_ptr<CValue> value = ImageValue<T>(type, size, samples);
-    node->SetStackInput(0, value.get());
-    node->Run();
-    return node;
-}
-
+// The output samples of Normalize on an image of `type`, `size` and `samples`.
 template <class O, class T>
 std::vector<O> Normalized(IImage::CType type, CSize size, std::vector<T> samples,
-                          std::vector<SParameter> numbers = {}, const char* minMaxMap = "NULL") {
-    auto node = RunNode<T>(type, size, samples, numbers, minMaxMap);
-    return Samples<O>(OutputImage(*node));
+                          std::initializer_list<SParameter> parameters = {}) {
+    CPNormalize node;
+    Configure(node, parameters);
+    auto image = ImageValue<T>(type, size, samples);
+    return Samples<O>(RunImage(node, {image.get()}));
+}
+
+F NormalizedF(CSize size, F samples, std::initializer_list<SParameter> parameters = {}) {
+    return Normalized<float>(IMAGE_GREY_F, size, samples, parameters);
 }
 
 // The tiled extremes as described: tile by tile, pixel by pixel.
-NormalizeKernel::SRange LiteralExtremes(const std::vector<float>& data, CSize size,
-                                        const int64_t (&tiles)[3]) {
+NormalizeKernel::SRange LiteralExtremes(const F& data, CSize size, const int64_t (&tiles)[3]) {
     float sumMax = 0.0f, sumMin = 0.0f;
     auto range = [&](int axis, int64_t t, int64_t& from, int64_t& to) {
         int64_t base = size[axis] / tiles[axis];
@@ -74,63 +61,44 @@ NormalizeKernel::SRange LiteralExtremes(const std::vector<float>& data, CSize si
 
 }  // namespace
 
-TEST(Normalize, MapsTheMeasuredRange) {
-    using U8 = std::vector<uint8_t>;
+TEST(Normalize, MapsTheMeasuredOrFixedRange) {
     EXPECT_EQ(Normalized<uint8_t>(IMAGE_GREY_8, CSize(2, 1), U8{10, 20}), (U8{0, 255}));
-    // All equal: "out_default", truncated and wrapped for bytes.
+    // All equal: "out_default", truncated and wrapped for bytes, kept for floats.
     EXPECT_EQ(Normalized<uint8_t>(IMAGE_GREY_8, CSize(2, 1), U8{7, 7}, {{"out_default", 259.7}}),
               (U8{3, 3}));
-    EXPECT_EQ(
-        Normalized<float>(IMAGE_GREY_F, CSize(1, 1), std::vector<float>{7}, {{"out_default", 2.5}}),
-        (std::vector<float>{2.5f}));
+    EXPECT_EQ(NormalizedF(CSize(1, 1), {7}, {{"out_default", 2.5}}), (F{2.5f}));
     // Pre-clipping to 5..15, then measuring: 0, 127 (127.5 truncated), 255.
-    EXPECT_EQ(Normalized<uint8_t>(IMAGE_GREY_8, CSize(3, 1), U8{0, 10, 20}, {}, "5 15"),
-              (U8{0, 127, 255}));
+    EXPECT_EQ(
+        Normalized<uint8_t>(IMAGE_GREY_8, CSize(3, 1), U8{0, 10, 20}, {{"min_max_map", "5 15"}}),
+        (U8{0, 127, 255}));
     // No saturation: 300 wraps to 44.
     EXPECT_EQ(Normalized<uint8_t>(IMAGE_GREY_8, CSize(2, 1), U8{0, 10}, {{"out_max", 300}}),
               (U8{0, 44}));
-    // Upcast keeps the fractions.
-    EXPECT_EQ(Normalized<float>(IMAGE_GREY_8, CSize(3, 1), U8{0, 1, 3}, {{"upcast", 1}}),
-              (std::vector<float>{0.0f, 85.0f, 255.0f}));
+    EXPECT_EQ(Normalized<float>(IMAGE_GREY_8, CSize(3, 1), U8{0, 1, 3}, {{"upcast", true}}),
+              (F{0.0f, 85.0f, 255.0f}));
     // NaN is never an extreme and stays NaN.
-    std::vector<float> out = Normalized<float>(IMAGE_GREY_F, CSize(3, 1),
-                                               std::vector<float>{NaN, 2, 4}, {{"out_max", 1}});
+    F out = NormalizedF(CSize(3, 1), {NaN, 2, 4}, {{"out_max", 1}});
     EXPECT_TRUE(std::isnan(out[0]));
-    EXPECT_EQ(out[1], 0.0f);
-    EXPECT_EQ(out[2], 1.0f);
-}
-
-TEST(Normalize, FixedRangesAndEqualOutputBounds) {
-    using F = std::vector<float>;
+    EXPECT_EQ(F(out.begin() + 1, out.end()), (F{0.0f, 1.0f}));
     // One non-zero bound is enough for a fixed range; values outside are clipped.
-    EXPECT_EQ(Normalized<float>(IMAGE_GREY_F, CSize(3, 1), F{50, 150, -10}, {{"map_max", 100}}),
-              (F{127.5f, 255.0f, 0.0f}));
-    EXPECT_EQ(Normalized<float>(IMAGE_GREY_F, CSize(2, 1), F{50, 150}, {{"map_min", 0}}),
-              (F{0.0f, 255.0f}));
+    EXPECT_EQ(NormalizedF(CSize(3, 1), {50, 150, -10}, {{"map_max", 100}}), (F{127.5f, 255, 0}));
     // map_min > map_max: every value ends as map_min, mapped to out_min.
-    EXPECT_EQ(Normalized<float>(IMAGE_GREY_F, CSize(2, 1), F{0, 50},
-                                {{"map_min", 40}, {"map_max", 20}, {"out_min", 3}}),
+    EXPECT_EQ(NormalizedF(CSize(2, 1), {0, 50}, {{"map_min", 40}, {"map_max", 20}, {"out_min", 3}}),
               (F{3.0f, 3.0f}));
     // out_min = out_max = 100 widens to 99..101.
-    auto node = RunNode<float>(IMAGE_GREY_F, CSize(3, 1), F{0, 5, 10},
-                               {{"out_min", 100}, {"out_max", 100}});
-    EXPECT_EQ(node->OutMin(), 99.0f);
-    EXPECT_EQ(node->OutMax(), 101.0f);
-    EXPECT_EQ(Samples<float>(OutputImage(*node)), (F{99.0f, 100.0f, 101.0f}));
+    EXPECT_EQ(NormalizedF(CSize(3, 1), {0, 5, 10}, {{"out_min", 100}, {"out_max", 100}}),
+              (F{99.0f, 100.0f, 101.0f}));
 }
 
 TEST(Normalize, AveragesTheExtremesOfTiles) {
-    using F = std::vector<float>;
     // Tiles [0, 1] and [2, 3]: range (0 + 20) / 2 = 10 to (10 + 40) / 2 = 25.
-    EXPECT_EQ(Normalized<float>(IMAGE_GREY_F, CSize(4, 1), F{0, 10, 20, 40}, {{"tileX", 2}}),
-              (F{0.0f, 0.0f, 170.0f, 255.0f}));
+    EXPECT_EQ(NormalizedF(CSize(4, 1), {0, 10, 20, 40}, {{"tileX", 2}}), (F{0, 0, 170, 255}));
     // A column of width 1 in two x-tiles: the first is empty and adds -65536 to the maximum
     // and +65536 to the minimum, so the range is -67232 to 67232.
-    EXPECT_EQ(
-        Normalized<float>(IMAGE_GREY_F, CSize(1, 4), F{200000, -200000, 0, 33616}, {{"tileX", 2}}),
-        (F{255.0f, 0.0f, 127.5f, 191.25f}));
+    EXPECT_EQ(NormalizedF(CSize(1, 4), {200000, -200000, 0, 33616}, {{"tileX", 2}}),
+              (F{255.0f, 0.0f, 127.5f, 191.25f}));
     // Values all below -65536: the maximum stays at its starting value, so -70000 is not 255.
-    EXPECT_EQ(Normalized<float>(IMAGE_GREY_F, CSize(3, 1), F{-80000, -200000, -70000}),
+    EXPECT_EQ(NormalizedF(CSize(3, 1), {-80000, -200000, -70000}),
               (F{(120000.0f * 255.0f) / 134464.0f, 0.0f, (130000.0f * 255.0f) / 134464.0f}));
 }
 
@@ -139,7 +107,7 @@ TEST(Normalize, TiledExtremesEqualTheLiteralScan) {
     std::uniform_real_distribution<float> uniform(-1000.0f, 1000.0f);
     for (int trial = 0; trial < 40; ++trial) {
         CSize size(1 + random() % 70, 1 + random() % 9, 1 + random() % 3);
-        std::vector<float> data(static_cast<size_t>(size.Elements()));
+        F data(static_cast<size_t>(size.Elements()));
         for (float& v : data)
             v = random() % 50 == 0 ? NaN : random() % 7 == 0 ? 0.0f : uniform(random);
         int64_t tiles[3] = {1 + int64_t(random() % 5), 1 + int64_t(random() % 3),
@@ -153,15 +121,17 @@ TEST(Normalize, TiledExtremesEqualTheLiteralScan) {
 }
 
 TEST(Normalize, Errors) {
-    auto error = [](std::vector<SParameter> numbers, const char* map) {
-        return ErrorOf([&] { RunNode<uint8_t>(IMAGE_GREY_8, CSize(2, 2), {1}, numbers, map); });
+    auto bytes = Grey8(CSize(2, 2), {1}), shorts = Blank(IMAGE_GREY_16, CSize(1, 1));
+    const SFailure failures[] = {
+        {{}, "input image is NULL"},
+        {{shorts.get()}, "input image is not of type IMAGE_GREY_F or IMAGE_GREY_8"},
+        {{bytes.get()},
+         "Can't parse the 'min_max_map' parameter, invalid format",
+         {{"min_max_map", "5"}}},
+        {{bytes.get()}, "tile counts must be at least 1, but they are (1, 0, 1)", {{"tileY", 0}}},
+        {{bytes.get()},
+         "(1073741824, 1073741824, 1) tiles are too many for an image of size (2, 2, 1)",
+         {{"tileX", 1 << 30}, {"tileY", 1 << 30}}},
     };
-    EXPECT_EQ(error({}, "5"), "Can't parse the 'min_max_map' parameter, invalid format");
-    EXPECT_EQ(error({{"tileY", 0}}, "NULL"),
-              "tile counts must be at least 1, but they are (1, 0, 1)");
-    EXPECT_EQ(error({{"tileX", 1 << 30}, {"tileY", 1 << 30}}, "NULL"),
-              "(1073741824, 1073741824, 1) tiles are too many for an image of size (2, 2, 1)");
-    EXPECT_EQ(ErrorOf([] { RunNode<uint16_t>(IMAGE_GREY_16, CSize(1, 1), {1}, {}); }, true),
-              "(utility plugins) Normalize::Run | input image is not of type IMAGE_GREY_F or "
-              "IMAGE_GREY_8");
+    ExpectFailures<CPNormalize>("(utility plugins) Normalize::Run | ", failures);
 }

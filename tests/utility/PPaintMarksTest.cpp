@@ -53,50 +53,34 @@ TEST(PaintMarks, PointsFromTheColumnsAtXColumnAndRowsWithoutAPointSkipped) {
 }
 
 TEST(PaintMarks, ClippedAtEveryBorder) {
-    const int64_t offset = 10;
     for (const char* shape : SHAPE_NAMES)
-        for (auto [x, y] : {std::pair{-2.0f, 3.0f},
-                            {9.0f, 3.0f},
-                            {4.0f, -2.0f},
-                            {4.0f, 7.0f},
-                            {-1.0f, -1.0f},
-                            {8.0f, 6.0f},
-                            {-4.0f, 3.0f},
-                            {11.0f, 3.0f},
-                            {4.0f, 9.0f},
-                            {4.0f, -4.0f}}) {
-            std::unique_ptr<CValue> large = Table(2, {x + offset, y + offset});
-            std::unique_ptr<CValue> small = Table(2, {x, y});
-            EXPECT_EQ(Marks(CSize(8, 6), Shape(shape, 3), *small),
-                      Crop(Marks(CSize(28, 26), Shape(shape, 3), *large), offset, offset, 8, 6))
-                << shape << " at " << x << ", " << y;
-        }
+        ExpectClipped(CSize(8, 6),
+                      {-2, 3, 9, 3, 4, -2, 4, 7, -1, -1, 8, 6, -4, 3, 11, 3, 4, 9, 4, -4},
+                      [&](CSize size, int64_t x, int64_t y) {
+                          std::unique_ptr<CValue> point =
+                              Table(2, {static_cast<float>(x), static_cast<float>(y)});
+                          return Marks(size, Shape(shape, 3), *point);
+                      });
 }
 
 TEST(PaintMarks, Failures) {
     std::unique_ptr<CValue> image = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(4, 4), {0});
     std::unique_ptr<CValue> points = Table(2, {1.0f, 1.0f});
-    struct Case {
-        std::string json;
-        const CValue* table;
-        const char* message;
-    } cases[] = {
-        {"{}", nullptr, "input 1 (the table of points) is NULL"},
-        {R"({"x_column": 1})", points.get(),
-         "input 1 must be an IMAGE_GREY_F table of at least 3 columns, but it is an "
-         "IMAGE_GREY_F image of size (2, 1, 1)"},
-        {R"({"x_column": -1})", points.get(), "parameter x_column must be 0 or more, but it is -1"},
-        {R"({"size": -3})", points.get(), "parameter size must be 0 or more, but it is -3"},
-        {R"({"shape": "cross"})", points.get(),
-         "parameter shape must be one of CROSS, PLUS, POINT, SQUARE or CIRCLE, but it is 'cross'"},
-    };
-    for (const Case& c : cases) {
-        CPPaintMarks node;
-        EXPECT_EQ(ErrorOf(
-                      [&] {
-                          RunNode(node, c.json, {image.get(), c.table});
-                      },
-                      true),
-                  std::string("(utility plugins) PaintMarks::Run | ") + c.message);
-    }
+    ExpectJsonFailures<CPPaintMarks>(
+        "(utility plugins) PaintMarks::Run",
+        {{"{}", {image.get()}, "input 1 (the table of points) is NULL"},
+         {R"({"x_column": 1})",
+          {image.get(), points.get()},
+          "input 1 must be an IMAGE_GREY_F table of at least 3 columns, but it is an "
+          "IMAGE_GREY_F image of size (2, 1, 1)"},
+         {R"({"x_column": -1})",
+          {image.get(), points.get()},
+          "parameter x_column must be 0 or more, but it is -1"},
+         {R"({"size": -3})",
+          {image.get(), points.get()},
+          "parameter size must be 0 or more, but it is -3"},
+         {R"({"shape": "cross"})",
+          {image.get(), points.get()},
+          "parameter shape must be one of CROSS, PLUS, POINT, SQUARE or CIRCLE, but it is "
+          "'cross'"}});
 }

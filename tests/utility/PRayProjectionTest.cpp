@@ -13,42 +13,34 @@ namespace {
 
 const float NaN = std::nanf("");
 
-template <class Node, class T>
-std::vector<T> Projected(IImage::CType type, CSize size, std::vector<T> samples) {
+template <class Node>
+std::vector<double> Projected(IImage::CType type, CSize size, std::vector<double> samples) {
     Node node;
-    Configure(node);
-    auto image = ImageValue<T>(type, size, samples);
-    node.SetStackInput(0, image.get());
-    node.Run();
-    const CImage& out = OutputImage(node);
+    auto image = ImageOf(type, size, samples);
+    const CImage& out = RunImage(node, {image.get()});
     EXPECT_EQ(out.Size(), CSize(size.x, size.y, 1));
-    return Samples<T>(out);
+    return ValuesOf(out);
 }
 
 }  // namespace
 
 TEST(RayProjection, ExtremesAlongZ) {
-    using U8 = std::vector<uint8_t>;
+    using D = std::vector<double>;
     // Rays (5, 9, 7) and (0, 0, 255).
-    U8 rays = {5, 0, 9, 0, 7, 255};
-    EXPECT_EQ((Projected<CPRayMaximum>(IMAGE_GREY_8, CSize(2, 1, 3), rays)), (U8{9, 255}));
-    EXPECT_EQ((Projected<CPRayMinimum>(IMAGE_GREY_8, CSize(2, 1, 3), rays)), (U8{5, 0}));
-    EXPECT_EQ((Projected<CPRayMaximum>(IMAGE_BINARY_FG, CSize(1, 1, 2), U8{1, 255})), (U8{255}));
+    EXPECT_EQ(Projected<CPRayMaximum>(IMAGE_GREY_8, CSize(2, 1, 3), {5, 0, 9, 0, 7, 255}),
+              (D{9, 255}));
+    EXPECT_EQ(Projected<CPRayMinimum>(IMAGE_GREY_8, CSize(2, 1, 3), {5, 0, 9, 0, 7, 255}),
+              (D{5, 0}));
+    EXPECT_EQ(Projected<CPRayMaximum>(IMAGE_BINARY_FG, CSize(1, 1, 2), {1, 255}), (D{255}));
     // Unsigned comparisons.
-    EXPECT_EQ((Projected<CPRayMaximum, uint32_t>(IMAGE_GREY_32, CSize(1, 1, 2), {4294967295u, 1})),
-              (std::vector<uint32_t>{4294967295u}));
-    EXPECT_EQ((Projected<CPRayMinimum, uint16_t>(IMAGE_GREY_16, CSize(1, 1, 2), {65535, 1})),
-              (std::vector<uint16_t>{1}));
+    EXPECT_EQ(Projected<CPRayMaximum>(IMAGE_GREY_32, CSize(1, 1, 2), {4294967295.0, 1}),
+              (D{4294967295.0}));
+    EXPECT_EQ(Projected<CPRayMinimum>(IMAGE_GREY_16, CSize(1, 1, 2), {65535, 1}), (D{1}));
     // A NaN in plane 0 stays; later NaNs are passed over.
-    std::vector<float> rayNaNFirst = {NaN, 1, 2}, rayNaNLater = {1, NaN, 2};
-    EXPECT_TRUE(std::isnan(Projected<CPRayMaximum>(IMAGE_GREY_F, CSize(1, 1, 3), rayNaNFirst)[0]));
-    EXPECT_TRUE(std::isnan(Projected<CPRayMinimum>(IMAGE_GREY_F, CSize(1, 1, 3), rayNaNFirst)[0]));
-    EXPECT_EQ(Projected<CPRayMaximum>(IMAGE_GREY_F, CSize(1, 1, 3), rayNaNLater),
-              (std::vector<float>{2}));
-    EXPECT_EQ(Projected<CPRayMinimum>(IMAGE_GREY_F, CSize(1, 1, 3), rayNaNLater),
-              (std::vector<float>{1}));
-    // A 2d input comes out as a copy of its pixels.
-    EXPECT_EQ((Projected<CPRayMinimum>(IMAGE_GREY_8, CSize(3, 1), U8{4, 5, 6})), (U8{4, 5, 6}));
+    EXPECT_TRUE(std::isnan(Projected<CPRayMaximum>(IMAGE_GREY_F, CSize(1, 1, 3), {NaN, 1, 2})[0]));
+    EXPECT_TRUE(std::isnan(Projected<CPRayMinimum>(IMAGE_GREY_F, CSize(1, 1, 3), {NaN, 1, 2})[0]));
+    EXPECT_EQ(Projected<CPRayMaximum>(IMAGE_GREY_F, CSize(1, 1, 3), {1, NaN, 2}), (D{2}));
+    EXPECT_EQ(Projected<CPRayMinimum>(IMAGE_GREY_F, CSize(1, 1, 3), {1, NaN, 2}), (D{1}));
 }
 
 TEST(RayProjection, PlaneByPlaneEqualsTheRayByRayLoop) {
@@ -73,43 +65,27 @@ TEST(RayProjection, PlaneByPlaneEqualsTheRayByRayLoop) {
 
 TEST(RayProjection, RunOnceAndEmptyInputs) {
     CPRayMaximum node;
-    CValueMap parameters;
-    parameters.SetEntry("run_once", new CValueBool(true));
-    Configure(node, parameters);
+    Configure(node, {{"run_once", true}});
     // An empty input is passed on as a copy and does not count as a run.
-    auto empty = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(3, 0, 2), {});
-    node.SetStackInput(0, empty.get());
-    node.Run();
-    EXPECT_EQ(OutputImage(node).Size(), CSize(3, 0, 2));
-    EXPECT_FALSE(node.HasRun());
-
-    auto first = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(1, 1, 2), {1, 2});
-    auto second = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(1, 1, 2), {7, 8});
-    node.SetStackInput(0, first.get());
-    node.Run();
-    node.SetStackInput(0, second.get());
-    node.Run();
-    EXPECT_EQ(Samples<uint8_t>(OutputImage(node)), (std::vector<uint8_t>{2}));
+    auto empty = Blank(IMAGE_GREY_8, CSize(3, 0, 2));
+    EXPECT_EQ(RunImage(node, {empty.get()}).Size(), CSize(3, 0, 2));
+    auto first = Grey8(CSize(1, 1, 2), {1, 2}), second = Grey8(CSize(1, 1, 2), {7, 8});
+    RunImage(node, {first.get()});
+    EXPECT_EQ(Samples<uint8_t>(RunImage(node, {second.get()})), (std::vector<uint8_t>{2}));
     node.NodeInit();
-    node.Run();
-    EXPECT_EQ(Samples<uint8_t>(OutputImage(node)), (std::vector<uint8_t>{8}));
+    EXPECT_EQ(Samples<uint8_t>(RunImage(node, {second.get()})), (std::vector<uint8_t>{8}));
 }
 
 TEST(RayProjection, Errors) {
     CPRayMinimum node;
-    Configure(node);
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              "(utility plugins) RayMinimum::Run | input image is NULL");
     CValueOwnedPointer<CImage> none;
-    node.SetStackInput(0, &none);
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              "(utility plugins) RayMaximum::Run | input image is NULL");
-    for (IImage::CType type : {IMAGE_RGB_8, IMAGE_GREY_D}) {
-        auto image = std::make_unique<CValueOwnedPointer<CImage>>(
-            std::make_unique<CImage>(type, CSize(1, 1, 2)));
-        node.SetStackInput(0, image.get());
-        EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-                  "(utility plugins) RayMinimum::Run | input image must be IMAGE_GREY_F, "
-                  "IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32, or IMAGE_MONO_BINARY.");
-    }
+    auto doubles = Blank(IMAGE_GREY_D, CSize(1, 1, 2));
+    const std::string where = "(utility plugins) RayMinimum::Run | ";
+    EXPECT_EQ(RunError(node, {}), where + "input image is NULL");
+    // A value holding no image is reported under RayMaximum's name.
+    EXPECT_EQ(RunError(node, {&none}), "(utility plugins) RayMaximum::Run | input image is NULL");
+    EXPECT_EQ(RunError(node, {doubles.get()}),
+              where +
+                  "input image must be IMAGE_GREY_F, IMAGE_GREY_8, IMAGE_GREY_16, "
+                  "IMAGE_GREY_32, or IMAGE_MONO_BINARY.");
 }

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -9,7 +7,7 @@
 #include <random>
 #include <sstream>
 
-#include "NodeTesting.h"
+#include "FileTesting.h"
 #include "PReadASCII.h"
 
 using namespace ORVA;
@@ -136,126 +134,97 @@ TEST(LineSeparatorCandidate, PointsAreDecimalPointsUnlessTheyPartEveryRun) {
 
 // ---- the node ----
 
-class ReadASCII : public testing::Test {
+class ReadASCII : public FileTest {
   protected:
-    void SetUp() override { std::filesystem::create_directories(m_directory); }
-    void TearDown() override { std::filesystem::remove_all(m_directory); }
-
-    std::string File(const std::string& content, const std::string& name = "matrix.txt") {
-        std::string path = (m_directory / name).string();
-        std::ofstream(path, std::ios::binary) << content;
-        return path;
+    // Reads `content` with `separator`: what the node printed (with verbose), then the size and
+    // the samples of the image, or the location and message of the failure.
+    std::string Outcome(const std::string& content, const char* separator = "WHITE_SPACE",
+                        bool verbose = false) {
+        WriteFile(Path("matrix.txt"), content);
+        CPReadASCII node;
+        Configure(node, Parameters({{"filename", Path("matrix.txt")},
+                                    {"separator", separator},
+                                    {"verbose", verbose}}));
+        std::string error;
+        std::string printed = CapturedStdout([&] { error = ErrorOf([&] { node.Run(); }, true); });
+        if (error != "no exception") {
+            EXPECT_FALSE(node.IsStackOutputSet(0)) << content;
+            return printed + error;
+        }
+        const CImage& image = OutputImage(node);
+        EXPECT_EQ(image.Type(), IMAGE_GREY_F);
+        std::ostringstream text;
+        text << printed << image.Size().ToString();
+        for (float value : Samples<float>(image))
+            text << " " << value;
+        return text.str();
     }
-    // Reads `content`; with `printed` verbose, and what the node printed lands there.
-    const CImage& Read(const std::string& content, const std::string& separator = "WHITE_SPACE",
-                       std::string* printed = nullptr) {
-        CValueMap parameters;
-        parameters.SetEntry("filename", new CValueString(File(content)));
-        parameters.SetEntry("separator", new CValueString(separator));
-        parameters.SetEntry("verbose", new CValueBool(printed != nullptr));
-        Configure(m_node, parameters);
-        std::string out = CapturedStdout([&] { m_node.Run(); });
-        if (printed) *printed = out;
-        return OutputImage(m_node);
-    }
-
-    std::filesystem::path m_directory =
-        std::filesystem::temp_directory_path() / ("orva-read-ascii-" + std::to_string(getpid()));
-    CPReadASCII m_node;
 };
 
 TEST_F(ReadASCII, SizesComeFromTheLayout) {
-    struct SCase {
-        const char* content;
-        CSize size;
-        std::vector<float> pixels;
-    } cases[] = {
-        {"1 2 3", CSize(3, 1, 1), {1, 2, 3}},
-        {"", CSize(0, 0, 1), {}},
-        {"1 2\n3 4\n\n\n5 6\n7 8\n", CSize(2, 2, 2), {1, 2, 3, 4, 5, 6, 7, 8}},
-        {"1 2\n3 4\n\n5 6\n7 8\n", CSize(2, 4, 1), {1, 2, 3, 4, 5, 6, 7, 8}},
+    const std::string inconsistent = "(file plugins) ReadASCII::Run | inconsistent data in ";
+    const std::pair<const char*, std::string> cases[] = {
+        {"1 2 3", "(3, 1, 1) 1 2 3"},
+        {"", "(0, 0, 1)"},
+        {"1 2\n3 4\n\n\n5 6\n7 8\n", "(2, 2, 2) 1 2 3 4 5 6 7 8"},
+        {"1 2\n3 4\n\n5 6\n7 8\n", "(2, 4, 1) 1 2 3 4 5 6 7 8"},
         // After the first pair of empty lines one is enough.
-        {"1\n\n\n2\n\n3\n", CSize(1, 1, 3), {1, 2, 3}},
+        {"1\n\n\n2\n\n3\n", "(1, 1, 3) 1 2 3"},
         // A comment between the empty lines and the data suppresses the break.
-        {"1\n2\n\n\n3\n\n#c\n4\n", CSize(1, 2, 2), {1, 2, 3, 4}},
+        {"1\n2\n\n\n3\n\n#c\n4\n", "(1, 2, 2) 1 2 3 4"},
         // A value-less line after a break still opens a plane.
-        {"# only a comment\n\n\nno numbers here\n", CSize(0, 0, 2), {}},
+        {"# only a comment\n\n\nno numbers here\n", "(0, 0, 2)"},
         // A carriage return keeps a line from being empty.
-        {"1 2\r\n\r\n\r\n3 4\r\n", CSize(2, 2, 1), {1, 2, 3, 4}},
+        {"1 2\r\n\r\n\r\n3 4\r\n", "(2, 2, 1) 1 2 3 4"},
         // Values up to the first token that does not convert; value-less lines are no rows.
-        {"1 2 x 3\n4 5 1e\nwords\n   \n6 7", CSize(2, 3, 1), {1, 2, 4, 5, 6, 7}},
-        {"1.5.5 -2e1-3\n", CSize(4, 1, 1), {1.5f, 0.5f, -20, -3}},
+        {"1 2 x 3\n4 5 1e\nwords\n   \n6 7", "(2, 3, 1) 1 2 4 5 6 7"},
+        {"1.5.5 -2e1-3\n", "(4, 1, 1) 1.5 0.5 -20 -3"},
         // Values kept by the first pass until the file turns denser than they are.
         {"1.25000000000000000000 2.5\n3 4\n3 4\n3 4\n3 4\n3 4\n3 4\n3 4\n3 4\n3 4\n3 4\n",
-         CSize(2, 11, 1),
-         {1.25f, 2.5f, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4}},
-    };
-    for (const SCase& c : cases) {
-        const CImage& image = Read(c.content);
-        EXPECT_EQ(image.Type(), IMAGE_GREY_F) << c.content;
-        EXPECT_EQ(image.Size(), c.size) << c.content;
-        EXPECT_EQ(Samples<float>(image), c.pixels) << c.content;
-    }
-}
-
-TEST_F(ReadASCII, InconsistentFilesFailWithTheirMessage) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"1 2 3\n4 5\n", "inconsistent data in x direction!"},
-        {"1\n2\n\n\n3\n4\n\n\n5\n6\n7\n", "inconsistent data in the last plane in z direction!"},
-        {"1\n2\n\n\n3\n4\n5\n\n\n6\n7\n8\n", "inconsistent data in z direction!"},
+         "(2, 11, 1) 1.25 2.5 3 4 3 4 3 4 3 4 3 4 3 4 3 4 3 4 3 4 3 4"},
+        {"1 2 3\n4 5\n", inconsistent + "x direction!"},
+        {"1\n2\n\n\n3\n4\n\n\n5\n6\n7\n", inconsistent + "the last plane in z direction!"},
+        {"1\n2\n\n\n3\n4\n5\n\n\n6\n7\n8\n", inconsistent + "z direction!"},
         // "x" opens an empty plane; two empty lines first give an empty first plane.
-        {"1\n\n\nx\n\n2\n", "inconsistent data in z direction!"},
-        {"\n\n1 2\n", "inconsistent data in the last plane in z direction!"},
+        {"1\n\n\nx\n\n2\n", inconsistent + "z direction!"},
+        {"\n\n1 2\n", inconsistent + "the last plane in z direction!"},
     };
-    for (const auto& [content, message] : cases)
-        EXPECT_EQ(ErrorOf([&] { Read(content); }, true),
-                  std::string("(file plugins) ReadASCII::Run | ") + message)
-            << content;
-    EXPECT_FALSE(m_node.IsStackOutputSet(0));
+    for (const auto& [content, expected] : cases)
+        EXPECT_EQ(Outcome(content), expected) << content;
 }
 
 TEST_F(ReadASCII, SeparatorChoices) {
-    struct SCase {
-        const char* content;
-        const char* separator;
-        std::vector<float> pixels;
-        const char* printed;
-    } cases[] = {
-        {"1,2,3\n", "COMMA", {1, 2, 3}, "Chosen separator: ,\n"},
-        {"1,2,3\n", "WHITE_SPACE", {1}, ""},
-        {"1.5\n", ".", {1, 5}, "Chosen separator: .\n"},
-        {"1W2\n", "WHITE SPACE", {1, 2}, "Chosen separator: W\n"},
-        {"1e5\n", "e", {1, 5}, "Chosen separator: e\n"},
-        {"1;2\n3;4\n5;6\n", "AUTO", {1, 2, 3, 4, 5, 6}, "Separator is: ;\n"},
-        {"1,2\n3,4\n5;6\n", "AUTO", {1, 3, 5}, "Unexpected Error\n"},
-        {"1 2\n3 4\n", "AUTO", {1, 2, 3, 4}, "No separator found\n"},
-        {"# a;b\n\n1.5|2.5\n", "AUTO", {1.5f, 2.5f}, "Separator is: |\n"},
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"1,2,3\n", "COMMA", "Chosen separator: ,\nthe depth is 1\n(3, 1, 1) 1 2 3"},
+        {"1,2,3\n", "WHITE_SPACE", "the depth is 1\n(1, 1, 1) 1"},
+        {"1.5\n", ".", "Chosen separator: .\nthe depth is 1\n(2, 1, 1) 1 5"},
+        {"1W2\n", "WHITE SPACE", "Chosen separator: W\nthe depth is 1\n(2, 1, 1) 1 2"},
+        {"1e5\n", "e", "Chosen separator: e\nthe depth is 1\n(2, 1, 1) 1 5"},
+        {"1;2\n3;4\n5;6\n", "AUTO", "Separator is: ;\nthe depth is 1\n(2, 3, 1) 1 2 3 4 5 6"},
+        {"1,2\n3,4\n5;6\n", "AUTO", "Unexpected Error\nthe depth is 1\n(1, 3, 1) 1 3 5"},
+        {"1 2\n3 4\n", "AUTO", "No separator found\nthe depth is 1\n(2, 2, 1) 1 2 3 4"},
+        {"# a;b\n\n1.5|2.5\n", "AUTO", "Separator is: |\nthe depth is 1\n(2, 1, 1) 1.5 2.5"},
     };
-    for (const SCase& c : cases) {
-        std::string printed;
-        EXPECT_EQ(Samples<float>(Read(c.content, c.separator, &printed)), c.pixels)
-            << c.content << " with " << c.separator;
-        EXPECT_EQ(printed, c.printed + std::string("the depth is 1\n")) << c.content;
-    }
+    for (const auto& [content, separator, expected] : cases)
+        EXPECT_EQ(Outcome(content, separator, true), expected) << content << " with " << separator;
 }
 
 TEST_F(ReadASCII, CommentsPathsAndLabels) {
-    File("#first,line\n1,2\n# second\n", "values.txt");
-    setenv("ORVA_TEST_ASCII_DIR", m_directory.c_str(), 1);
-    unsetenv("ORVA_TEST_ASCII_UNSET");
-    CValueMap parameters;
-    parameters.SetEntry(
-        "filename", new CValueString("%ORVA_TEST_ASCII_DIR%/%ORVA_TEST_ASCII_UNSET%values.txt"));
-    parameters.SetEntry("separator", new CValueString("COMMA"));
-    Configure(m_node, parameters);
-    m_node.Run();
-    const CImage& image = OutputImage(m_node);
-    std::string path = (m_directory / "values.txt").string();
+    WriteFile(Path("values.txt"), "#first,line\n1,2\n# second\n");
+    CScopedVariable directory("ORVA_TEST_ASCII_DIR", m_directory.c_str());
+    CScopedVariable unset("ORVA_TEST_ASCII_UNSET", nullptr);
+    CValueMap parameters =
+        Parameters({{"filename", "%ORVA_TEST_ASCII_DIR%/%ORVA_TEST_ASCII_UNSET%values.txt"},
+                    {"separator", "COMMA"}});
+    CPReadASCII node;
+    Configure(node, parameters);
+    node.Run();
+    const CImage& image = OutputImage(node);
     EXPECT_EQ(Samples<float>(image), (std::vector<float>{1, 2}));
     EXPECT_EQ(image.Attributes().EntryString("comments"), "#first line\n# second\n");
-    EXPECT_EQ(image.Attributes().EntryString("image_path"), path);
-    EXPECT_EQ(m_node.Parameters().EntryString("ui/tooltip"), path);
-    EXPECT_EQ(m_node.Parameters().EntryString("ui/label"), "values.txt");
+    EXPECT_EQ(image.Attributes().EntryString("image_path"), Path("values.txt"));
+    EXPECT_EQ(node.Parameters().EntryString("ui/tooltip"), Path("values.txt"));
+    EXPECT_EQ(node.Parameters().EntryString("ui/label"), "values.txt");
 
     parameters.SetEntry("ui/automaticLabel", new CValueBool(false));
     CPReadASCII unlabelled;
@@ -265,34 +234,25 @@ TEST_F(ReadASCII, CommentsPathsAndLabels) {
 }
 
 TEST_F(ReadASCII, RunOnceSkipsUntilNodeInit) {
-    CValueMap parameters;
-    parameters.SetEntry("filename", new CValueString(File("1\n")));
-    parameters.SetEntry("run_once", new CValueBool(true));
-    Configure(m_node, parameters);
-    m_node.Run();
-    const CImage* first = &OutputImage(m_node);
-    File("2 3\n");
-    m_node.Run();
-    EXPECT_EQ(&OutputImage(m_node), first);
-    m_node.NodeInit();
-    m_node.Run();
-    EXPECT_EQ(Samples<float>(OutputImage(m_node)), (std::vector<float>{2, 3}));
-
-    // Without a file name the node reads "NULL", not its default.
-    CValueMap empty, setup;
-    m_node.Init(&empty);
-    m_node.NodeInit();
-    m_node.GetPluginSetup(setup);
-    EXPECT_EQ(setup.EntryString("parameters/filename"), "NULL");
+    WriteFile(Path("once.txt"), "1\n");
+    CPReadASCII node;
+    Configure(node, Parameters({{"filename", Path("once.txt")}, {"run_once", true}}));
+    node.Run();
+    const CImage* first = &OutputImage(node);
+    WriteFile(Path("once.txt"), "2 3\n");
+    node.Run();
+    EXPECT_EQ(&OutputImage(node), first);
+    node.NodeInit();
+    node.Run();
+    EXPECT_EQ(Samples<float>(OutputImage(node)), (std::vector<float>{2, 3}));
 }
 
 TEST_F(ReadASCII, BadFilesEndInAnImageOrAClearError) {
     const std::string location = "(file plugins) ReadASCII::Run";
-    for (std::string path : {(m_directory / "missing.txt").string(), m_directory.string()}) {
-        CValueMap parameters;
-        parameters.SetEntry("filename", new CValueString(path));
-        Configure(m_node, parameters);
-        EXPECT_EQ(ErrorOf([&] { m_node.Run(); }, true),
+    for (std::string path : {Path("missing.txt"), m_directory.string()}) {
+        CPReadASCII node;
+        Configure(node, Parameters({{"filename", path}}));
+        EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
                   location + " | " + location + "Can not open file: '" + path + "'");
     }
 
@@ -300,23 +260,24 @@ TEST_F(ReadASCII, BadFilesEndInAnImageOrAClearError) {
     std::string garbage;  // NUL bytes included
     for (int i = 0; i < 200000; ++i)
         garbage.push_back(static_cast<char>(random()));
-    std::string outcome = ErrorOf([&] { Read(garbage); });
-    EXPECT_TRUE(outcome == "no exception" || outcome.find("inconsistent") == 0) << outcome;
+    std::string outcome = Outcome(garbage);
+    EXPECT_TRUE(outcome.find("(") == 0 || outcome.find(location + " | inconsistent") == 0)
+        << outcome.substr(0, 200);
 
     // Lines far longer than the reading window.
     std::string line;
     for (int i = 0; i < 1000000; ++i)
         line += std::to_string(i % 10) + " ";
-    const CImage& wide = Read(line + "\n" + line);
-    EXPECT_EQ(wide.Size(), CSize(1000000, 2, 1));
-    EXPECT_EQ(wide.Data<float>()[1999999], 9.0f);
+    std::string wide = Outcome(line + "\n" + line);
+    EXPECT_EQ(wide.size(), 15 + 2 * 2000000u);
+    EXPECT_EQ(wide.substr(0, 23) + wide.substr(wide.size() - 6), "(1000000, 2, 1) 0 1 2 3 7 8 9");
 
     // A big file whose only inconsistent row is near its end.
     std::string rows;
     for (int i = 0; i < 200000; ++i)
         rows += "1.25 2.5 3.75 4\n";
-    EXPECT_EQ(ErrorOf([&] { Read(rows + "1 2 3\n" + rows.substr(0, 100)); }),
-              "inconsistent data in x direction!");
+    EXPECT_EQ(Outcome(rows + "1 2 3\n" + rows.substr(0, 100)),
+              location + " | inconsistent data in x direction!");
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <bit>
 #include <cfloat>
 #include <cmath>
@@ -12,7 +10,7 @@
 #include <random>
 #include <sstream>
 
-#include "NodeTesting.h"
+#include "FileTesting.h"
 #include "PReadASCII.h"
 #include "PSaveASCII.h"
 
@@ -124,11 +122,8 @@ TEST(FormatMatrix, WritesAsTheLiteralStreamLoop) {
 
 // ---- the nodes ----
 
-class SaveASCII : public testing::Test {
+class SaveASCII : public FileTest {
   protected:
-    void SetUp() override { std::filesystem::create_directories(m_directory); }
-    void TearDown() override { std::filesystem::remove_all(m_directory); }
-
     // Runs the file mode on `image` (by default into m_path), or the string mode, whose
     // string it returns.
     std::string Run(const CValue& image, CValueMap parameters = {}, bool toString = false) {
@@ -140,21 +135,16 @@ class SaveASCII : public testing::Test {
         node.Run();
         return toString ? node.StackOutput(0)->String() : std::string();
     }
-    std::string Written() const {
-        std::ifstream file(m_path, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    }
 
-    std::filesystem::path m_directory =
-        std::filesystem::temp_directory_path() / ("orva-save-ascii-" + std::to_string(getpid()));
-    std::string m_path = (m_directory / "out.txt").string();
+    std::string m_path = Path("out.txt");
 };
 
+std::unique_ptr<CValue> Floats(std::vector<float> samples, CSize size = CSize(1, 1)) {
+    return ImageValue<float>(IMAGE_GREY_F, size, samples);
+}
+
 CValueMap Format(const char* baseType, int32_t precision) {
-    CValueMap parameters;
-    parameters.SetEntry("base_type", new CValueString(baseType));
-    parameters.SetEntry("precision", new CValueLong(precision));
-    return parameters;
+    return Parameters({{"base_type", baseType}, {"precision", precision}});
 }
 
 TEST_F(SaveASCII, WritesRowsPlanesAndNumberFormats) {
@@ -163,21 +153,16 @@ TEST_F(SaveASCII, WritesRowsPlanesAndNumberFormats) {
         CValueMap parameters;
         std::string text;
     } cases[] = {
-        {ImageValue<float>(IMAGE_GREY_F, CSize(2, 2), {1, 2, 3, 4}), {}, "1 2 \n3 4 \n"},
-        {ImageValue<float>(IMAGE_GREY_F, CSize(2, 1, 2), {1, 2, 3, 4}), {}, "1 2 \n\n\n3 4 \n"},
-        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {0.5f}), Format("fixed", 2), "0.50 \n"},
-        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {0.5f}), Format("scientific", 2),
-         "5.00e-01 \n"},
-        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f / 3}), Format("dec", 8),
-         "0.33333334 \n"},
-        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f / 3}), Format("floatfield", 3),
-         "0.333 \n"},
-        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f / 3}), Format("dec", -4),
-         "0.33333334 \n"},
-        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f / 3}), Format("other", 2), "0.33 \n"},
-        {ImageValue<float>(IMAGE_GREY_F, CSize(2, 1), {1e10f, -0.0f}), Format("dec", 0),
-         "1e+10 -0 \n"},
-        {ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f}), Format("dec", 1001), "1 \n"},
+        {Floats({1, 2, 3, 4}, CSize(2, 2)), {}, "1 2 \n3 4 \n"},
+        {Floats({1, 2, 3, 4}, CSize(2, 1, 2)), {}, "1 2 \n\n\n3 4 \n"},
+        {Floats({0.5f}), Format("fixed", 2), "0.50 \n"},
+        {Floats({0.5f}), Format("scientific", 2), "5.00e-01 \n"},
+        {Floats({1.0f / 3}), Format("dec", 8), "0.33333334 \n"},
+        {Floats({1.0f / 3}), Format("floatfield", 3), "0.333 \n"},
+        {Floats({1.0f / 3}), Format("dec", -4), "0.33333334 \n"},
+        {Floats({1.0f / 3}), Format("other", 2), "0.33 \n"},
+        {Floats({1e10f, -0.0f}, CSize(2, 1)), Format("dec", 0), "1e+10 -0 \n"},
+        {Floats({1.0f}), Format("dec", 1001), "1 \n"},
         {ImageValue<uint8_t>(IMAGE_GREY_8, CSize(2, 1), {65, 255}), Format("fixed", 2),
          "65 255 \n"},
         {ImageValue<uint8_t>(IMAGE_BINARY_FG, CSize(2, 1), {0, 1}), {}, "0 1 \n"},
@@ -186,22 +171,24 @@ TEST_F(SaveASCII, WritesRowsPlanesAndNumberFormats) {
     };
     for (SCase& c : cases) {
         Run(*c.image, c.parameters);
-        EXPECT_EQ(Written(), c.text);
+        EXPECT_EQ(FileBytes(m_path), c.text);
+        // The string mode reads base_type too, though it does not declare it, and no file name.
+        std::filesystem::remove(m_path);
         EXPECT_EQ(Run(*c.image, c.parameters, true), c.text);
+        EXPECT_FALSE(std::filesystem::exists(m_path));
     }
 }
 
 TEST_F(SaveASCII, AppendsAfterTheCommentAndBlock) {
-    auto image = ImageValue<float>(IMAGE_GREY_F, CSize(2, 1), {1.5f, 2.5f});
-    CValueMap parameters;
-    parameters.SetEntry("text", new CValueString("#made by a test"));
+    auto image = Floats({1.5f, 2.5f}, CSize(2, 1));
+    CValueMap parameters = Parameters({{"text", "#made by a test"}});
     Run(*image, parameters);
     parameters.SetEntry("append", new CValueBool(true));
     Run(*image, parameters);
-    EXPECT_EQ(Written(), "#made by a test\n1.5 2.5 \n#made by a test\n1.5 2.5 \n");
+    EXPECT_EQ(FileBytes(m_path), "#made by a test\n1.5 2.5 \n#made by a test\n1.5 2.5 \n");
     parameters.SetEntry("append", new CValueBool(false));
     Run(*image, parameters);
-    EXPECT_EQ(Written(), "#made by a test\n1.5 2.5 \n");
+    EXPECT_EQ(FileBytes(m_path), "#made by a test\n1.5 2.5 \n");
 }
 
 TEST_F(SaveASCII, RoundTripsFloatsBitForBit) {
@@ -235,7 +222,7 @@ TEST_F(SaveASCII, RoundTripsFloatsBitForBit) {
 
 TEST_F(SaveASCII, StdoutKeepsTheStreamFormat) {
     auto bytes = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(2, 1), {10, 255});
-    auto floats = ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {0.25f});
+    auto floats = Floats({0.25f});
     CValueMap decimal = Format("dec", 3), scientific = Format("scientific", 3);
     for (CValueMap* parameters : {&decimal, &scientific}) {
         parameters->SetEntry("filename", new CValueString("STDOUT"));
@@ -265,13 +252,13 @@ TEST_F(SaveASCII, StdoutKeepsTheStreamFormat) {
 }
 
 TEST_F(SaveASCII, VerboseSaysWhatItWrites) {
-    auto image = ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f});
+    auto image = Floats({1.0f});
     CValueMap parameters = Format("fixed", -1);
     parameters.SetEntry("verbose", new CValueBool(true));
     EXPECT_EQ(CapturedStdout([&] { Run(*image, parameters); }),
               "(utility plugins) SaveASCII: writing image to '" + m_path +
                   "' in fixed notation and precision of -1\n");
-    EXPECT_EQ(Written(), "1.00000000 \n");
+    EXPECT_EQ(FileBytes(m_path), "1.00000000 \n");
     EXPECT_EQ(CapturedStdout([&] { Run(*image, parameters, true); }),
               "(utility plugins) ImageToString: converting image to string with in fixed "
               "notation and precision of -1\n");
@@ -296,40 +283,22 @@ TEST_F(SaveASCII, BadInputsAndDestinationsFailWithTheirMessage) {
         EXPECT_EQ(ErrorOf([&] { toString.Run(); }), message);
     }
 
-    auto floats = ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {1.0f});
-    std::string missing = (m_directory / "missing" / "out.txt").string();
-    const std::pair<std::string, std::string> destinations[] = {
-        {m_directory.string(),
-         "Can not open file for writing: '" + m_directory.string() + "' (no permissions?)"},
-        {missing, "Can not open file for writing: '" + missing + "' (no permissions?)"},
-        {"/dev/full", "Can not save file: '/dev/full' (no permissions or disk full?)"},
+    auto floats = Floats({1.0f});
+    const std::pair<std::string, const char*> destinations[] = {
+        {m_directory.string(), "Can not open file for writing: '%F' (no permissions?)"},
+        {"/dev/full", "Can not save file: '%F' (no permissions or disk full?)"},
     };
-    for (const auto& [filename, message] : destinations) {
-        CValueMap parameters;
-        parameters.SetEntry("filename", new CValueString(filename));
-        EXPECT_EQ(ErrorOf([&] { Run(*floats, parameters); }, true),
-                  "(utility plugins) SaveASCII | " + message);
-    }
+    for (const auto& [filename, message] : destinations)
+        EXPECT_EQ(Replaced(ErrorOf(
+                               [&] {
+                                   Run(*floats, Parameters({{"filename", filename}}));
+                               },
+                               true),
+                           filename, "%F"),
+                  std::string("(utility plugins) SaveASCII | ") + message);
     EXPECT_EQ(ErrorOf([&] { Run(*floats, Format("fixed", 1001), true); }),
               "precision 1001 is too large for the fixed notation: at most 1000 digits are "
               "written");
-}
-
-TEST(ImageToString, DeclaresOnlyThePrecisionAndIgnoresFileNames) {
-    CPSaveASCII node(true);
-    CValueMap setup;
-    node.GetPluginSetup(setup);
-    EXPECT_EQ(setup.EntryString("name"), "ImageToString");
-    EXPECT_EQ(setup.Entry("parameters")->Map()->Keys(), std::vector<std::string>{"precision"});
-    CValueMap parameters;
-    parameters.SetEntry("filename", new CValueString("ignored.txt"));
-    parameters.SetEntry("base_type", new CValueString("scientific"));
-    Configure(node, parameters);
-    auto image = ImageValue<float>(IMAGE_GREY_F, CSize(1, 1), {2.0f});
-    node.SetStackInput(0, image.get());
-    node.Run();
-    EXPECT_EQ(node.StackOutput(0)->String(), "2.00000000e+00 \n");
-    EXPECT_FALSE(std::filesystem::exists("ignored.txt"));
 }
 
 }  // namespace

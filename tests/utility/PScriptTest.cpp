@@ -1,12 +1,9 @@
-#include <unistd.h>
-
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <thread>
 
-#include "NodeTesting.h"
+#include "FileTesting.h"
 #include "PScript.h"
 
 using namespace ORVA;
@@ -18,44 +15,32 @@ const char* const INVERT = "sh \"%ORVADIR%/examples/scripts/invert.sh\" %IN0% %O
 
 // Every test runs with TMPDIR at a directory of its own, so that what Script leaves behind
 // shows.
-class Script : public testing::Test {
+class Script : public FileTest {
   protected:
-    void SetUp() override {
-        m_directory = std::filesystem::temp_directory_path() /
-                      ("orva-script-test-" + std::to_string(getpid()) + "-" +
-                       testing::UnitTest::GetInstance()->current_test_info()->name());
-        UseTemporaryDirectory(m_directory);
-        if (const char* previous = std::getenv("TMPDIR")) m_previous = previous;
-    }
-    void TearDown() override {
-        if (m_previous.empty())
-            unsetenv("TMPDIR");
-        else
-            setenv("TMPDIR", m_previous.c_str(), 1);
-        std::filesystem::remove_all(m_directory);
-    }
-    void UseTemporaryDirectory(const std::filesystem::path& directory) {
-        std::filesystem::create_directories(directory);
-        setenv("TMPDIR", directory.c_str(), 1);
-    }
-
-    // A Script node with `command` and further settings, run on `inputs`.
-    std::unique_ptr<CPScript> RunScript(const std::string& command,
-                                        std::vector<CValue*> inputs = {}, CValueMap settings = {}) {
+    // A Script node with `command` and further settings, its inputs placed.
+    std::unique_ptr<CPScript> Prepared(const std::string& command, std::vector<CValue*> inputs,
+                                       CValueMap settings) {
         auto node = std::make_unique<CPScript>();
         settings.SetEntry("command", new CValueString(command));
         Configure(*node, settings);
         for (size_t pin = 0; pin < inputs.size(); ++pin)
             node->SetStackInput(static_cast<int>(pin), inputs[pin]);
+        return node;
+    }
+    std::unique_ptr<CPScript> RunScript(const std::string& command,
+                                        std::vector<CValue*> inputs = {}, CValueMap settings = {}) {
+        auto node = Prepared(command, inputs, settings);
         node->Run();
         return node;
     }
-    // The message of a run that fails; what it printed on standard error goes to `errors`.
+    // The message of a run that fails, which sets no output; what it printed on standard error
+    // goes to `errors`.
     std::string Failure(const std::string& command, std::vector<CValue*> inputs = {},
                         CValueMap settings = {}, std::string* errors = nullptr) {
+        auto node = Prepared(command, inputs, settings);
         std::string message;
-        std::string printed = CapturedStderr(
-            [&] { message = ErrorOf([&] { RunScript(command, inputs, std::move(settings)); }); });
+        std::string printed = CapturedStderr([&] { message = ErrorOf([&] { node->Run(); }); });
+        EXPECT_FALSE(node->IsStackOutputSet(0)) << command;
         if (errors) *errors = printed;
         return message;
     }
@@ -66,8 +51,7 @@ class Script : public testing::Test {
         return names;
     }
 
-    std::filesystem::path m_directory;
-    std::string m_previous;
+    CScopedVariable m_temporary{"TMPDIR", m_directory.c_str()};
 };
 
 }  // namespace
@@ -83,7 +67,6 @@ TEST(ScriptCommand, SplitsIntoWordsAsAShellDoes) {
          {"q\"uote", "back\\slash", "keep\\n", "esc aped", "'x"}},
         {R"('' "" x)", {"", "", "x"}},
         {"$(rm -rf x); `y` | z > w", {"$(rm", "-rf", "x);", "`y`", "|", "z", ">", "w"}},
-        {"", {}},
         {"   ", {}},
     };
     for (const Case& c : cases)
@@ -125,20 +108,18 @@ TEST_F(Script, WritesScalarsAsTheirTextAndTakesSeveralPins) {
 
 TEST_F(Script, NoValueCanBecomeACommand) {
     // A variable's value, blanks and all, is one argument, and nothing in it is run.
-    setenv("ORVA_SCRIPT_TEST_VALUE", "5 6; exit 7 $(exit 8) `exit 9` | false", 1);
+    CScopedVariable value("ORVA_SCRIPT_TEST_VALUE", "5 6; exit 7 $(exit 8) `exit 9` | false");
     auto node = RunScript("sh -c 'echo \"$1\" > \"$2\"' sh %ORVA_SCRIPT_TEST_VALUE% %OUT0%");
     EXPECT_EQ(Samples<float>(OutputImage(*node)), (std::vector<float>{5, 6}));
-    unsetenv("ORVA_SCRIPT_TEST_VALUE");
 }
 
 TEST_F(Script, FileNamesWithBlanksQuotesAndPercentSigns) {
     std::filesystem::path odd = m_directory / "a dir with 'single' \"double\" %HOME% $(x) ;";
-    UseTemporaryDirectory(odd);
+    std::filesystem::create_directories(odd);
+    CScopedVariable temporary("TMPDIR", odd.c_str());
     auto image = ImageValue<float>(IMAGE_GREY_F, CSize(2, 1), {1.0f, 2.0f});
-    CValueMap keep;
-    keep.SetEntry("keep_files", new CValueBool(true));
     std::string printed = CapturedStdout([&] {
-        auto node = RunScript(INVERT, {image.get()}, keep);
+        auto node = RunScript(INVERT, {image.get()}, Parameters({{"keep_files", true}}));
         EXPECT_EQ(Samples<float>(OutputImage(*node)), (std::vector<float>{254, 253}));
         // Kept files keep the path the image was read from.
         EXPECT_EQ(OutputImage(*node).Attributes().EntryString("image_path").rfind(odd.string(), 0),
@@ -172,63 +153,45 @@ TEST_F(Script, FailuresCarryTheEndOfStandardError) {
 
     struct Case {
         std::string command;
-        std::vector<CValue*> inputs;
-        std::string message;
+        std::string message;  // its beginning
+        CValue* input = nullptr;
     } cases[] = {
         {"sh -c 'kill -TERM $$'",
-         {},
-         "the command was ended by signal 15 (Terminated). It wrote "
-         "nothing to standard error."},
-        {"sh -c 'true' sh %OUT0%", {}, "the command wrote no file for %OUT0% ('"},
+         "the command was ended by signal 15 (Terminated). It wrote nothing to standard error."},
         {"sh -c 'echo 1 > \"$1\"; echo \"1 2\" >> \"$1\"' sh %OUT0%",
-         {},
          "the file of %OUT0% cannot be read as a text matrix: inconsistent data in x direction!"},
         {"no-such-program-of-orva",
-         {},
-         "cannot run 'no-such-program-of-orva': No such file or "
-         "directory"},
-        {"cat %IN0% %IN1%", {image.get()}, "the command uses %IN1% but input 1 is empty"},
+         "cannot run 'no-such-program-of-orva': No such file or directory"},
+        {"cat %IN0% %IN1%", "the command uses %IN1% but input 1 is empty", image.get()},
         {"cat %IN0%",
-         {colour.get()},
          "input 0 cannot be written as a text matrix: input image is not of type IMAGE_GREY_F, "
-         "IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32, nor IMAGE_MONO_BINARY"},
+         "IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32, nor IMAGE_MONO_BINARY",
+         colour.get()},
         {"cat %IN0%",
-         {&list},
-         "input 0 holds a CValueVector; a script takes images, numbers, "
-         "bools and strings"},
-        {"cat %IN100%", {}, "%IN100% names a pin beyond 99: a script has pins 0 to 99"},
-        {" ", {}, "the command is empty"},
+         "input 0 holds a CValueVector; a script takes images, numbers, bools and strings", &list},
+        {"cat %IN100%", "%IN100% names a pin beyond 99: a script has pins 0 to 99"},
+        // Outputs are set only when every file is read.
+        {"sh -c 'echo 1 > \"$1\"' sh %OUT0% %OUT1%", "the command wrote no file for %OUT1% ('"},
+        {" ", "the command is empty"},
     };
     for (const Case& c : cases) {
-        std::string got = Failure(c.command, c.inputs);
+        std::string got = Failure(c.command, {c.input});
         EXPECT_EQ(got.substr(0, c.message.size()), c.message) << c.command;
     }
     // Everything made for the failed runs is gone.
     EXPECT_TRUE(Left().empty());
 }
 
-TEST_F(Script, OutputsAreSetOnlyWhenEveryFileIsRead) {
-    auto node = std::make_unique<CPScript>();
-    CValueMap settings;
-    settings.SetEntry("command", new CValueString("sh -c 'echo 1 > \"$1\"' sh %OUT0% %OUT1%"));
-    Configure(*node, settings);
-    EXPECT_NE(ErrorOf([&] { node->Run(); }), "no exception");
-    EXPECT_FALSE(node->IsStackOutputSet(0));
-}
-
 TEST_F(Script, ATimeoutKillsTheCommandAndWhatItStarted) {
     // The shell starts a sleep in the background and tells its process id.
-    std::string pidFile = (m_directory / "pid").string();
-    setenv("ORVA_SCRIPT_TEST_PID", pidFile.c_str(), 1);
-    CValueMap settings;
-    settings.SetEntry("timeout", new CValueDouble(0.5));
+    std::string pidFile = Path("pid");
+    CScopedVariable variable("ORVA_SCRIPT_TEST_PID", pidFile.c_str());
     auto start = std::chrono::steady_clock::now();
     std::string message = Failure(
         "sh -c 'sleep 30 & echo $! > \"$1\"; echo waiting >&2; wait' sh %ORVA_SCRIPT_TEST_PID%", {},
-        settings);
+        Parameters({{"timeout", 0.5}}));
     double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    unsetenv("ORVA_SCRIPT_TEST_PID");
     EXPECT_EQ(message,
               "the command did not end within 0.5 s and was killed. Its standard error ends "
               "with:\nwaiting");

@@ -24,10 +24,6 @@ std::unique_ptr<CValue> ReadStored() {
 }  // namespace
 
 TEST(StaticImage, KeepsACopyOfTheLastImageWritten) {
-    std::unique_ptr<CValue> empty = ReadStored();
-    EXPECT_EQ(UnwrapPointer<CImage>(empty.get())->Type(), IMAGE_GREY_F);
-    EXPECT_EQ(UnwrapPointer<CImage>(empty.get())->Size(), CSize(0, 0, 0));
-
     for (CSize size : {CSize(4, 3), CSize(2, 1, 3)}) {
         std::vector<float> samples(static_cast<size_t>(size.Elements()));
         for (size_t i = 0; i < samples.size(); ++i)
@@ -50,13 +46,16 @@ TEST(StaticImage, KeepsACopyOfTheLastImageWritten) {
 
 TEST(StaticImage, OtherModesDoNothing) {
     std::unique_ptr<CValue> input = ImageValue<float>(IMAGE_GREY_F, CSize(2, 2), {1.0f});
-    for (const char* mode : {"DELETE", "write", ""}) {
+    for (const char* mode : {"DELETE", "write"}) {
         auto node = StaticImage(mode);
         node->SetStackInput(0, input.get());
         EXPECT_EQ(ErrorOf([&] { node->Run(); }), "no exception") << mode;
         EXPECT_FALSE(node->IsStackOutputSet(0)) << mode;
     }
-    EXPECT_EQ(UnwrapPointer<CImage>(ReadStored().get())->Size(), CSize(0, 0, 0));
+    // Nothing was written: a read gives the empty float image the module starts with.
+    std::unique_ptr<CValue> empty = ReadStored();
+    EXPECT_EQ(UnwrapPointer<CImage>(empty.get())->Type(), IMAGE_GREY_F);
+    EXPECT_EQ(UnwrapPointer<CImage>(empty.get())->Size(), CSize(0, 0, 0));
 }
 
 TEST(StaticImage, WriteChecksItsInput) {

@@ -1,6 +1,6 @@
 #include "PStaticStorage.h"
 
-#include "NodeTesting.h"
+#include "FileTesting.h"
 
 using namespace ORVA;
 using namespace testing_support;
@@ -34,136 +34,92 @@ std::unique_ptr<CValue> Read(const char* key, const char* storage = "STATIC",
     return node->TakeStackOutput(0);
 }
 
-std::unique_ptr<CValue> Values(std::initializer_list<int32_t> numbers) {
-    auto vector = std::make_unique<CValueVector>();
-    for (int32_t number : numbers)
-        vector->PushBack(new CValueLong(number));
-    return vector;
+// Runs a fresh node on `input` (in the text format; null: none): its output in the text format,
+// "-" when it sets none, or "L | message" for a failure at the node's location.
+std::string Outcome(const char* mode, const char* key, const char* storage, const char* input) {
+    auto node = Storage(mode, key, storage);
+    std::unique_ptr<CValue> value = input ? CTextSerializer::FromText(input) : nullptr;
+    if (value) node->SetStackInput(0, value.get());
+    std::string error = ErrorOf([&] { node->Run(); }, true);
+    if (error != "no exception") return Replaced(error, "StaticStorage |", "L |");
+    return node->StackOutput(0) ? CTextSerializer::ToText(*node->StackOutput(0), 0) : "-";
 }
 
 }  // namespace
 
 TEST(StaticStorage, EveryKindSurvivesWriteAndReadInEitherStorage) {
-    auto map = std::make_unique<CValueMap>();
-    map->SetEntry("a/b", new CValueDouble(0.5));
-    map->SetEntry("list", Values({1, 2}));
-    std::unique_ptr<CValue> image =
-        ImageValue<float>(IMAGE_GREY_F, CSize(3, 2), {1.5f, -2.0f, 7.0f});
-    UnwrapPointer<CImage>(image.get())->Attributes().SetEntry("unit", new CValueString("mm"));
+    std::unique_ptr<CValue> values = CTextSerializer::FromText(R"({
+        "long": 5, "double": -0.25, "bool": true, "string": "text", "vector": [3, 4, 5],
+        "map": {"a": {"b": 0.5}, "list": [1, 2]},
+        "image": {"@image": {"type": "IMAGE_GREY_F", "size": [3, 2, 1],
+                             "data": [1.5, -2, 7, 0, 0, 1], "attributes": {"unit": "mm"}}}})");
     CImage borrowedImage(IMAGE_GREY_16, CSize(2, 1));
     borrowedImage.Data<uint16_t>()[1] = 300;
-    CValuePointer<CImage> borrowed(&borrowedImage);
-
-    std::vector<std::pair<const char*, std::unique_ptr<CValue>>> values;
-    values.emplace_back("long", std::make_unique<CValueLong>(5));
-    values.emplace_back("double", std::make_unique<CValueDouble>(-0.25));
-    values.emplace_back("bool", std::make_unique<CValueBool>(true));
-    values.emplace_back("string", std::make_unique<CValueString>("text"));
-    values.emplace_back("map", std::move(map));
-    values.emplace_back("vector", Values({3, 4, 5}));
-    values.emplace_back("image", std::move(image));
-    values.emplace_back("borrowed", borrowed.CloneUnique());
+    values->Map()->SetEntry("borrowed", new CValuePointer<CImage>(&borrowedImage));
 
     for (const char* storage : {"STATIC", "REGISTRY"}) {
-        for (auto& [key, value] : values)
-            Write(key, value.get(), storage);
-        for (auto& [key, value] : values) {
-            std::unique_ptr<CValue> read = Read(key, storage);
+        for (const auto& [key, value] : *values->Map())
+            Write(key.c_str(), value.get(), storage);
+        for (const auto& [key, value] : *values->Map()) {
+            std::unique_ptr<CValue> read = Read(key.c_str(), storage);
             ASSERT_NE(read, nullptr) << key;
-            if (HoldsType<CImage>(value.get()))
-                EXPECT_EQ(read->Type(), typeid(CValueOwnedPointer<CImage>)) << key;
-            else
-                EXPECT_EQ(read->Type(), value->Type()) << key;
             EXPECT_TRUE(read->EqualData(*value)) << storage << " " << key;
-            if (HoldsType<CImage>(value.get())) {
-                // A deep copy, owned by the output, stored apart from what was read.
-                CImage* copy = UnwrapPointer<CImage>(read.get());
-                EXPECT_NE(copy, value->VoidPointer()) << key;
-                EXPECT_TRUE(read->Pointer()->Owns()) << key;
-                copy->Bytes()[0] = 99;
-                copy->Attributes().Clear();
-                EXPECT_TRUE(Read(key, storage)->EqualData(*value)) << storage << " " << key;
+            if (!HoldsType<CImage>(value.get())) {
+                EXPECT_EQ(read->Type(), value->Type()) << key;
+                continue;
             }
+            // A deep copy, owned by the output, stored apart from what was read.
+            EXPECT_EQ(read->Type(), typeid(CValueOwnedPointer<CImage>)) << key;
+            CImage* copy = UnwrapPointer<CImage>(read.get());
+            EXPECT_NE(copy, value->VoidPointer()) << key;
+            copy->Bytes()[0] = 99;
+            copy->Attributes().Clear();
+            EXPECT_TRUE(Read(key.c_str(), storage)->EqualData(*value)) << storage << " " << key;
         }
     }
 }
 
-TEST(StaticStorage, TheSecondWriteUnderAKeyWins) {
-    CValueLong first(1);
-    CValueString second("two");
-    Write("twice", &first);
-    Write("twice", &second);
-    EXPECT_TRUE(Read("twice")->Equal(CValueString("two")));
-}
-
 TEST(StaticStorage, KeyStorageAndModeRules) {
-    CValueLong value(1);
-    struct Case {
+    struct SStep {
         const char* mode;
         const char* key;
-        bool input;
-        const char* error;
+        const char* input;
+        const char* outcome;
         const char* storage = "STATIC";
-    } cases[] = {
-        {"READ", "", false, "Invalid key ''. Please enter a valid key."},
-        {"DELETE", "", false, "Invalid key ''. Please enter a valid key."},
-        {"SHADOW_READ", "../up", false, "Invalid key '../up'. Please enter a valid key."},
-        {"READ", "../up", false, "Invalid key '../up'. Please enter a valid key."},
-        {"WRITE", "../up", true, "no exception"},
-        {"WRITE", "", true, "no exception"},
-        {"CLEAR", "", false, "no exception"},
-        {"READ", "..up", false, "No value is stored under key '..up'."},
-        {"SHADOW_READ", "a/../b", false, "No value is stored under key 'a/../b'."},
-        {"WRITE", "given", false, "No value on input 0 to store."},
-        {"SHADOW_WRITE", "given", false, "No value on input 0 to store."},
-        {"read", "", true,
-         "Invalid mode set. Must be READ, WRITE, DELETE, SHADOW_READ or SHADOW_WRITE."},
-        {"NONSENSE", "k", false, "Invalid storage type set. Must be STATIC or REGISTRY.", "static"},
-        {"NONSENSE", "k", false, "Invalid storage type set. Must be STATIC or REGISTRY.", ""},
+    } steps[] = {
+        {"WRITE", "apart", R"("first")", "-"},
+        {"WRITE", "apart", "1", "-"},  // the second write under a key wins
+        {"WRITE", "apart", "2", "-", "REGISTRY"},
+        {"READ", "apart", nullptr, "1"},
+        {"READ", "apart", nullptr, "2", "REGISTRY"},
+        {"DELETE", "apart", nullptr, "-", "REGISTRY"},
+        {"READ", "apart", nullptr, "L | No value is stored under key 'apart'.", "REGISTRY"},
+        {"READ", "apart", nullptr, "1"},
+        {"CLEAR", "", nullptr, "-"},
+        {"READ", "apart", nullptr, "L | No value is stored under key 'apart'."},
+        // An empty key, or one that begins with ../, is taken only with an input.
+        {"READ", "", nullptr, "L | Invalid key ''. Please enter a valid key."},
+        {"READ", "../up", nullptr, "L | Invalid key '../up'. Please enter a valid key."},
+        {"WRITE", "../up", "5", "-"},
+        {"READ", "../up", "1", "5"},
+        {"READ", "..up", nullptr, "L | No value is stored under key '..up'."},
+        {"SHADOW_READ", "a/../b", nullptr, "L | No value is stored under key 'a/../b'."},
+        {"WRITE", "given", nullptr, "L | No value on input 0 to store."},
+        {"read", "", "1",
+         "L | Invalid mode set. Must be READ, WRITE, DELETE, SHADOW_READ or SHADOW_WRITE."},
+        {"NONSENSE", "k", nullptr, "L | Invalid storage type set. Must be STATIC or REGISTRY.",
+         "static"},
+        // Kinds without a copy are named; a shadow entry of one can be had, but not a copy.
+        {"WRITE", "odd", "null", "L | Unsupported input type: CValueNull"},
+        {"WRITE", "odd", R"({"@vector": [1]})",
+         "L | Unsupported input type: CValueOwnedPointer<CValueVector>"},
+        {"SHADOW_WRITE", "odd", R"({"@vector": [1]})", "-"},
+        {"READ", "odd", nullptr, "L | Unsupported input type: CValueOwnedPointer<CValueVector>"},
+        {"SHADOW_READ", "odd", nullptr, R"({"@vector": [1]})"},
     };
-    for (const Case& c : cases) {
-        auto node = Storage(c.mode, c.key, c.storage);
-        if (c.input) node->SetStackInput(0, &value);
-        std::string expected = c.error;
-        if (expected != "no exception") expected = "StaticStorage | " + expected;
-        EXPECT_EQ(ErrorOf([&] { node->Run(); }, true), expected) << c.mode << " '" << c.key << "'";
-    }
-    // The key that passed with an input is a key like any other, and a read of it returns it.
-    Write("../up", &value);
-    auto node = Storage("READ", "../up");
-    node->SetStackInput(0, &value);
-    node->Run();
-    EXPECT_TRUE(node->StackOutput(0)->Equal(value));
-}
-
-TEST(StaticStorage, StaticAndRegistryAreApart) {
-    CValueLong inStatic(1), inRegistry(2);
-    Write("apart", &inStatic, "STATIC");
-    Write("apart", &inRegistry, "REGISTRY");
-    EXPECT_TRUE(Read("apart", "STATIC")->Equal(inStatic));
-    EXPECT_TRUE(Read("apart", "REGISTRY")->Equal(inRegistry));
-    Storage("DELETE", "apart", "REGISTRY")->Run();
-    EXPECT_EQ(ErrorOf([] { Read("apart", "REGISTRY"); }), "No value is stored under key 'apart'.");
-    EXPECT_TRUE(Read("apart", "STATIC")->Equal(inStatic));
-
-    Write("other", &inStatic, "STATIC");
-    Storage("CLEAR", "", "STATIC")->Run();
-    for (const char* key : {"apart", "other"})
-        EXPECT_EQ(ErrorOf([&] { Read(key, "STATIC"); }),
-                  std::string("No value is stored under key '") + key + "'.");
-}
-
-TEST(StaticStorage, UnsupportedKindsAreNamed) {
-    CValueNull none;
-    CValuePointer<CValueVector> vector(new CValueVector(), true);
-    EXPECT_EQ(ErrorOf([&] { Write("odd", &none); }), "Unsupported input type: CValueNull");
-    EXPECT_EQ(ErrorOf([&] { Write("odd", &vector); }),
-              "Unsupported input type: CValuePointer<CValueVector>");
-    // A shadow entry of such a kind can be had, but not read as a copy.
-    Write("odd", &vector, "STATIC", "SHADOW_WRITE");
-    EXPECT_EQ(ErrorOf([] { Read("odd"); }), "Unsupported input type: CValuePointer<CValueVector>");
-    std::unique_ptr<CValue> shadow = Read("odd", "STATIC", "SHADOW_READ");
-    EXPECT_TRUE(HoldsType<CValueVector>(shadow.get()));
+    for (const SStep& step : steps)
+        EXPECT_EQ(Outcome(step.mode, step.key, step.storage, step.input), step.outcome)
+            << step.mode << " '" << step.key << "' " << step.storage;
 }
 
 TEST(StaticStorage, ShadowEntriesKeepOnlyThePointer) {

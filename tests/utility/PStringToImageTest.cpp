@@ -1,4 +1,4 @@
-#include "NodeTesting.h"
+#include "FileTesting.h"
 #include "PStringToImage.h"
 
 using namespace ORVA;
@@ -7,9 +7,7 @@ using namespace testing_support;
 namespace {
 
 CValueMap Data(const char* text) {
-    CValueMap parameters;
-    parameters.SetEntry("data_string", new CValueString(text));
-    return parameters;
+    return Parameters({{"data_string", text}});
 }
 
 TEST(StringToImage, ReadsRowsOfTheString) {

@@ -1,35 +1,30 @@
 #include "PTJHoughCircle.h"
 
 #include "CircleRaster.h"
-#include "NodeTesting.h"
+#include "DrawingTesting.h"
 
 using namespace ORVA;
 using namespace testing_support;
 
 namespace {
 
-// A width x height image of `background` with a disc (or, with `ring`, an outline) of
-// `value` around (cx, cy).
-std::vector<uint8_t> Circle(int64_t width, int64_t height, int64_t cx, int64_t cy, int64_t r,
-                            bool ring, uint8_t value, uint8_t background = 0) {
-    std::vector<uint8_t> image(static_cast<size_t>(width * height), background);
-    if (ring) {
-        for (const SCircleOffset& p : CircleOutline(r))
-            image[(cy + p.dy) * width + cx + p.dx] = value;
-        return image;
-    }
+// An 80 x 64 image of `background` with a disc (or, with `ring`, an outline) of `value` around
+// (cx, cy), drawn over `image` when given.
+std::vector<uint8_t> Circle(int64_t cx, int64_t cy, int64_t r, bool ring, uint8_t value,
+                            uint8_t background = 0, std::vector<uint8_t> image = {}) {
+    image.resize(80 * 64, background);
     const std::vector<int64_t> spans = CircleSpans(r);
-    for (int64_t dy = -r; dy <= r; ++dy)
-        for (int64_t dx = -spans[dy + r]; dx <= spans[dy + r]; ++dx)
-            image[(cy + dy) * width + cx + dx] = value;
+    for (const SCircleOffset& p : CircleOutline(r))
+        for (int64_t dx = ring ? p.dx : -spans[p.dy + r]; dx <= p.dx; ++dx)
+            image[(cy + p.dy) * 80 + cx + dx] = value;
     return image;
 }
 
-std::vector<float> RunTJ(std::unique_ptr<CValue> input, const CValueMap& parameters = {}) {
+// The circles found in an 80 x 64 image, rows of x, y, r, votes.
+std::vector<float> RunTJ(const std::vector<uint8_t>& image, const std::string& json = "{}") {
+    std::unique_ptr<CValue> input = ImageValue(IMAGE_GREY_8, CSize(80, 64), image);
     CPTJHoughCircle node;
-    Configure(node, parameters);
-    node.SetStackInput(0, std::move(input));
-    node.Run();
+    RunNode(node, json, {input.get()});
     EXPECT_EQ(OutputImage(node, 0).Size(), CSize(80, 64, 1));
     return Samples<float>(OutputImage(node, 1));
 }
@@ -44,53 +39,46 @@ TEST(HoughCircleTJ, FindsOneCircleAtItsCentreWithItsRadius) {
         bool ring;
         uint8_t value, background;
         double radius;
-    };
-    const Case cases[] = {
-        {40, 31, 10, false, 200, 0, 10.5}, {40, 31, 15, false, 200, 0, 15.5},
-        {35, 30, 19, false, 0, 200, 19.5}, {40, 31, 10, true, 200, 0, 10.0},
-        {44, 33, 15, true, 255, 0, 15.0},  {40, 31, 19, true, 80, 200, 19.0},
+    } cases[] = {
+        {40, 31, 10, false, 200, 0, 10.5},
+        {35, 30, 19, false, 0, 200, 19.5},
+        {44, 33, 15, true, 255, 0, 15.0},
     };
     for (const Case& c : cases) {
-        const std::vector<uint8_t> image =
-            Circle(80, 64, c.cx, c.cy, c.r, c.ring, c.value, c.background);
-        const std::vector<float> circles = RunTJ(ImageValue(IMAGE_GREY_8, CSize(80, 64), image));
-        ASSERT_EQ(circles.size(), 4u) << c.r << (c.ring ? " ring" : " disc");
-        EXPECT_EQ(circles[0], static_cast<float>(c.cx));
-        EXPECT_EQ(circles[1], static_cast<float>(c.cy));
-        EXPECT_NEAR(circles[2], c.radius, 0.5) << c.r << (c.ring ? " ring" : " disc");
+        const std::vector<float> circles =
+            RunTJ(Circle(c.cx, c.cy, c.r, c.ring, c.value, c.background));
+        ASSERT_EQ(circles.size(), 4u) << c.r;
+        EXPECT_EQ(circles[0], static_cast<float>(c.cx)) << c.r;
+        EXPECT_EQ(circles[1], static_cast<float>(c.cy)) << c.r;
+        EXPECT_NEAR(circles[2], c.radius, 0.5) << c.r;
     }
 }
 
 TEST(HoughCircleTJ, KeepsCentresApartAndCounts) {
-    std::vector<uint8_t> image = Circle(80, 64, 20, 20, 12, true, 255);
-    const std::vector<uint8_t> second = Circle(80, 64, 55, 38, 17, true, 255);
-    for (size_t i = 0; i < image.size(); ++i)
-        image[i] = std::max(image[i], second[i]);
-    auto centres = [&](const CValueMap& parameters) {
-        std::vector<float> circles =
-            RunTJ(ImageValue(IMAGE_GREY_8, CSize(80, 64), image), parameters);
-        std::vector<float> xy;
-        for (size_t i = 0; i + 3 < circles.size(); i += 4) {
-            xy.insert(xy.end(), {circles[i], circles[i + 1]});
-            if (i > 0) {
-                EXPECT_GE(circles[i - 1], circles[i + 3]);  // strongest first
-            }
-        }
-        return xy;
+    // Two rings whose centres are 39.4 pixels apart; the stronger comes first.
+    const std::vector<uint8_t> image =
+        Circle(55, 38, 17, true, 255, 0, Circle(20, 20, 12, true, 255));
+    const std::vector<float> both = {20, 20, 55, 38}, first = {20, 20};
+    const struct {
+        const char* json;
+        std::vector<float> centres;
+    } cases[] = {
+        {"{}", both},
+        {R"({"max_count": 1})", first},
+        {R"({"min_distance": 40})", first},
+        {R"({"min_distance": 39})", both},
+        {R"({"threshold": 5000})", {}},  // above both circles' votes
     };
-    CValueMap parameters;
-    EXPECT_EQ(centres(parameters), (std::vector<float>{20, 20, 55, 38}));
-    parameters.SetEntry("max_count", new CValueLong(1));
-    EXPECT_EQ(centres(parameters), (std::vector<float>{20, 20}));
-    // The centres are 39.4 pixels apart.
-    parameters.SetEntry("max_count", new CValueLong(0));
-    parameters.SetEntry("min_distance", new CValueLong(40));
-    EXPECT_EQ(centres(parameters), (std::vector<float>{20, 20}));
-    parameters.SetEntry("min_distance", new CValueLong(39));
-    EXPECT_EQ(centres(parameters), (std::vector<float>{20, 20, 55, 38}));
-    // Above both circles' votes nothing is left.
-    parameters.SetEntry("threshold", new CValueLong(5000));
-    EXPECT_EQ(centres(parameters), (std::vector<float>{}));
+    for (const auto& c : cases) {
+        const std::vector<float> circles = RunTJ(image, c.json);
+        std::vector<float> centres;
+        for (size_t i = 0; i + 3 < circles.size(); i += 4)
+            centres.insert(centres.end(), {circles[i], circles[i + 1]});
+        EXPECT_EQ(centres, c.centres) << c.json;
+        if (circles.size() == 8) {
+            EXPECT_GE(circles[3], circles[7]) << c.json;
+        }
+    }
 }
 
 TEST(HoughCircleTJ, GradientIsTheSlopePerPixel) {
@@ -101,99 +89,66 @@ TEST(HoughCircleTJ, GradientIsTheSlopePerPixel) {
     for (int64_t y = 0; y < 6; ++y)
         for (int64_t x = 0; x < 7; ++x)
             ramp.push_back(static_cast<int32_t>(3 * x + 4 * y));
-    auto inner = [](const std::vector<SGradientPixel>& edges) {
+    auto inner = [&](double threshold) {
         std::vector<SGradientPixel> found;
-        for (const SGradientPixel& e : edges)
+        for (const SGradientPixel& e : GradientEdges(ramp.data(), 7, 6, threshold))
             if (e.x >= 2 && e.x <= 4 && e.y >= 2 && e.y <= 3) found.push_back(e);
         return found;
     };
-    const std::vector<SGradientPixel> all = GradientEdges(ramp.data(), 7, 6, 0.0);
-    EXPECT_EQ(all.size(), 42u);
-    ASSERT_EQ(inner(all).size(), 6u);
-    for (const SGradientPixel& e : inner(all))
+    EXPECT_EQ(GradientEdges(ramp.data(), 7, 6, 0.0).size(), 42u);
+    ASSERT_EQ(inner(4.99).size(), 6u);
+    for (const SGradientPixel& e : inner(4.99))
         EXPECT_TRUE(e.gx == 3.0 && e.gy == 4.0) << e.x << ", " << e.y;
-    // The threshold is strict.
-    EXPECT_EQ(inner(GradientEdges(ramp.data(), 7, 6, 4.99)).size(), 6u);
-    EXPECT_TRUE(GradientEdges(ramp.data(), 7, 6, 5.0).empty());
-    // A flat image has no edges at all; a NaN or an infinity makes none around it.
-    const std::vector<float> flat(12, 5.0f);
-    EXPECT_TRUE(GradientEdges(flat.data(), 4, 3, 0.0).empty());
-    std::vector<float> broken(25, 0.0f);
+    EXPECT_TRUE(GradientEdges(ramp.data(), 7, 6, 5.0).empty());  // the threshold is strict
+    // A flat image has no edges; a NaN or an infinity makes none around it.
+    std::vector<float> broken(25, 5.0f);
+    EXPECT_TRUE(GradientEdges(broken.data(), 5, 5, 0.0).empty());
     broken[12] = NAN;
     broken[0] = INFINITY;
     EXPECT_TRUE(GradientEdges(broken.data(), 5, 5, 0.0).empty());
 }
 
 TEST(HoughCircleTJ, VotesAlongTheGradientInBothSenses) {
-    // One edge pixel at (10, 4) with a horizontal gradient votes at distances 3 to 5 on both
-    // sides of its row; a diagonal one steps by sqrt 2 per cell.
-    std::vector<float> votes(20 * 9, 0.0f);
-    GradientVote({{10, 4, 2.0, 0.0}}, 3, 5, votes.data(), 20, 9);
-    std::vector<float> expected(votes.size(), 0.0f);
-    for (int64_t x : {5, 6, 7, 13, 14, 15})
-        expected[4 * 20 + x] = 1.0f;
-    EXPECT_EQ(votes, expected);
-
-    std::fill(votes.begin(), votes.end(), 0.0f);
-    GradientVote({{4, 4, -1.0, 1.0}}, 2, 5, votes.data(), 20, 9);  // steps 2 (2.83) and 3 (4.24)
-    std::fill(expected.begin(), expected.end(), 0.0f);
+    // An edge pixel at (10, 4) with a horizontal gradient votes at distances 2 to 5 on both
+    // sides in its row; one at (4, 4) with a diagonal one steps by sqrt 2 per cell, so 2 (2.83)
+    // and 3 (4.24) steps lie from 2 to 5.
+    std::vector<float> votes(20 * 9, 0.0f), expected = votes;
+    GradientVote({{10, 4, 2.0, 0.0}, {4, 4, -1.0, 1.0}}, 2, 5, votes.data(), 20, 9);
+    for (int64_t x : {5, 6, 7, 8, 12, 13, 14, 15})
+        expected[4 * 20 + x] += 1.0f;
     for (int64_t k : {2, 3}) {
-        expected[(4 + k) * 20 + 4 - k] = 1.0f;
-        expected[(4 - k) * 20 + 4 + k] = 1.0f;
+        expected[(4 + k) * 20 + 4 - k] += 1.0f;
+        expected[(4 - k) * 20 + 4 + k] += 1.0f;
     }
     EXPECT_EQ(votes, expected);
 }
 
 TEST(HoughCircleTJ, EmptyImagesFindNothing) {
-    for (const CSize size : {CSize(0, int64_t{1} << 40), CSize(5, 0), CSize(4, 3, 0)}) {
+    for (const CSize size : {CSize(0, int64_t{1} << 40), CSize(4, 3, 0)}) {
+        std::unique_ptr<CValue> input = ImageValue<uint8_t>(IMAGE_GREY_8, size, {});
         CPTJHoughCircle node;
-        Configure(node);
-        node.SetStackInput(0, ImageValue<uint8_t>(IMAGE_GREY_8, size, {}));
-        node.Run();
+        RunNode(node, "{}", {input.get()});
         EXPECT_EQ(OutputImage(node, 0).Size(), CSize(size.x, size.y)) << size.ToString();
         EXPECT_EQ(OutputImage(node, 1).Size(), CSize(4, 0)) << size.ToString();
     }
 }
 
 TEST(HoughCircleTJ, Failures) {
-    struct Case {
-        std::unique_ptr<CValue> input;
-        const char* key;
-        CValue* value;
-        const char* message;
-    };
-    auto image = [] { return ImageValue<float>(IMAGE_GREY_F, CSize(8, 8), {0.0f}); };
-    Case cases[] = {
-        {nullptr, nullptr, nullptr, "input image is NULL"},
-        {ImageValue<uint8_t>(IMAGE_RGB_8I, CSize(2, 2), {1}), nullptr, nullptr,
-         "input image is of type IMAGE_RGB_8I; a grey or binary type expected"},
-        {image(), "radius_min", new CValueLong(0),
-         "radius_min 0, radius_max 20: radii from 1 up expected"},
-        {image(), "edge_threshold", new CValueDouble(NAN),
-         "edge_threshold nan, threshold 200: numbers of 0 or more expected"},
-        {image(), "max_count", new CValueLong(-2),
-         "min_distance 0, max_count -2: 0 or more expected"},
-    };
-    for (Case& c : cases) {
-        CPTJHoughCircle node;
-        CValueMap parameters;
-        if (c.key) parameters.SetEntry(c.key, c.value);
-        Configure(node, parameters);
-        node.SetStackInput(0, c.input.get());
-        EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-                  std::string("(utility plugins) HoughCircleTJ::Run | ") + c.message);
-    }
-}
-
-TEST(HoughCircleTJ, Document) {
-    CPTJHoughCircle node;
-    CValueMap setup;
-    node.GetPluginSetup(setup);
-    EXPECT_EQ(setup.EntryString("name"), "HoughCircleTJ");
-    EXPECT_EQ(setup.EntryString("subType"), "Transformation");
-    EXPECT_EQ(setup.EntryString("__vimbroDocumentation"),
-              "%ORVADIR%/doc/vimbro/html/utility/PTJHoughCircle/index.html");
-    EXPECT_EQ(setup.EntryString("gui/order/2"), "edge_threshold");
-    EXPECT_EQ(setup.EntryString("parameters/threshold/desc").substr(0, 52),
-              "The type of this parameter is of type double or long");
+    std::unique_ptr<CValue> image = ImageValue<float>(IMAGE_GREY_F, CSize(8, 8), {0.0f});
+    std::unique_ptr<CValue> colour = ImageValue<uint8_t>(IMAGE_RGB_8I, CSize(2, 2), {1});
+    ExpectJsonFailures<CPTJHoughCircle>(
+        "(utility plugins) HoughCircleTJ::Run",
+        {{"{}", {nullptr}, "input image is NULL"},
+         {"{}",
+          {colour.get()},
+          "input image is of type IMAGE_RGB_8I; a grey or binary type expected"},
+         {R"({"radius_min": 0})",
+          {image.get()},
+          "radius_min 0, radius_max 20: radii from 1 up expected"},
+         {R"({"edge_threshold": {"@double": "nan"}})",
+          {image.get()},
+          "edge_threshold nan, threshold 200: numbers of 0 or more expected"},
+         {R"({"max_count": -2})",
+          {image.get()},
+          "min_distance 0, max_count -2: 0 or more expected"}});
 }

@@ -1,11 +1,4 @@
-#include <unistd.h>
-
-#include <cmath>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
-#include "NodeTesting.h"
+#include "FileTesting.h"
 #include "PReadMap.h"
 #include "PTextSerializer.h"
 
@@ -14,99 +7,51 @@ using namespace testing_support;
 
 namespace {
 
-// A directory of the test's own, removed afterwards.
-class FileNodes : public testing::Test {
-  protected:
-    void SetUp() override {
-        m_directory = std::filesystem::temp_directory_path() /
-                      ("orva-text-" + std::to_string(getpid()) + "-" +
-                       testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(m_directory);
-    }
-    void TearDown() override { std::filesystem::remove_all(m_directory); }
-
-    std::string Path(const std::string& name) const { return (m_directory / name).string(); }
-    void WriteFile(const std::string& name, const std::string& text) const {
-        std::ofstream(Path(name), std::ios::binary) << text;
-    }
-    static std::string ReadFile(const std::string& path) {
-        std::ifstream file(path, std::ios::binary);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-
-    std::filesystem::path m_directory;
-};
-
-CValueMap Settings(std::initializer_list<std::pair<const char*, CValue*>> entries) {
-    CValueMap map;
-    for (const auto& [key, value] : entries)
-        map.SetEntry(key, value);
-    return map;
-}
+using FileNodes = FileTest;
 
 // A value with a little of every kind the format knows.
-std::unique_ptr<CValueMap> Everything() {
-    auto map = std::make_unique<CValueMap>();
-    map->SetEntry("long", new CValueLong(-2147483647 - 1));
-    map->SetEntry("tenth", new CValueDouble(0.1));
-    map->SetEntry("whole", new CValueDouble(3.0));
-    map->SetEntry("nan", new CValueDouble(std::nan("")));
-    map->SetEntry("text", new CValueString("quote \" backslash \\ line\nend é"));
-    map->SetEntry("@odd", new CValueBool(true));
-    map->SetEntry("nested/deeper", new CValueString("x"));
-    auto list = std::make_unique<CValueVector>();
-    list->PushBack(new CValueNull());
-    list->PushBack(new CValueLong(1));
-    map->SetEntry("list", std::move(list));
-    auto image = std::make_unique<CImage>(IMAGE_GREY_16, CSize(2, 1, 2));
-    for (int i = 0; i < 4; ++i)
-        image->Data<uint16_t>()[i] = static_cast<uint16_t>(i * 20000);
-    image->Attributes().SetEntry("unit", new CValueString("mm"));
-    map->SetEntry("image", OwnedImage(std::move(image)));
-    map->Entry("tenth")->Meta().SetEntry("source", new CValueString("test"));
-    return map;
+std::unique_ptr<CValue> Everything() {
+    return CTextSerializer::FromText(R"({
+        "long": -2147483648, "whole": 3.0, "nan": {"@double": "nan"}, "@@odd": true,
+        "tenth": {"@value": 0.1, "@meta": {"source": "test"}}, "list": [null, 1],
+        "text": "quote \" backslash \\ line\nend é", "nested": {"deeper": "x"},
+        "image": {"@image": {"type": "IMAGE_GREY_16", "size": [2, 1, 2],
+                             "data": [0, 20000, 40000, 60000], "attributes": {"unit": "mm"}}}})");
 }
 
 }  // namespace
 
 TEST_F(FileNodes, TextSerializerRoundTripsEveryKindThroughAFile) {
-    std::unique_ptr<CValueMap> value = Everything();
-    setenv("ORVA_TEXT_TEST_DIR", m_directory.c_str(), 1);
+    std::unique_ptr<CValue> value = Everything();
+    CScopedVariable directory("ORVA_TEXT_TEST_DIR", m_directory.c_str());
     for (int32_t indent : {2, 0, -1}) {
         CTextSerializerNode writer;
-        Configure(writer, Settings({{"mode", new CValueString("WRITE")},
-                                    {"filename", new CValueString("%ORVA_TEXT_TEST_DIR%/v.json")},
-                                    {"indent", new CValueLong(indent)}}));
+        Configure(writer, Parameters({{"mode", "WRITE"},
+                                      {"filename", "%ORVA_TEXT_TEST_DIR%/v.json"},
+                                      {"indent", indent}}));
         writer.SetStackInput(0, value.get());
         writer.Run();
         const std::string text = writer.StackOutput(0)->String();
-        EXPECT_EQ(ReadFile(Path("v.json")), text + "\n");
+        EXPECT_EQ(FileBytes(Path("v.json")), text + "\n");
         EXPECT_EQ(text.find('\n') == std::string::npos, indent <= 0) << indent;
         EXPECT_EQ(writer.Parameters().EntryString("ui/tooltip"), Path("v.json"));
         EXPECT_EQ(writer.Parameters().EntryString("ui/label"), "v.json");
 
         CTextSerializerNode reader;
-        Configure(reader, Settings({{"mode", new CValueString("READ")},
-                                    {"filename", new CValueString(Path("v.json"))}}));
+        Configure(reader, Parameters({{"mode", "READ"}, {"filename", Path("v.json")}}));
         reader.Run();
         ASSERT_NE(reader.StackOutput(0), nullptr);
         EXPECT_TRUE(reader.StackOutput(0)->Equal(*value)) << text;
-        EXPECT_EQ(reader.Parameters().EntryString("ui/label"), "v.json");
     }
-    unsetenv("ORVA_TEXT_TEST_DIR");
 }
 
 TEST_F(FileNodes, TextSerializerWritesToStandardOutputOrNowhere) {
     CValueLong value(42);
     for (const char* name : {"STDOUT", "NULL"}) {
         CTextSerializerNode node;
-        Configure(node, Settings({{"filename", new CValueString(name)},
-                                  {"ui/automaticLabel", new CValueBool(true)}}));
+        Configure(node, Parameters({{"filename", name}, {"ui/automaticLabel", true}}));
         node.SetStackInput(0, &value);
-        std::string printed = CapturedStdout([&] { node.Run(); });
-        EXPECT_EQ(printed, std::string(name) == "STDOUT" ? "42\n" : "") << name;
+        EXPECT_EQ(CapturedStdout([&] { node.Run(); }), std::string(name) == "STDOUT" ? "42\n" : "");
         EXPECT_EQ(node.StackOutput(0)->String(), "42");
         EXPECT_FALSE(node.Parameters().HasEntry("ui/label")) << name;
     }
@@ -116,9 +61,9 @@ TEST_F(FileNodes, TextSerializerWritesToStandardOutputOrNowhere) {
 TEST_F(FileNodes, TextSerializerRunOnceAndLabels) {
     CValueLong value(1);
     CTextSerializerNode node;
-    Configure(node, Settings({{"filename", new CValueString(Path("once.json"))},
-                              {"run_once", new CValueBool(true)},
-                              {"ui/automaticLabel", new CValueBool(false)}}));
+    Configure(node, Parameters({{"filename", Path("once.json")},
+                                {"run_once", true},
+                                {"ui/automaticLabel", false}}));
     node.SetStackInput(0, &value);
     node.Run();
     EXPECT_FALSE(node.Parameters().HasEntry("ui/label"));
@@ -131,7 +76,7 @@ TEST_F(FileNodes, TextSerializerRunOnceAndLabels) {
 }
 
 TEST_F(FileNodes, TextSerializerFailures) {
-    WriteFile("broken.json", "{\n  \"a\": 1,\n  \"b\" 2\n}\n");
+    WriteFile(Path("broken.json"), "{\n  \"a\": 1,\n  \"b\" 2\n}\n");
     CValueLong value(1);
     struct Case {
         const char* mode;
@@ -154,71 +99,54 @@ TEST_F(FileNodes, TextSerializerFailures) {
     };
     for (const Case& c : cases) {
         CTextSerializerNode node;
-        Configure(node, Settings({{"mode", new CValueString(c.mode)},
-                                  {"filename", new CValueString(c.filename)},
-                                  {"indent", new CValueLong(c.indent)}}));
+        Configure(node,
+                  Parameters({{"mode", c.mode}, {"filename", c.filename}, {"indent", c.indent}}));
         if (c.input) node.SetStackInput(0, &value);
         EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
                   "(utility plugins) TextSerializer::Run | " + c.message);
     }
 }
 
-TEST(TextSerializer, CarriesItsInstanceName) {
-    EXPECT_EQ(CTextSerializerNode().Instance(), "TextSerializerNode");
-}
-
 TEST_F(FileNodes, ReadMapGivesTheMapOrOneEntry) {
-    std::unique_ptr<CValueMap> value = Everything();
-    WriteFile("map.json", CTextSerializer::ToText(*value));
-    struct Case {
-        const char* key;
-        const CValue* expected;
-    } cases[] = {
+    std::unique_ptr<CValue> value = Everything();
+    WriteFile(Path("map.json"), CTextSerializer::ToText(*value));
+    const std::pair<const char*, const CValue*> cases[] = {
         {"", value.get()},
-        {"list", value->Entry("list")},
-        {"nested/deeper", value->Entry("nested/deeper")},
-        {"tenth", value->Entry("tenth")},  // with its metadata
-        {"image", value->Entry("image")},
+        {"nested/deeper", value->Map()->Entry("nested/deeper")},
+        {"tenth", value->Map()->Entry("tenth")},  // with its metadata
     };
-    for (const Case& c : cases) {
+    for (const auto& [key, expected] : cases) {
         CPReadMap node;
-        Configure(node, Settings({{"filename", new CValueString(Path("map.json"))},
-                                  {"key", new CValueString(c.key)}}));
+        Configure(node, Parameters({{"filename", Path("map.json")}, {"key", key}}));
         node.Run();
-        ASSERT_NE(node.StackOutput(0), nullptr) << c.key;
-        EXPECT_TRUE(node.StackOutput(0)->Equal(*c.expected)) << c.key;
+        ASSERT_NE(node.StackOutput(0), nullptr) << key;
+        EXPECT_TRUE(node.StackOutput(0)->Equal(*expected)) << key;
         EXPECT_EQ(node.Parameters().EntryString("ui/tooltip"), Path("map.json"));
         EXPECT_EQ(node.Parameters().EntryString("ui/label"), "map.json");
     }
 }
 
 TEST_F(FileNodes, ReadMapFailuresNameTheProblem) {
-    WriteFile("map.json", R"({"b": 1, "a": {"x": 2, "y": 3}, "e": {}})");
-    WriteFile("list.json", "[1, 2]");
-    WriteFile("broken.json", "{\"a\": [1,\n 2,,3]}");
-    struct Case {
-        std::string filename;
-        const char* key;
-        std::string message;
-    } cases[] = {
-        {Path("map.json"), "c",
-         "'" + Path("map.json") + "' has no entry 'c'; the keys there are a, b, e"},
-        {Path("map.json"), "a/z",
-         "'" + Path("map.json") + "' has no entry 'a/z'; the keys there are x, y"},
-        {Path("map.json"), "e/z",
-         "'" + Path("map.json") + "' has no entry 'e/z'; the map there is empty"},
-        {Path("map.json"), "q/z", "'" + Path("map.json") + "' has no entry 'q/z'; no map holds it"},
-        {Path("list.json"), "", "'" + Path("list.json") + "' holds a CValueVector, not a map"},
-        {Path("broken.json"), "",
-         Path("broken.json") + ": malformed JSON at line 2, column 4: syntax error while parsing "
-                               "value - unexpected ','; expected '[', '{', or a literal"},
-        {"NULL", "", "no file to read: filename is 'NULL'"},
+    WriteFile(Path("map.json"), R"({"b": 1, "a": {"x": 2, "y": 3}, "e": {}})");
+    WriteFile(Path("list.json"), "[1, 2]");
+    WriteFile(Path("broken.json"), "{\"a\": [1,\n 2,,3]}");
+    const std::tuple<const char*, const char*, std::string> cases[] = {
+        {"map.json", "c", "'%F' has no entry 'c'; the keys there are a, b, e"},
+        {"map.json", "a/z", "'%F' has no entry 'a/z'; the keys there are x, y"},
+        {"map.json", "e/z", "'%F' has no entry 'e/z'; the map there is empty"},
+        {"map.json", "q/z", "'%F' has no entry 'q/z'; no map holds it"},
+        {"list.json", "", "'%F' holds a CValueVector, not a map"},
+        {"broken.json", "",
+         "%F: malformed JSON at line 2, column 4: syntax error while parsing value - unexpected "
+         "','; expected '[', '{', or a literal"},
+        {"", "", "no file to read: filename is 'NULL'"},
     };
-    for (const Case& c : cases) {
+    for (const auto& [name, key, message] : cases) {
+        std::string file = *name ? Path(name) : "NULL";
         CPReadMap node;
-        Configure(node, Settings({{"filename", new CValueString(c.filename)},
-                                  {"key", new CValueString(c.key)}}));
-        EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-                  "(utility plugins) ReadMap::Run | " + c.message);
+        Configure(node, Parameters({{"filename", file}, {"key", key}}));
+        std::string error = ErrorOf([&] { node.Run(); }, true);
+        EXPECT_EQ(*name ? Replaced(error, file, "%F") : error,
+                  "(utility plugins) ReadMap::Run | " + message);
     }
 }

@@ -13,29 +13,12 @@ namespace {
 
 const float NaN = std::numeric_limits<float>::quiet_NaN();
 
-CValueMap ZoneSettings(const char* mode, int32_t xoffset, int32_t yoffset) {
-    CValueMap parameters;
-    parameters.SetEntry("output_mode", new CValueString(mode));
-    parameters.SetEntry("xoffset", new CValueLong(xoffset));
-    parameters.SetEntry("yoffset", new CValueLong(yoffset));
-    return parameters;
-}
-
-// A zone map as "key=value" pairs in key order.
-std::string Describe(const CValue& zone) {
-    std::string text;
-    for (const auto& [key, value] : *zone.Map())
-        text += (text.empty() ? "" : " ") + key + "=" + value->String();
-    return text;
-}
-
+// The output of BoundingBox on a byte image.
 std::vector<uint8_t> Boxes(CSize size, std::vector<uint8_t> values, const CValueMap& parameters) {
     CPBoundingBox node;
     Configure(node, parameters);
-    std::unique_ptr<CValue> image = ImageValue<uint8_t>(IMAGE_GREY_8, size, std::move(values));
-    node.SetStackInput(0, image.get());
-    node.Run();
-    return Samples<uint8_t>(OutputImage(node));
+    auto image = Grey8(size, std::move(values));
+    return Samples<uint8_t>(RunImage(node, {image.get()}));
 }
 
 }  // namespace
@@ -45,164 +28,128 @@ TEST(ZoneList, VectorOfZonesWithOffsetsAndEmptyLabels) {
     std::vector<uint8_t> values(40, 0);
     for (int x = 0; x < 5; ++x)
         values[10 + x] = 1;
-    values[27] = 3;
-    values[38] = 3;
+    values[27] = values[38] = 3;
     CPZoneList node;
-    Configure(node, ZoneSettings("VALUEVECTOR", 2, 1));
-    std::unique_ptr<CValue> image = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(10, 4), values);
-    node.SetStackInput(0, image.get());
+    Configure(node, {{"output_mode", "VALUEVECTOR"}, {"xoffset", 2}, {"yoffset", 1}});
+    auto image = Grey8(CSize(10, 4), values);
+    SetInputs(node, {image.get()});
     node.Run();
-    const CValue* output = node.StackOutput(0);
-    ASSERT_NE(output->Vector(), nullptr);
-    const CValueVector& zones = *output->Vector();
-    ASSERT_EQ(zones.Size(), 3u);
-    EXPECT_EQ(Describe(*zones[0]), "ax=0 ay=0 bx=6 by=2 height=1 label=1 width=5");
-    EXPECT_EQ(Describe(*zones[1]), "ax=8 ay=3 bx=2 by=1 height=-3 label=2 width=-9");
-    EXPECT_EQ(Describe(*zones[2]), "ax=5 ay=1 bx=9 by=3 height=2 label=3 width=2");
-    const CValueMap* meta = output->MetaIfAny();
-    ASSERT_NE(meta, nullptr);
-    EXPECT_EQ(meta->EntryString("ID"), "ZoneList");
-    EXPECT_EQ(meta->EntryLong("xoffset"), 2);
-    EXPECT_EQ(meta->EntryLong("yoffset"), 1);
-    EXPECT_TRUE(meta->EntryBool("is2d"));
-}
-
-TEST(ZoneList, TableImageInThreeDimensions) {
-    // Two planes of floats: 2.7 is label 2, 0.5 and NaN are background.
-    std::vector<float> values = {0.5f, 2.7f, 0, 0,    //
-                                 0,    0,    1, NaN,  //
-                                 0,    0,    0, 2};
-    for (const char* mode : {"IMAGE", "image"}) {
-        CPZoneList node;
-        Configure(node, ZoneSettings(mode, 0, 0));
-        std::unique_ptr<CValue> image = ImageValue<float>(IMAGE_GREY_F, CSize(2, 3, 2), values);
-        node.SetStackInput(0, image.get());
-        node.Run();
-        const CImage& table = OutputImage(node);
-        EXPECT_EQ(table.Size(), CSize(6, 2, 1));
-        EXPECT_EQ(Samples<float>(table), (std::vector<float>{0, 0, 0, 0, 1, 1,  //
-                                                             1, 1, 0, 2, 0, 1}));
-        EXPECT_FALSE(table.Attributes().EntryBool("is2d"));
-        EXPECT_EQ(table.Attributes().EntryString("ID"), "ZoneList");
-    }
+    EXPECT_EQ(CTextSerializer::ToText(*node.StackOutput(0), 0),
+              R"({"@value": [)"
+              R"({"ax": 0, "ay": 0, "bx": 6, "by": 2, "height": 1, "label": 1, "width": 5}, )"
+              R"({"ax": 8, "ay": 3, "bx": 2, "by": 1, "height": -3, "label": 2, "width": -9}, )"
+              R"({"ax": 5, "ay": 1, "bx": 9, "by": 3, "height": 2, "label": 3, "width": 2}], )"
+              R"("@meta": {"ID": "ZoneList", "is2d": true, "xoffset": 2, "yoffset": 1}})");
 
     // Values below 1 only: no zones at all.
-    CPZoneList node;
-    Configure(node, ZoneSettings("VALUEVECTOR", 0, 0));
-    std::unique_ptr<CValue> image = ImageValue<float>(IMAGE_GREY_F, CSize(2, 1), {0.5f, 0.5f});
-    node.SetStackInput(0, image.get());
+    auto halves = GreyF(CSize(2, 1), {0.5f, 0.5f});
+    SetInputs(node, {halves.get()});
     node.Run();
     EXPECT_EQ(node.StackOutput(0)->Vector()->Size(), 0u);
 }
 
+TEST(ZoneList, TableImageInThreeDimensions) {
+    // Two planes of floats: 2.7 is label 2, 0.5 and NaN are background.
+    std::vector<float> values = {0.5f, 2.7f, 0, 0, 0, 0, /**/ 1, NaN, 0, 0, 0, 2};
+    for (const char* mode : {"IMAGE", "image"}) {
+        CPZoneList node;
+        Configure(node, {{"output_mode", mode}});
+        auto image = GreyF(CSize(2, 3, 2), values);
+        const CImage& table = RunImage(node, {image.get()});
+        EXPECT_EQ(table.Size(), CSize(6, 2, 1));
+        EXPECT_EQ(Samples<float>(table), (std::vector<float>{0, 0, 0, 0, 1, 1,  //
+                                                             1, 1, 0, 2, 0, 1}));
+        EXPECT_EQ(CTextSerializer::ToText(table.Attributes(), 0),
+                  R"({"ID": "ZoneList", "is2d": false, "xoffset": 0, "yoffset": 0})");
+    }
+}
+
 TEST(ZoneList, RunsOnceUntilNodeInitAndFails) {
     CPZoneList node;
-    CValueMap parameters = ZoneSettings("IMAGE", 0, 0);
-    parameters.SetEntry("run_once", new CValueBool(true));
-    Configure(node, parameters);
-    std::unique_ptr<CValue> one = ImageValue<uint16_t>(IMAGE_GREY_16, CSize(1, 1), {1});
-    std::unique_ptr<CValue> two = ImageValue<uint16_t>(IMAGE_GREY_16, CSize(1, 1), {2});
-    node.SetStackInput(0, one.get());
-    node.Run();
-    node.SetStackInput(0, two.get());
-    node.Run();
-    EXPECT_EQ(OutputImage(node).Size().y, 1);
-    Configure(node, parameters);
-    node.Run();
-    EXPECT_EQ(OutputImage(node).Size().y, 2);
+    Configure(node, {{"output_mode", "IMAGE"}, {"run_once", true}});
+    auto one = ImageValue<uint16_t>(IMAGE_GREY_16, CSize(1, 1), {1});
+    auto two = ImageValue<uint16_t>(IMAGE_GREY_16, CSize(1, 1), {2});
+    RunImage(node, {one.get()});
+    EXPECT_EQ(RunImage(node, {two.get()}).Size().y, 1);
+    node.NodeInit();
+    EXPECT_EQ(RunImage(node, {two.get()}).Size().y, 2);
 
-    Configure(node, ZoneSettings("IMAGE", 0, 0));
-    node.ClearStackInputs();
-    std::string where = "(utility plugins) ZoneList::Run | ";
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true), where + "input image is NULL");
     CValueLong number(1);
-    node.SetStackInput(0, &number);
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true), where + "Invalid stack input 0");
-    std::unique_ptr<CValue> doubles = ImageValue<double>(IMAGE_GREY_D, CSize(1, 1), {1});
-    node.SetStackInput(0, doubles.get());
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true), where + "Invalid image type");
-    std::unique_ptr<CValue> huge = ImageValue<uint32_t>(IMAGE_GREY_32, CSize(1, 1), {16777217});
-    node.SetStackInput(0, huge.get());
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              where + "label 16777217 is too large for a zone list (at most 16777216)");
+    auto doubles = Blank(IMAGE_GREY_D, CSize(1, 1));
+    auto huge = ImageValue<uint32_t>(IMAGE_GREY_32, CSize(1, 1), {16777217});
+    const SFailure failures[] = {
+        {{}, "input image is NULL"},
+        {{&number}, "Invalid stack input 0"},
+        {{doubles.get()}, "Invalid image type"},
+        {{huge.get()}, "label 16777217 is too large for a zone list (at most 16777216)"},
+    };
+    ExpectFailures<CPZoneList>("(utility plugins) ZoneList::Run | ", failures);
 }
 
 TEST(BoundingBox, FillOutlineAndResize) {
-    // A 3 x 3 box at columns 1..3, rows 1..3 of a 5 x 5 image.
+    // A 3 x 3 box at columns 1..3, rows 1..3 of a 5 x 5 image; the foreground 300 keeps its
+    // low 8 bits (F = 44), the background 7.9 is truncated (B = 7).
     std::vector<uint8_t> cross(25, 0);
     for (int i : {7, 11, 12, 13, 17})
         cross[static_cast<size_t>(i)] = 5;
-    auto settings = [](bool fill, int32_t resize) {
-        CValueMap parameters;
-        parameters.SetEntry("fill", new CValueBool(fill));
-        parameters.SetEntry("resize_box", new CValueLong(resize));
-        parameters.SetEntry("fg_value", new CValueLong(300));  // low 8 bits: 44
-        parameters.SetEntry("bg_value", new CValueDouble(7.9));
-        return parameters;
-    };
-    const uint8_t F = 44, B = 7;
     struct Case {
         bool fill;
-        int32_t resize;
-        std::vector<uint8_t> expected;
+        int resize;
+        const char* expected;
     } cases[] = {
-        {true, 0, {B, B, B, B, B, B, F, F, F, B, B, F, F, F, B, B, F, F, F, B, B, B, B, B, B}},
-        {false, 0, {B, B, B, B, B, B, F, F, F, B, B, F, B, F, B, B, F, F, F, B, B, B, B, B, B}},
-        {false, 1, {B, B, B, B, B, B, B, B, B, B, B, B, F, B, B, B, B, B, B, B, B, B, B, B, B}},
-        {true, 2, std::vector<uint8_t>(25, B)},
+        {true, 0, "BBBBB BFFFB BFFFB BFFFB BBBBB"},
+        {false, 0, "BBBBB BFFFB BFBFB BFFFB BBBBB"},
+        {false, 1, "BBBBB BBBBB BBFBB BBBBB BBBBB"},
+        {true, 2, "BBBBB BBBBB BBBBB BBBBB BBBBB"},
         // Grown by 2, clipped to the image.
-        {false, -2, {F, F, F, F, F, F, B, B, B, F, F, B, B, B, F, F, B, B, B, F, F, F, F, F, F}},
+        {false, -2, "FFFFF FBBBF FBBBF FBBBF FFFFF"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(Boxes(CSize(5, 5), cross, settings(c.fill, c.resize)), c.expected)
+    for (const Case& c : cases) {
+        std::vector<uint8_t> expected;
+        for (const char* p = c.expected; *p; ++p)
+            if (*p != ' ') expected.push_back(*p == 'F' ? 44 : 7);
+        EXPECT_EQ(Boxes(CSize(5, 5), cross,
+                        ParameterMap({{"fill", c.fill},
+                                      {"resize_box", c.resize},
+                                      {"fg_value", 300},
+                                      {"bg_value", 7.9}})),
+                  expected)
             << c.fill << " " << c.resize;
-
-    CValueMap outline;
-    outline.SetEntry("fill", new CValueBool(false));
-    EXPECT_EQ(Boxes(CSize(3, 1), {0, 9, 0}, outline), (std::vector<uint8_t>{0, 1, 0}));
+    }
+    EXPECT_EQ(Boxes(CSize(3, 1), {0, 9, 0}, ParameterMap({{"fill", false}})),
+              (std::vector<uint8_t>{0, 1, 0}));
 }
 
 TEST(BoundingBox, OneBoxPerLabel) {
-    CValueMap parameters;
-    parameters.SetEntry("label", new CValueBool(true));
-    EXPECT_EQ(Boxes(CSize(5, 2), {1, 0, 0, 2, 0, 0, 1, 0, 0, 2}, parameters),
+    CValueMap label = ParameterMap({{"label", true}});
+    EXPECT_EQ(Boxes(CSize(5, 2), {1, 0, 0, 2, 0, 0, 1, 0, 0, 2}, label),
               (std::vector<uint8_t>{1, 1, 0, 1, 1, 1, 1, 0, 1, 1}));
-
     // Float values up to 1 belong to the first box.
     CPBoundingBox node;
-    Configure(node, parameters);
-    std::unique_ptr<CValue> image =
-        ImageValue<float>(IMAGE_GREY_F, CSize(4, 1), {0.5f, 0, 0.25f, NaN});
-    node.SetStackInput(0, image.get());
-    node.Run();
-    EXPECT_EQ(Samples<float>(OutputImage(node)), (std::vector<float>{1, 1, 1, 0}));
+    Configure(node, label);
+    auto image = GreyF(CSize(4, 1), {0.5f, 0, 0.25f, NaN});
+    EXPECT_EQ(Samples<float>(RunImage(node, {image.get()})), (std::vector<float>{1, 1, 1, 0}));
 
-    std::string where = "(utility plugins) BoundingBox::Run | ";
-    node.ClearStackInputs();
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true), where + "input image is NULL");
-    std::unique_ptr<CValue> planes = ImageValue<float>(IMAGE_GREY_F, CSize(1, 1, 2), {1});
-    node.SetStackInput(0, planes.get());
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              where + "At the moment this plugin is only for 2D images");
-    std::unique_ptr<CValue> wide = ImageValue<uint16_t>(IMAGE_GREY_16, CSize(1, 1), {1});
-    node.SetStackInput(0, wide.get());
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              where + "input image is not of type IMAGE_GREY_F or IMAGE_GREY_8");
+    auto planes = GreyF(CSize(1, 1, 2), {1}), wide = Blank(IMAGE_GREY_16, CSize(1, 1));
+    const SFailure failures[] = {
+        {{}, "input image is NULL"},
+        {{planes.get()}, "At the moment this plugin is only for 2D images"},
+        {{wide.get()}, "input image is not of type IMAGE_GREY_F or IMAGE_GREY_8"},
+    };
+    ExpectFailures<CPBoundingBox>("(utility plugins) BoundingBox::Run | ", failures);
 }
 
 TEST(ExpandBox, MasksTheGrownBoxOfTheFirstPlane) {
-    auto run = [](CSize size, std::vector<float> values, int32_t margin) {
+    auto run = [](CSize size, std::vector<float> values, int margin) {
         CPExpandBox node;
-        CValueMap parameters;
-        for (const char* key : {"expand_left", "expand_right", "expand_top", "expand_bottom"})
-            parameters.SetEntry(key, new CValueLong(margin));
-        Configure(node, parameters);
-        std::unique_ptr<CValue> image = ImageValue<float>(IMAGE_GREY_F, size, std::move(values));
-        node.SetStackInput(0, image.get());
-        node.Run();
-        return Samples<float>(OutputImage(node));
+        Configure(node, {{"expand_left", margin},
+                         {"expand_right", margin},
+                         {"expand_top", margin},
+                         {"expand_bottom", margin}});
+        auto image = GreyF(size, std::move(values));
+        return Samples<float>(RunImage(node, {image.get()}));
     };
-    EXPECT_EQ(run(CSize(3, 2), {0, 0, 0, 0, 0, 0}, 0), (std::vector<float>(6, 0.0f)));
+    EXPECT_EQ(run(CSize(3, 2), {0}, 0), (std::vector<float>(6, 0.0f)));
     // NaN counts; the second plane is copied.
     EXPECT_EQ(run(CSize(4, 3, 2), {0, 0, 0, 0, 0, 0, NaN, 0, 0, 0, 0, 0,  //
                                    5, 5, 5, 5, 5, 5, 5,   5, 5, 5, 5, 5},
@@ -211,9 +158,7 @@ TEST(ExpandBox, MasksTheGrownBoxOfTheFirstPlane) {
                                   5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5}));
 
     CPExpandBox node;
-    Configure(node);
-    std::unique_ptr<CValue> bytes = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(1, 1), {1});
-    node.SetStackInput(0, bytes.get());
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
+    auto bytes = Grey8(CSize(1, 1), {1});
+    EXPECT_EQ(RunError(node, {bytes.get()}),
               "(utility plugins) ExpandBox::Run | input image is not of type IMAGE_GREY_F");
 }

@@ -1,0 +1,74 @@
+#pragma once
+
+// Helpers for the tests of the nodes that read and write files: a directory of the test's own,
+// whole files as bytes, environment variables set for one test, and parameter maps written
+// inline.
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "NodeTesting.h"
+
+namespace testing_support {
+
+// A fixture with an empty directory of the test's own, removed afterwards.
+class FileTest : public testing::Test {
+  protected:
+    void SetUp() override { std::filesystem::create_directories(m_directory); }
+    void TearDown() override { std::filesystem::remove_all(m_directory); }
+
+    std::string Path(const std::string& name) const { return (m_directory / name).string(); }
+
+    std::filesystem::path m_directory =
+        std::filesystem::temp_directory_path() /
+        ("orva-" + std::to_string(getpid()) + "-" +
+         testing::UnitTest::GetInstance()->current_test_info()->test_suite_name() + "-" +
+         testing::UnitTest::GetInstance()->current_test_info()->name());
+};
+
+inline void WriteFile(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+inline std::string FileBytes(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+// `text` with every `value` in it replaced by `placeholder`.
+inline std::string Replaced(std::string text, const std::string& value,
+                            const std::string& placeholder) {
+    for (size_t at = 0; !value.empty() && (at = text.find(value, at)) != std::string::npos;
+         at += placeholder.size())
+        text.replace(at, value.size(), placeholder);
+    return text;
+}
+
+// Sets an environment variable (or unsets it, for a null value) until the end of the scope.
+class CScopedVariable {
+  public:
+    CScopedVariable(const char* name, const char* value) : m_name(name) {
+        const char* previous = std::getenv(name);
+        m_had = previous != nullptr;
+        if (previous) m_previous = previous;
+        value ? setenv(name, value, 1) : unsetenv(name);
+    }
+    ~CScopedVariable() { m_had ? setenv(m_name, m_previous.c_str(), 1) : unsetenv(m_name); }
+    CScopedVariable(const CScopedVariable&) = delete;
+    CScopedVariable& operator=(const CScopedVariable&) = delete;
+
+  private:
+    const char* m_name;
+    std::string m_previous;
+    bool m_had = false;
+};
+
+inline ORVA::CValueMap Parameters(std::initializer_list<SParameter> entries) {
+    return ParameterMap(entries);
+}
+
+}  // namespace testing_support
