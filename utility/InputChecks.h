@@ -48,4 +48,13 @@ inline void RequireSizeOfFirst(const CImage& image, int pin, const CSize& first,
                                     .Arg(first.ToString()));
 }
 
+// CException unless `image` is of a grey or binary type; `message` names the type found as %1.
+inline void RequireSingleChannel(const CImage& image, const char* message, const char* where) {
+    if (image.Type().IsColour()) throw CException(where, CString(message).Arg(image.Type().Name()));
+}
+inline constexpr const char* GREY_OR_BINARY_EXPECTED =
+    "input image is of type %1; a grey or binary type expected";
+inline constexpr const char* SINGLE_CHANNEL_EXPECTED =
+    "input image must have a single channel, but it is %1";
+
 }  // namespace ORVA

@@ -51,6 +51,14 @@ inline CImage* InputImage(const CValue* value, const char* location) {
     return UnwrapPointer<CImage>(value, location);
 }
 
+// The image behind an input a node cannot run without: CException "input image is NULL" for no
+// value or a null image, and for a value that holds no image the message InputImage gives.
+inline CImage* RequiredInputImage(const CValue* value, const char* location) {
+    CImage* image = InputImage(value, location);
+    if (!image) throw CException(location, "input image is NULL");
+    return image;
+}
+
 // An image result as the output value that owns it.
 inline std::unique_ptr<CValue> OwnedImage(std::unique_ptr<CImage> image) {
     return std::make_unique<CValueOwnedPointer<CImage>>(std::move(image));

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "InputChecks.h"
+
 namespace ORVA {
 
 namespace {
@@ -109,8 +111,7 @@ void CPConvexHull::NodeInit() {
 }
 
 void CPConvexHull::Run() {
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
+    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
     const bool image = m_inputMode == "IMAGE";
     if (!image && m_inputMode != "POINTS")
         throw CException(WHERE,
@@ -119,10 +120,7 @@ void CPConvexHull::Run() {
     std::vector<SHullPoint> points;
     const int64_t width = input->Size().x, height = input->Size().y;
     if (image) {
-        if (input->Type().IsColour())
-            throw CException(WHERE, CString("input image is of type %1; a grey or binary type "
-                                            "expected")
-                                        .Arg(input->Type().Name()));
+        RequireSingleChannel(*input, GREY_OR_BINARY_EXPECTED, WHERE);
         if (input->Pixels() > 0)
             DispatchGrey(input->Type(), [&]<class T>(std::type_identity<T>) {
                 points = RowEnds(input->Data<T>(), width, height);

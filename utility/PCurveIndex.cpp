@@ -149,8 +149,7 @@ void CPCurveIndex::GetPluginSetup(CValueMap& setup) {
 void CPCurveIndex::NodeInit() {}
 
 void CPCurveIndex::Run() {
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
+    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
     const int64_t width = input->Size().x;
     const int64_t height = input->Pixels() > 0 ? input->Size().y : 0;
     std::vector<uint8_t> mask;

@@ -70,8 +70,7 @@ void CPDrawCircle::NodeInit() {
 }
 
 void CPDrawCircle::Run() {
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
+    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
     const CImage* table = InputTable(GetStackInput(1, false), WHERE, "input 1", 3);
     if (!table && m_radius < 0)
         throw CException(WHERE,

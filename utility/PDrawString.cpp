@@ -63,8 +63,7 @@ void CPDrawString::NodeInit() {
 }
 
 void CPDrawString::Run() {
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
+    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
     if (m_scale < 1)
         throw CException(WHERE,
                          CString("parameter scale must be 1 or more, but it is %1").Arg(m_scale));

@@ -82,8 +82,7 @@ void CPHoughCircle::NodeInit() {
 }
 
 void CPHoughCircle::Run() {
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
+    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
     if (input->Type() != IMAGE_GREY_F && input->Type() != IMAGE_GREY_8)
         throw CException(WHERE, CString("input image is of type %1; IMAGE_GREY_F or IMAGE_GREY_8 "
                                         "expected")

@@ -63,8 +63,7 @@ void CPPaintMarks::NodeInit() {
 }
 
 void CPPaintMarks::Run() {
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
+    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
     if (m_xColumn < 0)
         throw CException(
             WHERE, CString("parameter x_column must be 0 or more, but it is %1").Arg(m_xColumn));

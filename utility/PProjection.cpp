@@ -1,5 +1,7 @@
 #include "PProjection.h"
 
+#include "InputChecks.h"
+
 namespace ORVA {
 
 namespace {
@@ -37,12 +39,8 @@ void CPProjection::NodeInit() {
 }
 
 void CPProjection::Run() {
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
-    if (input->Type().IsColour())
-        throw CException(WHERE, CString("input image is of type %1; a grey or binary type "
-                                        "expected")
-                                    .Arg(input->Type().Name()));
+    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
+    RequireSingleChannel(*input, GREY_OR_BINARY_EXPECTED, WHERE);
     const int axis = m_axis == "X" ? 0 : m_axis == "Y" ? 1 : m_axis == "Z" ? 2 : -1;
     if (axis < 0) throw CException(WHERE, CString("axis is '%1'; X, Y or Z expected").Arg(m_axis));
     EnProjection mode;

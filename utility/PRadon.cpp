@@ -98,8 +98,7 @@ void CPRadon::NodeInit() {
 
 void CPRadon::Run() {
     if (m_runOnce.Skip()) return;
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
+    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
     if (input->Type() != IMAGE_GREY_F)
         throw CException(WHERE, "input image is not of type IMAGE_GREY_F");
     const CSize& size = input->Size();

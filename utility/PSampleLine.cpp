@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "InputChecks.h"
 #include "Tables.h"
 
 namespace ORVA {
@@ -72,11 +73,8 @@ void CPSampleLine::NodeInit() {
 }
 
 void CPSampleLine::Run() {
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
-    if (input->Type().IsColour())
-        throw CException(WHERE, CString("input image must have a single channel, but it is %1")
-                                    .Arg(input->Type().Name()));
+    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
+    RequireSingleChannel(*input, SINGLE_CHANNEL_EXPECTED, WHERE);
     const EnInterpolation mode = InterpolationByName(m_interpolation, WHERE);
 
     double ends[4] = {m_x0, m_y0, m_x1, m_y1};

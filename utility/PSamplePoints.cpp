@@ -4,6 +4,7 @@
 #include <limits>
 #include <vector>
 
+#include "InputChecks.h"
 #include "Tables.h"
 
 namespace ORVA {
@@ -60,11 +61,8 @@ void CPSamplePoints::NodeInit() {
 }
 
 void CPSamplePoints::Run() {
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
-    if (input->Type().IsColour())
-        throw CException(WHERE, CString("input image must have a single channel, but it is %1")
-                                    .Arg(input->Type().Name()));
+    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
+    RequireSingleChannel(*input, SINGLE_CHANNEL_EXPECTED, WHERE);
     const EnInterpolation mode = InterpolationByName(m_interpolation, WHERE);
     if (m_xColumn < 0)
         throw CException(

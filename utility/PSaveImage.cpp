@@ -100,8 +100,7 @@ void CPSaveImage::Run() {
     const CValue* input = GetStackInput(0, false);
     if (!input) throw CException(WHERE, "no input image on pin 0");
     if (!HoldsType<CImage>(input)) throw CException(WHERE, "input 0 is not an image");
-    const CImage* image = InputImage(input, WHERE);
-    if (!image) throw CException(WHERE, "input image is NULL");
+    const CImage* image = RequiredInputImage(input, WHERE);
     std::string path = CPath(CStringTools::UnwrapEnvVars(m_filename)).PathString();
     EnImageFormat format = ChooseFormat(m_format, path);
     SEncodeOptions options;

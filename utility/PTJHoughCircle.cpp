@@ -1,5 +1,7 @@
 #include "PTJHoughCircle.h"
 
+#include "InputChecks.h"
+
 namespace ORVA {
 
 namespace {
@@ -155,12 +157,8 @@ void CPTJHoughCircle::NodeInit() {
 }
 
 void CPTJHoughCircle::Run() {
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
-    if (input->Type().IsColour())
-        throw CException(WHERE, CString("input image is of type %1; a grey or binary type "
-                                        "expected")
-                                    .Arg(input->Type().Name()));
+    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
+    RequireSingleChannel(*input, GREY_OR_BINARY_EXPECTED, WHERE);
     if (m_radiusMin < 1 || m_radiusMax < m_radiusMin)
         throw CException(WHERE, CString("radius_min %1, radius_max %2: radii from 1 up "
                                         "expected")
