@@ -19,17 +19,17 @@
 #include <new>
 #include <type_traits>
 
+#include "CodecErrors.h"
 #include "ImageFiles.h"
 
-// jpeglib.h needs FILE and size_t declared before it.
+// jerror.h needs jpeglib.h, which CodecErrors.h includes.
 #include <jerror.h>
-#include <jpeglib.h>
 
 namespace ORVA {
 
 namespace {
 
-constexpr size_t MESSAGE_SIZE = 256;
+using namespace CodecErrors;
 
 [[noreturn]] void Fail(const char* where, const std::string& name, EnImageFormat format,
                        const std::string& reason) {
@@ -71,14 +71,6 @@ struct SPngJob {
     int channels = 0, depth = 0;
     char message[MESSAGE_SIZE] = "";
 };
-
-void PngError(png_structp png, png_const_charp message) {
-    auto* job = static_cast<SPngJob*>(png_get_error_ptr(png));
-    std::snprintf(job->message, MESSAGE_SIZE, "%s", message);
-    png_longjmp(png, 1);
-}
-
-void PngWarning(png_structp, png_const_charp) {}
 
 void PngRead(png_structp png, png_bytep out, size_t length) {
     auto* job = static_cast<SPngJob*>(png_get_io_ptr(png));
@@ -122,7 +114,7 @@ std::unique_ptr<CImage> DecodePng(const uint8_t* data, size_t size, const std::s
     SPngJob job;
     job.data = data;
     job.size = size;
-    job.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &job, PngError, PngWarning);
+    job.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &job, PngError<SPngJob>, PngWarning);
     if (!job.png) throw CException(where, "libpng could not be set up");
     struct SRelease {
         SPngJob& job;
@@ -162,20 +154,12 @@ struct SJpegJob {
 // Progressive files of absurdly many scans take long for nothing; no encoder writes them.
 constexpr int MAX_JPEG_SCANS = 1000;
 
-void JpegErrorExit(j_common_ptr info) {
-    auto* job = static_cast<SJpegJob*>(info->client_data);
-    char text[JMSG_LENGTH_MAX];
-    (*info->err->format_message)(info, text);
-    std::snprintf(job->message, MESSAGE_SIZE, "%s", text);
-    std::longjmp(job->jump, 1);
-}
-
 // A file or a segment that ends early is an error (libjpeg would make up the rest of the
 // image); other complaints of libjpeg are not.
 void JpegMessage(j_common_ptr info, int level) {
     if (level >= 0) return;
     if (info->err->msg_code == JWRN_JPEG_EOF || info->err->msg_code == JWRN_HIT_MARKER)
-        JpegErrorExit(info);
+        JpegErrorExit<SJpegJob>(info);
     ++info->err->num_warnings;
 }
 
@@ -190,7 +174,7 @@ void JpegProgress(j_common_ptr info) {
 
 bool JpegReadHeader(SJpegJob* job, const uint8_t* data, size_t size) {
     job->info.err = jpeg_std_error(&job->error);
-    job->error.error_exit = JpegErrorExit;
+    job->error.error_exit = JpegErrorExit<SJpegJob>;
     job->error.emit_message = JpegMessage;
     job->info.client_data = job;
     if (setjmp(job->jump)) return false;
@@ -300,17 +284,6 @@ int TiffMap(thandle_t handle, void** base, toff_t* size) {
 }
 
 void TiffUnmap(thandle_t, void*, toff_t) {}
-
-// Keeps the first error; warnings are dropped.
-int TiffError(TIFF*, void* user, const char*, const char* format, va_list arguments) {
-    auto* message = static_cast<char*>(user);
-    if (message[0] == '\0') std::vsnprintf(message, MESSAGE_SIZE, format, arguments);
-    return 1;
-}
-
-int TiffWarning(TIFF*, void*, const char*, const char*, va_list) {
-    return 1;
-}
 
 // What a page holds and how it becomes an image.
 struct STiffPage {

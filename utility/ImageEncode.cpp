@@ -14,16 +14,14 @@
 #include <cstring>
 #include <filesystem>
 
+#include "CodecErrors.h"
 #include "ImageFiles.h"
-
-// jpeglib.h needs FILE and size_t declared before it.
-#include <jpeglib.h>
 
 namespace ORVA {
 
 namespace {
 
-constexpr size_t MESSAGE_SIZE = 256;
+using namespace CodecErrors;
 
 struct SCloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -81,14 +79,6 @@ struct SPngJob {
     char message[MESSAGE_SIZE] = "";
 };
 
-void PngError(png_structp png, png_const_charp message) {
-    auto* job = static_cast<SPngJob*>(png_get_error_ptr(png));
-    std::snprintf(job->message, MESSAGE_SIZE, "%s", message);
-    png_longjmp(png, 1);
-}
-
-void PngWarning(png_structp, png_const_charp) {}
-
 bool PngWrite(SPngJob* job) {
     if (setjmp(png_jmpbuf(job->png))) return false;
     png_init_io(job->png, job->file);
@@ -111,7 +101,7 @@ bool PngWrite(SPngJob* job) {
 
 void EncodePng(const CImage& image, CDestination& destination, const SEncodeOptions& options) {
     SPngJob job;
-    job.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &job, PngError, PngWarning);
+    job.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &job, PngError<SPngJob>, PngWarning);
     if (!job.png) destination.Fail("libpng could not be set up");
     struct SRelease {
         SPngJob& job;
@@ -143,20 +133,12 @@ struct SJpegJob {
     char message[MESSAGE_SIZE] = "";
 };
 
-void JpegErrorExit(j_common_ptr info) {
-    auto* job = static_cast<SJpegJob*>(info->client_data);
-    char text[JMSG_LENGTH_MAX];
-    (*info->err->format_message)(info, text);
-    std::snprintf(job->message, MESSAGE_SIZE, "%s", text);
-    std::longjmp(job->jump, 1);
-}
-
 void JpegMessage(j_common_ptr, int) {}
 
 bool JpegWrite(SJpegJob* job, std::FILE* file, JSAMPROW* rows, int width, int height, bool colour,
                int quality) {
     job->info.err = jpeg_std_error(&job->error);
-    job->error.error_exit = JpegErrorExit;
+    job->error.error_exit = JpegErrorExit<SJpegJob>;
     job->error.emit_message = JpegMessage;
     job->info.client_data = job;
     if (setjmp(job->jump)) return false;
@@ -199,16 +181,6 @@ void EncodeJpeg(const CImage& image, CDestination& destination, const SEncodeOpt
 }
 
 // ---- TIFF ----
-
-int TiffError(TIFF*, void* user, const char*, const char* format, va_list arguments) {
-    auto* message = static_cast<char*>(user);
-    if (message[0] == '\0') std::vsnprintf(message, MESSAGE_SIZE, format, arguments);
-    return 1;
-}
-
-int TiffWarning(TIFF*, void*, const char*, const char*, va_list) {
-    return 1;
-}
 
 void EncodeTiff(const CImage& image, CDestination& destination, const SEncodeOptions& options,
                 const std::string& path) {
