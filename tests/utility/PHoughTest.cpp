@@ -158,24 +158,3 @@ TEST(Hough, Failures) {
     RunHough(*GreyF(CSize(1, 3), {-0.5f, 2.0f, 0.0f}), "BACKWARD", "SMART", &size);
     EXPECT_EQ(size, CSize(0, 2, 1));
 }
-
-TEST(Hough, DocumentKeepsTheTextsOfInternalRoutines) {
-    CPHough node;
-    CValueMap setup;
-    node.GetPluginSetup(setup);
-    EXPECT_EQ(setup.EntryString("parameters/in]/desc"),
-              "The type of this parameter is of type string. pImgIn pointer to input image");
-    EXPECT_EQ(setup.EntryString("parameters/out]/desc"),
-              "The type of this parameter is of type string. pImgOut pointer to output image "
-              "(accumulator)");
-    std::string description = setup.EntryString("description");
-    for (const char* text :
-         {"sinus sinus value of the angle theta", "nWidth width of the output image"})
-        EXPECT_NE(description.find(std::string("PARAMETER in]\nThe type of this parameter is of "
-                                               "type string. ") +
-                                   text),
-                  std::string::npos);
-    // They have no place in the order of the parameters.
-    EXPECT_EQ(setup.EntryString("gui/order/1"), "in_type");
-    EXPECT_FALSE(setup.HasEntry("gui/order/2"));
-}
