@@ -41,9 +41,6 @@ TEST(FastConvert, FloatToIntegerRoundsAndClampsWhenSaturating) {
     std::vector<float> in = {0.5f, -0.5f, 1.49f, 254.5f, 300.0f, -1.0f, NaN};
     EXPECT_EQ((Convert<uint8_t>(IMAGE_GREY_F, in, IMAGE_GREY_8, true)),
               (std::vector<uint8_t>{1, 0, 1, 255, 255, 0, 0}));
-    EXPECT_EQ(
-        (Convert<uint16_t>(IMAGE_GREY_F, std::vector<float>{70000.0f, 2.5f}, IMAGE_GREY_16, true)),
-        (std::vector<uint16_t>{65535, 3}));
     EXPECT_EQ((Convert<uint32_t>(IMAGE_GREY_D, std::vector<double>{4294967295.4, 1e300},
                                  IMAGE_GREY_32, true)),
               (std::vector<uint32_t>{4294967295u, 4294967295u}));

@@ -49,8 +49,8 @@ TEST(SetupDocument, SecondWriteAppendsKeywordsAndKeepsLabels) {
     write();
     setup.Entry("outputs/0")->Meta().SetEntry("label", new CValueString("the host's own text"));
     write();
-    EXPECT_EQ(setup.Entry("keywords")->Vector()->Size(), 6u);
-    EXPECT_EQ(setup.EntryString("keywords/3"), "copy");
+    EXPECT_EQ(CTextSerializer::ToText(*setup.Entry("keywords"), 0),
+              R"(["copy", "nop", "do nothing", "copy", "nop", "do nothing"])");
     EXPECT_EQ(setup.EntryString("outputs/0/label"), "the host's own text");
 }
 
@@ -84,14 +84,10 @@ TEST(SetupDocument, ParametersOrderHintsAndTexts) {
               "The type of this parameter is of type double or long. how many");
     EXPECT_EQ(setup.Entry("parameters/scale")->Type(), typeid(CValueDouble));
     EXPECT_EQ(setup.EntryString("parameters/verbose/gui/boolean"), "togglebutton");
-    EXPECT_TRUE(setup.EntryBool("parameters/file/gui/path"));
-    EXPECT_TRUE(setup.EntryBool("parameters/file/gui/save"));
-    EXPECT_EQ(setup.EntryString("parameters/file/gui/filefilter"), "Text (*.txt)");
-    EXPECT_EQ(setup.EntryString("gui/order/0"), "count");
-    EXPECT_EQ(setup.EntryString("gui/order/1"), "scale");
-    EXPECT_EQ(setup.EntryString("gui/order/2"), "file");
-    EXPECT_EQ(setup.EntryString("gui/order/98"), "verbose");
-    EXPECT_EQ(setup.Entry("gui/order")->Map()->Size(), 4u);
+    EXPECT_EQ(CTextSerializer::ToText(*setup.Entry("parameters/file/gui"), 0),
+              "{\"filefilter\": \"Text (*.txt)\", \"path\": true, \"save\": true}");
+    EXPECT_EQ(CTextSerializer::ToText(*setup.Entry("gui/order"), 0),
+              R"({"0": "count", "1": "scale", "2": "file", "98": "verbose"})");
     EXPECT_EQ(setup.Entry("parameters/in]")->GenericType(), CValue::VAL_NULL);
     EXPECT_EQ(setup.EntryString("parameters/in]/desc"),
               "The type of this parameter is of type string. pDst pointer to destination image");
@@ -100,7 +96,5 @@ TEST(SetupDocument, ParametersOrderHintsAndTexts) {
     // A map placeholder keeps its pin texts in its metadata, which a path cannot reach.
     EXPECT_TRUE(setup.Entry("inputs/1")->Meta().EntryBool("optional"));
     EXPECT_EQ(setup.EntryString("outputs/0/label"), "set directly");
-    EXPECT_EQ(setup.EntryString("description").find("PARAMETER out]\n"),
-              setup.EntryString("description").find("PARAMETER out]"));
     EXPECT_NE(setup.EntryString("description").find("PARAMETER out]\nThe type"), std::string::npos);
 }

@@ -85,10 +85,4 @@ TEST(Exception, LocationMessageAndObject) {
     CException located(ORVA_LOCATION, "failed");
     EXPECT_NE(located.Location().find("StringTest.cpp:"), std::string::npos);
     EXPECT_NE(located.Location().find("TestBody"), std::string::npos);
-
-    CExPluginRelocation moved("utility::EnvVar", "sysutils::EnvVar");
-    EXPECT_EQ(moved.OldAddress(), "utility::EnvVar");
-    EXPECT_EQ(moved.NewAddress(), "sysutils::EnvVar");
-    const CException& base = moved;
-    EXPECT_STREQ(base.what(), "plugin 'utility::EnvVar' has moved to 'sysutils::EnvVar'");
 }

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -28,76 +27,30 @@ std::pair<std::string, bool> Create(const std::string& name) {
 }  // namespace
 
 TEST(Module, ExportsExactlyTheThreeEntryPoints) {
-    std::string command = "nm -D --defined-only " + ModulePath();
+    std::string command = "nm -D --defined-only -j " + ModulePath() + " | LC_ALL=C sort";
     FILE* pipe = popen(command.c_str(), "r");
     ASSERT_NE(pipe, nullptr);
-    std::vector<std::string> symbols;
+    std::string symbols;
     char line[512];
-    while (std::fgets(line, sizeof line, pipe)) {
-        std::string text(line);
-        while (!text.empty() && (text.back() == '\n' || text.back() == ' '))
-            text.pop_back();
-        symbols.push_back(text.substr(text.rfind(' ') + 1));
-    }
+    while (std::fgets(line, sizeof line, pipe))
+        symbols += line;
     ASSERT_EQ(pclose(pipe), 0);
-    std::sort(symbols.begin(), symbols.end());
-    EXPECT_EQ(symbols, (std::vector<std::string>{"CreatePluginInstanceEx", "ListPlugins",
-                                                 "get_loading_timestamp"}));
+    EXPECT_EQ(symbols, "CreatePluginInstanceEx\nListPlugins\nget_loading_timestamp\n");
 }
 
 TEST(Module, ListsTheFiftyOneCurrentNodesInOrder) {
-    const std::vector<std::string> expected = {"ConvertType",
-                                               "Normalize",
-                                               "CurveIndex",
-                                               "ReadImage",
-                                               "CopyImage",
-                                               "ReplaceValue",
-                                               "ReplaceNonFinite",
-                                               "ImageInfo",
-                                               "MutualInformation",
-                                               "Projection",
-                                               "Labeling",
-                                               "Hough",
-                                               "PaintMarks",
-                                               "ReadASCII",
-                                               "BoundingBox",
-                                               "Statistics",
-                                               "DrawString",
-                                               "Histogram",
-                                               "SampleLine",
-                                               "Radon",
-                                               "RayMaximum",
-                                               "RayMinimum",
-                                               "ConvexHull",
-                                               "Script",
-                                               "Sort",
-                                               "ZoneList",
-                                               "TimerStart",
-                                               "TimerStop",
-                                               "FindMax",
-                                               "HoughCircle",
-                                               "FindBalancePoint",
-                                               "SelectImage",
-                                               "SelectPixel",
-                                               "StringToImage",
-                                               "StaticImage",
-                                               "StaticStorage",
-                                               "RingBuffer",
-                                               "TextSerializer",
-                                               "StringManipulation",
-                                               "PixelLabel",
-                                               "Sleep",
-                                               "ImageToString",
-                                               "SaveASCII",
-                                               "SaveImage",
-                                               "ReadMap",
-                                               "AddMetaData",
-                                               "SamplePoints",
-                                               "Histogram2d",
-                                               "GetImageAttributes",
-                                               "SetImageAttributes",
-                                               "GetCoordinates"};
-    EXPECT_EQ(Module().ListPlugins(), expected);
+    std::string listed;
+    for (const std::string& name : Module().ListPlugins())
+        listed += name + " ";
+    EXPECT_EQ(listed,
+              "ConvertType Normalize CurveIndex ReadImage CopyImage ReplaceValue ReplaceNonFinite "
+              "ImageInfo MutualInformation Projection Labeling Hough PaintMarks ReadASCII "
+              "BoundingBox Statistics DrawString Histogram SampleLine Radon RayMaximum RayMinimum "
+              "ConvexHull Script Sort ZoneList TimerStart TimerStop FindMax HoughCircle "
+              "FindBalancePoint SelectImage SelectPixel StringToImage StaticImage StaticStorage "
+              "RingBuffer TextSerializer StringManipulation PixelLabel Sleep ImageToString "
+              "SaveASCII SaveImage ReadMap AddMetaData SamplePoints Histogram2d GetImageAttributes "
+              "SetImageAttributes GetCoordinates ");
 }
 
 TEST(Module, ReportsWhenItWasLoaded) {
@@ -129,16 +82,11 @@ TEST(Factory, RelocatedNodeThrowsWithBothAddresses) {
 TEST(Factory, DeprecatedNodesWarnOnStandardOutput) {
     for (const char* name : {"ExpandBox", "NormalizeLine", "FindRectangle", "FindAndCutRectangle",
                              "Merge", "FillWithValue", "MeanValueDifference", "DrawCircle"}) {
-        auto [printed, made] = Create(name);
-        if (!made) {  // not part of the module yet
-            EXPECT_EQ(printed, "") << name;
-            continue;
-        }
         std::string expected =
             std::string("Warning: ") + name + " is deprecated and should no longer be used.\n";
         if (std::string(name) == "DrawCircle")
             expected += "We recommend to use Data::Circle instead!\n";
-        EXPECT_EQ(printed, expected);
+        EXPECT_EQ(Create(name).first, expected);
     }
     for (const std::string& name : Module().ListPlugins())
         EXPECT_EQ(Create(name).first, "") << name;
@@ -147,7 +95,7 @@ TEST(Factory, DeprecatedNodesWarnOnStandardOutput) {
 TEST(Factory, SaveAsciiAndImageToStringShareOneClass) {
     std::unique_ptr<CPNode> file = Module().Create("SaveASCII");
     std::unique_ptr<CPNode> text = Module().Create("ImageToString");
-    if (!file || !text) GTEST_SKIP() << "CPSaveASCII is not part of the module yet";
+    ASSERT_TRUE(file && text);
     EXPECT_EQ(typeid(*file), typeid(*text));
     CValueMap a, b;
     file->GetPluginSetup(a);
@@ -158,6 +106,6 @@ TEST(Factory, SaveAsciiAndImageToStringShareOneClass) {
 
 TEST(Factory, AlternativeNameOfTheGradientCircleTransform) {
     std::unique_ptr<CPNode> node = Module().Create("HoughCircleTJ");
-    if (!node) GTEST_SKIP() << "CPTJHoughCircle is not part of the module yet";
+    ASSERT_NE(node, nullptr);
     EXPECT_EQ(TypeName(typeid(*node)).find("CPTJHoughCircle"), 0u);
 }

@@ -18,99 +18,70 @@ namespace {
 const float NaN = std::numeric_limits<float>::quiet_NaN();
 
 // The two-pass scan in its plain form, step by step: a float copy, 64-bit labels
-// and a flat equivalence table whose entries above the minimum every merge rewrites. Returns
-// the labels and sets `count` to the count of the last plane.
+// and a flat equivalence table whose entries above the minimum every merge rewrites. Outside
+// the plane is background: never equal, label 0. Returns the labels and sets `count` to the
+// count of the last plane.
 std::vector<uint64_t> LiteralLabels(const std::vector<float>& image, CSize size, int neighbourhood,
                                     uint64_t* count) {
     const int64_t w = size.x, h = size.y;
     std::vector<uint64_t> labels(image.size(), 0);
     *count = 0;
     for (int64_t z = 0; z < size.z; ++z) {
-        if (w * h == 0) continue;
         const float* v = image.data() + z * w * h;
         uint64_t* L = labels.data() + z * w * h;
-        auto V = [&](int64_t x, int64_t y) { return v[y * w + x]; };
-        auto Lab = [&](int64_t x, int64_t y) -> uint64_t& { return L[y * w + x]; };
+        auto inside = [&](int64_t x, int64_t y) { return x >= 0 && x < w && y >= 0; };
+        auto equal = [&](float p, int64_t x, int64_t y) {
+            return inside(x, y) && v[y * w + x] == p;
+        };
+        auto label = [&](int64_t x, int64_t y) { return inside(x, y) ? L[y * w + x] : 0; };
         std::vector<uint64_t> T(static_cast<size_t>(w * h) + 1);
         std::iota(T.begin(), T.end(), 0);
         uint64_t c = 0;
-        auto merge = [&](uint64_t m, std::vector<uint64_t> S) {
+        // The classes of `r` go into the smallest of the first and those whose neighbour is
+        // equal (`e`); entries at or below it stay.
+        auto merge = [&](std::vector<uint64_t> r, std::vector<bool> e) {
+            size_t chosen = 0;
+            for (size_t i = 1; i < r.size(); ++i)
+                if (e[i] && r[i] < r[chosen]) chosen = i;
+            const uint64_t m = r[chosen];
+            r.erase(r.begin() + static_cast<long>(chosen));
             for (uint64_t k = m + 1; k <= c; ++k)
-                if (std::find(S.begin(), S.end(), T[k]) != S.end()) T[k] = m;
-        };
-        auto mergeTwo = [&](uint64_t a, uint64_t b) {
-            if (a < b) merge(a, {b});
-            if (a > b) merge(b, {a});
+                if (std::find(r.begin(), r.end(), T[k]) != r.end()) T[k] = m;
         };
 
-        if (V(0, 0) != 0) {
-            Lab(0, 0) = 1;
-            c = 1;
-        }
-        for (int64_t x = 1; x < w; ++x) {
-            if (V(x, 0) == 0) continue;
-            Lab(x, 0) = V(x, 0) == V(x - 1, 0) ? Lab(x - 1, 0) : ++c;
-        }
-        for (int64_t y = 1; y < h; ++y) {
+        for (int64_t y = 0; y < h; ++y) {
             for (int64_t x = 0; x < w; ++x) {
-                const float p = V(x, y);
+                const float p = v[y * w + x];
                 if (p == 0) continue;
-                uint64_t& l = Lab(x, y);
+                uint64_t& l = L[y * w + x];
+                const bool eL = equal(p, x - 1, y), eU = equal(p, x, y - 1);
+                const uint64_t lU = label(x, y - 1);
                 if (neighbourhood == 4) {
-                    if (x == 0) {
-                        l = p == V(0, y - 1) ? Lab(0, y - 1) : ++c;
-                    } else if (p != V(x - 1, y)) {
-                        l = p == V(x, y - 1) ? Lab(x, y - 1) : ++c;
+                    if (!eL) {
+                        l = eU ? lU : ++c;
                     } else {
-                        l = Lab(x - 1, y);
-                        if (p == V(x, y - 1) && Lab(x, y - 1) != l)
-                            mergeTwo(T[l], T[Lab(x, y - 1)]);
+                        l = label(x - 1, y);
+                        if (eU && lU != l) merge({T[l], T[lU]}, {true, true});
                     }
                     continue;
                 }
-                if (x == 0) {
-                    if (p != V(0, y - 1)) {
-                        l = ++c;
-                    } else {
-                        l = Lab(0, y - 1);
-                        if (w > 1 && p == V(1, y - 1) && Lab(1, y - 1) != l)
-                            mergeTwo(T[l], T[Lab(1, y - 1)]);
-                    }
-                    continue;
-                }
-                const bool hasUr = x < w - 1;
-                const bool eUl = p == V(x - 1, y - 1), eU = p == V(x, y - 1),
-                           eUr = hasUr && p == V(x + 1, y - 1);
-                const uint64_t lUl = Lab(x - 1, y - 1), lU = Lab(x, y - 1),
-                               lUr = hasUr ? Lab(x + 1, y - 1) : 0;
-                // Every class of `r` (and up-right's, where there is one) goes into the smallest
-                // of the first and those whose neighbour `e` is equal.
-                auto mergeAll = [&](std::vector<uint64_t> r, std::vector<bool> e) {
-                    if (hasUr) {
-                        r.push_back(T[lUr]);
-                        e.push_back(eUr);
-                    }
-                    size_t chosen = 0;
-                    for (size_t i = 1; i < r.size(); ++i)
-                        if (e[i] && r[i] < r[chosen]) chosen = i;
-                    uint64_t m = r[chosen];
-                    r.erase(r.begin() + static_cast<long>(chosen));
-                    merge(m, r);
-                };
-                if (p == V(x - 1, y)) {
-                    l = Lab(x - 1, y);
+                // Column 0 does not look up-right unless up is equal.
+                const bool eUl = equal(p, x - 1, y - 1),
+                           eUr = equal(p, x + 1, y - 1) && (x > 0 || eU);
+                const uint64_t lUl = label(x - 1, y - 1), lUr = label(x + 1, y - 1);
+                if (eL) {
+                    l = label(x - 1, y);
                     if ((eUl && lUl != l) || (eU && lU != l) || (eUr && lUr != l))
-                        mergeAll({T[l], T[lUl], T[lU]}, {true, eUl, eU});
+                        merge({T[l], T[lUl], T[lU], T[lUr]}, {true, eUl, eU, eUr});
                 } else if (eUl) {
                     l = lUl;
-                    if ((eU && lU != l) || (eUr && lUr != l)) mergeAll({T[l], T[lU]}, {true, eU});
+                    if ((eU && lU != l) || (eUr && lUr != l))
+                        merge({T[l], T[lU], T[lUr]}, {true, eU, eUr});
                 } else if (eU) {
                     l = lU;
-                    if (eUr && lUr != l) mergeTwo(T[l], T[lUr]);
-                } else if (eUr) {
-                    l = lUr;
+                    if (eUr && lUr != l) merge({T[l], T[lUr]}, {true, true});
                 } else {
-                    l = ++c;
+                    l = eUr ? lUr : ++c;
                 }
             }
         }
@@ -159,10 +130,6 @@ Picture RandomPicture(std::mt19937& random, int64_t maxSide, bool allowNaN) {
     return picture;
 }
 
-std::vector<float> AsFloats(const std::vector<uint64_t>& labels) {
-    return std::vector<float>(labels.begin(), labels.end());
-}
-
 std::vector<uint8_t> RunLabeling(std::unique_ptr<CValue> image, int neighbourhood,
                                  uint64_t* printedCount = nullptr) {
     CPLabeling node;
@@ -189,7 +156,8 @@ TEST(Labeling, MatchesTheLiteralScanOnRandomPictures) {
             std::vector<SLabelPlane> planes;
             uint64_t count = LabelImage(picture.values.data(), labels.data(), picture.size,
                                         neighbourhood, &planes);
-            ASSERT_EQ(labels, AsFloats(expected)) << "trial " << trial << ", " << neighbourhood;
+            ASSERT_EQ(labels, std::vector<float>(expected.begin(), expected.end()))
+                << "trial " << trial << ", " << neighbourhood;
             ASSERT_EQ(count, expectedCount) << "trial " << trial;
             for (const SLabelPlane& plane : planes) {
                 pixelScans += plane.pixelScan;

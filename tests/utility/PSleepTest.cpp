@@ -24,9 +24,7 @@ TEST(Sleep, WaitsInMillisecondsOrWrappedSeconds) {
 
 TEST(Sleep, ClampsNegativeTimesAndPassesValuesOn) {
     CPSleep node;
-    CValueMap parameters;
-    parameters.SetEntry("time", new CValueLong(-5));
-    Configure(node, parameters);
+    Configure(node, {{"time", -5}});
     CValueLong number(42);
     node.SetStackInput(0, &number);
     node.Run();
@@ -35,34 +33,18 @@ TEST(Sleep, ClampsNegativeTimesAndPassesValuesOn) {
     EXPECT_NE(node.StackOutput(0), &number);
     EXPECT_TRUE(node.StackOutput(0)->Equal(number));
 
-    std::unique_ptr<CValue> image = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(2, 2), {1, 2, 3, 4});
-    node.SetStackInput(0, image.get());
-    node.Run();
-    const CImage& copy = OutputImage(node);
+    auto image = Grey8(CSize(2, 2), {1, 2, 3, 4});
+    const CImage& copy = RunImage(node, {image.get()});
     EXPECT_NE(&copy, image->VoidPointer());
     EXPECT_EQ(Samples<uint8_t>(copy), (std::vector<uint8_t>{1, 2, 3, 4}));
 }
 
 TEST(Sleep, ChecksTheInputBeforeTheUnit) {
     CPSleep node;
-    CValueMap parameters;
-    parameters.SetEntry("unit", new CValueString("minutes"));
-    parameters.SetEntry("time", new CValueLong(-1));
-    Configure(node, parameters);
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true), "Sleep | No input on first input pin!");
+    Configure(node, {{"unit", "minutes"}, {"time", -1}});
+    EXPECT_EQ(RunError(node, {}), "Sleep | No input on first input pin!");
     CValueLong number(1);
-    node.SetStackInput(0, &number);
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }),
-              "parameter 'unit' must be 'milliseconds' or 'seconds', but it is 'minutes'.");
+    EXPECT_EQ(RunError(node, {&number}),
+              "Sleep | parameter 'unit' must be 'milliseconds' or 'seconds', but it is 'minutes'.");
     EXPECT_EQ(node.Time(), 0);  // clamped before the unit was looked at
-}
-
-TEST(Sleep, MinimalDocument) {
-    CPSleep node;
-    CValueMap setup;
-    node.GetPluginSetup(setup);
-    EXPECT_EQ(setup.Keys(), (std::vector<std::string>{"inputs", "name", "outputs", "parameters",
-                                                      "pluginType", "subType"}));
-    EXPECT_EQ(setup.EntryLong("parameters/time"), 10);
-    EXPECT_EQ(setup.EntryString("parameters/unit/val/enValues"), "milliseconds,seconds");
 }
