@@ -10,18 +10,9 @@ using namespace testing_support;
 
 namespace {
 
-struct SRow {
-    float curve, index, x, y, length;
-    friend bool operator==(const SRow&, const SRow&) = default;
-    friend std::ostream& operator<<(std::ostream& out, const SRow& r) {
-        return out << "{" << r.curve << ", " << r.index << ", " << r.x << ", " << r.y << ", "
-                   << r.length << "}";
-    }
-};
-
-// The node's table for the pixels of `curves` that are not '.'; expects output 1 to hold the
-// index of every curve pixel and 0 elsewhere.
-std::vector<SRow> Trace(const std::vector<std::string>& curves) {
+// The node's table, rows of curve, index, x, y and arc length, for the pixels of `curves` that
+// are not '.'; expects output 1 to hold the index of every curve pixel and 0 elsewhere.
+std::vector<float> Trace(const std::vector<std::string>& curves) {
     const auto width = static_cast<int64_t>(curves[0].size());
     std::vector<float> pixels;
     for (const std::string& row : curves)
@@ -32,33 +23,30 @@ std::vector<SRow> Trace(const std::vector<std::string>& curves) {
     CPCurveIndex node;
     RunNode(node, "{}", {image.get()});
     std::vector<float> table = Samples<float>(OutputImage(node, 0)), indices(pixels.size(), 0.0f);
-    std::vector<SRow> rows;
-    for (size_t i = 0; i + 4 < table.size(); i += 5) {
-        rows.push_back({table[i], table[i + 1], table[i + 2], table[i + 3], table[i + 4]});
+    for (size_t i = 0; i + 4 < table.size(); i += 5)
         indices[static_cast<size_t>(table[i + 3] * width + table[i + 2])] = table[i + 1];
-    }
     EXPECT_EQ(Samples<float>(OutputImage(node, 1)), indices);
-    return rows;
+    return table;
 }
 
 // The rows for pixels numbered by curve in `curves` and by their place along it in `indices`;
 // the arc length adds 1 per edge step and sqrt 2 per diagonal one.
-std::vector<SRow> Rows(const std::vector<std::string>& curves,
-                       const std::vector<std::string>& indices) {
-    std::vector<SRow> rows;
-    double length = 0;
+std::vector<float> Rows(const std::vector<std::string>& curves,
+                        const std::vector<std::string>& indices) {
+    std::vector<float> rows;
+    double length = 0, lastX = 0, lastY = 0;
     for (char curve = '1'; curve <= '9'; ++curve)
         for (char index = '1'; index <= '9'; ++index)
             for (size_t y = 0; y < curves.size(); ++y)
                 for (size_t x = 0; x < curves[y].size(); ++x) {
                     if (curves[y][x] != curve || indices[y][x] != index) continue;
                     const auto fx = static_cast<double>(x), fy = static_cast<double>(y);
-                    length = index == '1'
-                                 ? 0.0
-                                 : length + std::hypot(fx - rows.back().x, fy - rows.back().y);
-                    rows.push_back({static_cast<float>(curve - '0'),
-                                    static_cast<float>(index - '0'), static_cast<float>(x),
-                                    static_cast<float>(y), static_cast<float>(length)});
+                    length = index == '1' ? 0.0 : length + std::hypot(fx - lastX, fy - lastY);
+                    lastX = fx;
+                    lastY = fy;
+                    rows.insert(rows.end(), {static_cast<float>(curve - '0'),
+                                             static_cast<float>(index - '0'), static_cast<float>(x),
+                                             static_cast<float>(y), static_cast<float>(length)});
                 }
     return rows;
 }

