@@ -3,6 +3,7 @@
 // Everything a module or a host uses of the framework.
 #include "PluginSdk/Module.h"
 #include "PluginSdk/Node.h"
+#include "PluginSdk/RunOnce.h"
 #include "PluginSdk/RunPlugin.h"
 #include "PluginSdk/SetupDocument.h"
 #include "Value/Container.h"

@@ -17,6 +17,15 @@ inline CSetupDocument UtilityDocument(const char* pluginType, const char* subTyp
     return document;
 }
 
+// The identity of a node of this module, with its help page
+// "%ORVADIR%/doc/vimbro/html/utility/P<page>/index.html"; `page` defaults to the node's name.
+inline CSetupDocument& UtilityIdentity(CSetupDocument& doc, const char* pluginType,
+                                       const char* subType, const char* name,
+                                       const char* page = nullptr) {
+    return doc.Identity(pluginType, subType, name)
+        .HelpPage("utility", std::string("P") + (page ? page : name));
+}
+
 // Reads a parameter documented as "double or long": a stored double or long replaces
 // `member`; any other kind, or no entry, leaves it as it is.
 template <class T>
@@ -27,34 +36,16 @@ void ReadDoubleOrLong(const CValueMap& parameters, const char* key, T& member) {
         member = static_cast<T>(parameters.EntryLong(key, 0));
 }
 
-// The has-run flag of nodes that can compute only once: NodeInit resets it, a successful Run
-// marks it, and while "run_once" holds later Runs are skipped.
-class CRunOnce {
-  public:
-    void Reset(bool enabled) {
-        m_enabled = enabled;
-        m_done = false;
-    }
-    bool Enabled() const noexcept { return m_enabled; }
-    bool Skip() const noexcept { return m_enabled && m_done; }
-    bool Done() const noexcept { return m_done; }
-    void MarkDone() noexcept { m_done = true; }
-
-  private:
-    bool m_enabled = false;
-    bool m_done = false;
-};
-
 // The image behind an input: null for no value, CException (at `location`) for a value that
 // holds no image.
-inline CImage* InputImage(const CValue* value, const char* location) {
+inline CImage* UnwrapInputImage(const CValue* value, const char* location) {
     return UnwrapPointer<CImage>(value, location);
 }
 
 // The image behind an input a node cannot run without: CException "input image is NULL" for no
 // value or a null image, and for a value that holds no image the message InputImage gives.
 inline CImage* RequiredInputImage(const CValue* value, const char* location) {
-    CImage* image = InputImage(value, location);
+    CImage* image = UnwrapInputImage(value, location);
     if (!image) throw CException(location, "input image is NULL");
     return image;
 }

@@ -130,7 +130,7 @@ void CPBoundingBox::DrawBoxes(const T* in, T* out, int64_t width, int64_t height
 
 void CPBoundingBox::Run() {
     const char* where = "(utility plugins) BoundingBox::Run";
-    const CImage* input = InputImage(GetStackInput(0, false), where);
+    const CImage* input = UnwrapInputImage(GetStackInput(0, false), where);
     if (!input) throw CException(where, "input image is NULL");
     if (input->Size().z > 1)
         throw CException(where, "At the moment this plugin is only for 2D images");

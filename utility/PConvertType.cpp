@@ -108,14 +108,8 @@ namespace {
 
 const char* const WHERE = "ConverType";
 
-const char* const OUTPUT_TYPES[] = {"IMAGE_GREY_F", "IMAGE_GREY_8", "IMAGE_BINARY_FG",
-                                    "IMAGE_RGB_8",  "IMAGE_RGB_8I", "IMAGE_RGB_FI"};
-
-bool IsOutputType(const std::string& name) {
-    for (const char* type : OUTPUT_TYPES)
-        if (name == type) return true;
-    return false;
-}
+const char* const OUTPUT_TYPES =
+    "IMAGE_GREY_F, IMAGE_GREY_8, IMAGE_BINARY_FG, IMAGE_RGB_8, IMAGE_RGB_8I, IMAGE_RGB_FI";
 
 using Id = IImage::CType::EnId;
 using namespace ConvertTypeKernel;
@@ -264,8 +258,8 @@ bool ToRgbFi(const CImage& in, CImage& out) {
 
 CPConvertType::CPConvertType() : m_outType("IMAGE_GREY_F"), m_swap(false) {}
 
-void CPConvertType::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "ConvertType");
+void CPConvertType::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "ConvertType");
     doc.Brief("Change image type and convert pixel data.",
               "Converts the image data to the specified output type by a simple typecast.\n"
               "Values are carried over unscaled and without saturation: a float becomes a byte "
@@ -275,33 +269,31 @@ void CPConvertType::GetPluginSetup(CValueMap& setup) {
               "framework's saturating conversion. With the parameter run_once the node "
               "computes once and returns the same image until it is initialised again.");
     doc.Parameter("out_type", m_outType, "pixel type of the output image")
-        .Values(
-            "IMAGE_GREY_F, IMAGE_GREY_8, IMAGE_BINARY_FG, IMAGE_RGB_8, IMAGE_RGB_8I, "
-            "IMAGE_RGB_FI");
+        .Fallback("IMAGE_GREY_F")
+        .Values(OUTPUT_TYPES);
+    doc.Undocumented("run_once", m_runOnce).Fallback(false);
     doc.Parameter("swap_msb_lsb", m_swap,
                   "byte order of IMAGE_GREY_16 input samples: false reads the first byte as the "
                   "most significant one, true the second")
+        .Fallback(false)
         .Toggle();
-    doc.ParameterText("in]", "string", "pDst pointer to destination image", true);
+    doc.DocumentationOnly("in]", "string", "pDst pointer to destination image", true);
     doc.Input(0,
               "Input image of type IMAGE_GREY_F, IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32, "
               "IMAGE_RGB_8, IMAGE_RGB_8I or IMAGE_BINARY_FG.");
     doc.Output(0, "Output image of the type given by @a out_type.");
     doc.Keywords({"convert", "typecast grayvalues", "endianess", "little endian", "big endian",
                   "LE", "BE", "MSB", "LSB"});
-    doc.WriteTo(setup);
 }
 
 void CPConvertType::NodeInit() {
-    m_outType = Parameters().EntryString("out_type", "IMAGE_GREY_F");
-    if (!IsOutputType(m_outType)) {
+    CPNode::NodeInit();
+    if (!IsAllowedValue(OUTPUT_TYPES, m_outType)) {
         std::cerr << "ConverType"
                   << ": unsupported out type '" << m_outType << "'. "
                   << "resetting type to IMAGE_GREY_F" << std::endl;
         m_outType = "IMAGE_GREY_F";
     }
-    m_runOnce.Reset(Parameters().EntryBool("run_once", false));
-    m_swap = Parameters().EntryBool("swap_msb_lsb", false);
 }
 
 bool CPConvertType::Convert(const CImage& input, CImage& result, bool swapBytes) {
@@ -328,11 +320,7 @@ void CPConvertType::Run() {
         SetStackOutput(0, std::make_unique<CValuePointer<CImage>>(m_cache.get()));
         return;
     }
-    const CValue* value = GetStackInput(0, false);
-    if (!value) throw CException(WHERE, "input image is NULL");
-    if (!HoldsType<CImage>(value)) throw CException(WHERE, "input 0 is not an image");
-    const CImage* input = UnwrapPointer<CImage>(value, WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
+    const CImage* input = InputImage(0, {.where = WHERE, .notImage = "input 0 is not an image"});
 
     const IImage::CType type(m_outType);
     std::unique_ptr<CImage> result;

@@ -29,7 +29,7 @@ void CPExpandBox::NodeInit() {
 
 void CPExpandBox::Run() {
     const char* where = "(utility plugins) ExpandBox::Run";
-    const CImage* input = InputImage(GetStackInput(0, false), where);
+    const CImage* input = UnwrapInputImage(GetStackInput(0, false), where);
     if (!input) throw CException(where, "input image is NULL");
     if (input->Type() != IMAGE_GREY_F)
         throw CException(where, "input image is not of type IMAGE_GREY_F");

@@ -128,7 +128,7 @@ void CPHough::NodeInit() {
 }
 
 void CPHough::Run() {
-    const CImage* input = InputImage(GetStackInput(0, false), WHERE);
+    const CImage* input = UnwrapInputImage(GetStackInput(0, false), WHERE);
     if (!input) throw CException(WHERE, "Input image is NULL.");
     if (input->Type() != IMAGE_GREY_F)
         throw CException(WHERE, "Input image is not of type IMAGE_GREY_F!");

@@ -52,7 +52,7 @@ std::unique_ptr<CImage> CPImageInfo::InfoImage(const CImage& image) {
 
 void CPImageInfo::Run() {
     const CValue* input = GetStackInput(0, false);
-    const CImage* image = InputImage(input, LOCATION);
+    const CImage* image = UnwrapInputImage(input, LOCATION);
     if (!image) throw CException(LOCATION, "input image is NULL");
     std::unique_ptr<CValueMap> info = InfoMap(*image);
     std::unique_ptr<CImage> extents = InfoImage(*image);

@@ -51,7 +51,7 @@ bool Add(double* sum, const CImage& image) {
 // pointer values.
 std::unique_ptr<CValue> Keep(const CValue& input) {
     if (HoldsType<CImage>(&input))
-        if (const CImage* image = InputImage(&input, LOCATION))
+        if (const CImage* image = UnwrapInputImage(&input, LOCATION))
             return OwnedImage(std::make_unique<CImage>(*image));
     return input.CloneUnique(OWNERSHIP_DEEP);
 }

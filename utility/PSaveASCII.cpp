@@ -124,7 +124,7 @@ void CPSaveASCII::Run() {
     const CValue* input = GetStackInput(0, false);
     if (!input) throw CException(where, "input image is NULL");
     if (!HoldsType<CImage>(input)) throw CException(where, "input 0 is not an image");
-    const CImage* image = InputImage(input, where);
+    const CImage* image = UnwrapInputImage(input, where);
     if (!image) throw CException(where, "input image is NULL");
     using T = IImage::CType;
     auto dispatch = [&](auto&& write) {

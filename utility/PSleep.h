@@ -11,8 +11,7 @@ namespace ORVA {
 class CPSleep : public CPNode {
   public:
     CPSleep();
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
     // The wait for `time` (not negative) in `unit`: seconds become milliseconds in unsigned

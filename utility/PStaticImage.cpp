@@ -38,7 +38,7 @@ void CPStaticImage::NodeInit() {
 
 void CPStaticImage::Run() {
     if (m_mode == "WRITE") {
-        const CImage* input = InputImage(GetStackInput(0, false), LOCATION);
+        const CImage* input = UnwrapInputImage(GetStackInput(0, false), LOCATION);
         if (!input) throw CException(LOCATION, "input image is NULL");
         if (input->Type() != IMAGE_GREY_F)
             throw CException(LOCATION, "input image must be of type IMAGE_GREY_F");

@@ -74,7 +74,7 @@ void CPStatistics::Run() {
     const char* where = "(utility plugins) Statistics::Run";
     CValue* value = GetStackInput(0, false);
     if (!value) throw CException(where, "input image is NULL");
-    const CImage* input = InputImage(value, where);
+    const CImage* input = UnwrapInputImage(value, where);
     if (!input) throw CException(where, "input image is NULL");
     double sum = 0.0, squares = 0.0;
     const int64_t count = input->Pixels();

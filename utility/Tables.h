@@ -13,7 +13,7 @@ namespace ORVA {
 // IMAGE_GREY_F image of at least `columns` columns. `what` names the pin in messages.
 inline const CImage* InputTable(const CValue* value, const char* where, const char* what,
                                 int64_t columns) {
-    const CImage* table = InputImage(value, where);
+    const CImage* table = UnwrapInputImage(value, where);
     if (!table) return nullptr;
     if (table->Type() != IMAGE_GREY_F || table->Size().x < columns)
         throw CException(where, CString("%1 must be an IMAGE_GREY_F table of at least %2 columns, "
