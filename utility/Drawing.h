@@ -8,7 +8,7 @@
 #include <type_traits>
 
 #include "CircleRaster.h"
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

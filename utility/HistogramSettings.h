@@ -3,7 +3,7 @@
 // The parameters the two histogram nodes share: the counted value range and the bins.
 #include <cstdint>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

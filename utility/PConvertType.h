@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "NodeSupport.h"
 #include "PixelCast.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

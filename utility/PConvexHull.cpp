@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "InputChecks.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "InputChecks.h"
 #include "PixelCast.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

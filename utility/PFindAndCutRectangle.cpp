@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "InputChecks.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

@@ -3,8 +3,8 @@
 #include <limits>
 #include <new>
 
-#include "InputChecks.h"
 #include "TableOutput.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

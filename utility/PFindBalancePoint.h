@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "LabelValues.h"
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

@@ -11,10 +11,10 @@
 #include <utility>
 
 #include "ConnectedComponents.h"
-#include "InputChecks.h"
 #include "LabelValues.h"
 #include "TableOutput.h"
 #include "Threshold.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

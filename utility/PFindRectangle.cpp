@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "InputChecks.h"
 #include "Threshold.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

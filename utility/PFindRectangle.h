@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

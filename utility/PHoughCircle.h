@@ -5,7 +5,7 @@
 
 #include "CircleDetection.h"
 #include "CircleRaster.h"
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

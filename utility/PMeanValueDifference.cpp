@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "InputChecks.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <vector>
 
-#include "InputChecks.h"
 #include "PHistogram2d.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <type_traits>
 
-#include "NodeSupport.h"
 #include "PixelCast.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "InputChecks.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

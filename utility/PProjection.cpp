@@ -1,6 +1,6 @@
 #include "PProjection.h"
 
-#include "InputChecks.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

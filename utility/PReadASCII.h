@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "AsciiNumbers.h"
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

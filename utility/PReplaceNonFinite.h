@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

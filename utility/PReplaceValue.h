@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "NodeSupport.h"
 #include "PixelCast.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

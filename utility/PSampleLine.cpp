@@ -2,8 +2,8 @@
 
 #include <limits>
 
-#include "InputChecks.h"
 #include "Tables.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

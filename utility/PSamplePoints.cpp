@@ -4,8 +4,8 @@
 #include <limits>
 #include <vector>
 
-#include "InputChecks.h"
 #include "Tables.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

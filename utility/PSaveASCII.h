@@ -9,7 +9,7 @@
 #include <type_traits>
 
 #include "AsciiNumbers.h"
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

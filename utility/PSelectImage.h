@@ -1,6 +1,6 @@
 #pragma once
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

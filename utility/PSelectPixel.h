@@ -3,8 +3,8 @@
 #include <bit>
 #include <cstdint>
 
-#include "NodeSupport.h"
 #include "PixelCast.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <utility>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "AsciiNumbers.h"
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

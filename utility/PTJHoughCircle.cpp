@@ -1,6 +1,6 @@
 #include "PTJHoughCircle.h"
 
-#include "InputChecks.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "CircleDetection.h"
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

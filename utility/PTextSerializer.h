@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

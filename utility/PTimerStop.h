@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

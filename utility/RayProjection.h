@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

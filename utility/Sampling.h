@@ -7,7 +7,7 @@
 #include <string>
 #include <type_traits>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 

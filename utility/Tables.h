@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
