@@ -2,6 +2,7 @@
 
 // Everything a module or a host uses of the framework.
 #include "PluginSdk/Module.h"
+#include "PluginSdk/ModuleTable.h"
 #include "PluginSdk/Node.h"
 #include "PluginSdk/RunOnce.h"
 #include "PluginSdk/RunPlugin.h"
