@@ -1,7 +1,7 @@
-#include <bit>
 #include <cmath>
 
-#include "NodeTesting.h"
+#include "DrawingTesting.h"
+#include "PFillWithValue.h"
 #include "PSelectImage.h"
 #include "PSelectPixel.h"
 
@@ -10,18 +10,11 @@ using namespace testing_support;
 
 namespace {
 
-const float NaN = std::nanf("");
-
-// SelectPixel with the constants "then" and "else" on the inputs (null for an empty pin).
-std::unique_ptr<CPSelectPixel> SelectPixel(double thenValue = 0.0, double elseValue = 0.0) {
-    auto node = std::make_unique<CPSelectPixel>();
-    Configure(*node, {{"then", thenValue}, {"else", elseValue}});
-    return node;
-}
-
 template <class T>
 std::vector<T> Selected(std::vector<CValue*> inputs, double thenValue = 0, double elseValue = 0) {
-    return Samples<T>(RunImage(*SelectPixel(thenValue, elseValue), inputs));
+    CPSelectPixel node;
+    Configure(node, {{"then", thenValue}, {"else", elseValue}});
+    return Samples<T>(RunImage(node, inputs));
 }
 
 }  // namespace
@@ -30,36 +23,26 @@ TEST(SelectPixel, SourcesAndConstants) {
     auto cond = Grey8(CSize(2, 1), {0, 5});
     // No source image: the float image takes "else" where the condition holds, on purpose.
     EXPECT_EQ(Selected<float>({cond.get(), nullptr, nullptr}, 1, 2), (std::vector<float>{1, 2}));
-    // Constants take the type of the image, truncated and wrapped.
+    // A constant takes the type of the image on the other pin.
     auto bytes = Grey8(CSize(2, 1), {7, 8});
     EXPECT_EQ(Selected<uint8_t>({cond.get(), bytes.get()}, 0, 300.7),
               (std::vector<uint8_t>{44, 8}));
     auto words = ImageValue<uint32_t>(IMAGE_GREY_32, CSize(2, 1), {7, 8});
     EXPECT_EQ(Selected<uint32_t>({cond.get(), nullptr, words.get()}, 5e9, 0),
-              (std::vector<uint32_t>{7, 705032704u}));  // 5e9 mod 2^32
-    auto shorts = ImageValue<uint16_t>(IMAGE_GREY_16, CSize(2, 1), {1, 2});
-    EXPECT_EQ(Selected<uint16_t>({cond.get(), shorts.get()}, 0, -1.9),
-              (std::vector<uint16_t>{65535, 2}));
-
-    // A float condition: NaN is non-zero. Float samples are copied bit for bit.
-    auto fcond = GreyF(CSize(3, 1), {NaN, 0.0f, -0.0f});
-    auto thenF = GreyF(CSize(3, 1), {std::bit_cast<float>(0x7FC01234u), 1, 2});
-    auto elseF = GreyF(CSize(3, 1), {9, -0.0f, 4});
-    std::vector<float> out = Selected<float>({fcond.get(), thenF.get(), elseF.get()});
-    EXPECT_EQ(std::bit_cast<uint32_t>(out[0]), 0x7FC01234u);
-    EXPECT_EQ(std::bit_cast<uint32_t>(out[1]), 0x80000000u);
-    EXPECT_EQ(out[2], 4.0f);
+              (std::vector<uint32_t>{7, 705032704u}));
+    auto floats = GreyF(CSize(2, 1), {0.5f, 1.5f}), others = GreyF(CSize(2, 1), {2.5f, 3.5f});
+    EXPECT_EQ(Selected<float>({cond.get(), floats.get(), others.get()}),
+              (std::vector<float>{2.5f, 1.5f}));
 
     // One matching extent is enough. The result has the size of 'then'; pixels without a
     // condition pixel stay 0.
     auto row = ImageValue<uint8_t>(IMAGE_BINARY_FG, CSize(4, 1, 1), {1, 0, 1, 0});
     auto taller = Grey8(CSize(4, 2, 1), {9});
-    auto node = SelectPixel(0, 3);
-    const CImage& result = RunImage(*node, {row.get(), taller.get()});
+    CPSelectPixel node;
+    Configure(node, {{"else", 3.0}});
+    const CImage& result = RunImage(node, {row.get(), taller.get()});
     EXPECT_EQ(result.Size(), CSize(4, 2, 1));
     EXPECT_EQ(Samples<uint8_t>(result), (std::vector<uint8_t>{9, 3, 9, 3, 0, 0, 0, 0}));
-    auto if441 = Blank(IMAGE_GREY_8, CSize(4, 4, 1)), then482 = Blank(IMAGE_GREY_8, CSize(4, 8, 2));
-    EXPECT_EQ(RunError(*node, {if441.get(), then482.get()}), "no exception");
 }
 
 TEST(SelectPixel, Errors) {
@@ -69,10 +52,13 @@ TEST(SelectPixel, Errors) {
     auto then552 = Blank(IMAGE_GREY_8, CSize(5, 5, 2)),
          else333 = Blank(IMAGE_GREY_8, CSize(3, 3, 3));
     CValueLong number(1);
+    CValueOwnedPointer<CImage> none;
     const SFailure failures[] = {
-        {{nullptr, grey.get()}, "first input image 'if' is NULL"},
+        {{nullptr, &number}, "first input image 'if' is NULL"},
         {{&number}, "First input 'if' is not an image"},
-        {{grey.get(), &number}, "Second input 'then' is not an image"},
+        // A null image on pin 0 is reported after the other pins are looked at.
+        {{&none, &number}, "Second input 'then' is not an image"},
+        {{&none, nullptr, grey.get()}, "first input image 'if' is NULL"},
         {{grey.get(), nullptr, &number}, "Third input 'else' is not an image"},
         {{if441.get(), then552.get()},
          "Images 'if' and 'then' must have same size. Sizes are (4, 4, 1) vs (5, 5, 2)."},
@@ -99,7 +85,7 @@ TEST(SelectImage, ChoosesByTheCondition) {
     CValueString text("no");
     auto empty = Blank(IMAGE_GREY_8, CSize(0, 0, 0));
     auto byteZero = ImageValue<uint8_t>(IMAGE_BINARY_FG, CSize(2, 1), {0, 1});
-    auto floatNaN = GreyF(CSize(1, 1), {NaN}), floatZero = GreyF(CSize(1, 1), {-0.0f});
+    auto floatNaN = GreyF(CSize(1, 1), {std::nanf("")}), floatZero = GreyF(CSize(1, 1), {-0.0f});
     auto shortZero = Blank(IMAGE_GREY_16, CSize(1, 1));
     struct Case {
         CValue* condition;
@@ -114,16 +100,44 @@ TEST(SelectImage, ChoosesByTheCondition) {
         EXPECT_EQ(Samples<uint8_t>(out), std::vector<uint8_t>{c.expected});
         EXPECT_NE(&out, zero->VoidPointer());
     }
-}
-
-TEST(SelectImage, BothInputsMustBeImages) {
-    auto image = Blank(IMAGE_GREY_8, CSize(1, 1));
+    // Both inputs must be images, also the one not chosen; a null image only where chosen.
     CValueLong number(1);
+    CValueOwnedPointer<CImage> none;
     const SFailure failures[] = {
-        {{}, "first input image is NULL"},
-        {{image.get()}, "second input image is NULL"},
-        // Though input 0 is chosen.
-        {{image.get(), &number}, "expected a value holding CImage, but found CValueLong"},
+        {{nullptr, &number}, "first input image is NULL"},
+        {{zero.get()}, "second input image is NULL"},
+        {{zero.get(), &number}, "expected a value holding CImage, but found CValueLong"},
+        {{zero.get(), &none, &longZero}, "second input image is NULL"},
     };
     ExpectFailures<CPSelectImage>("(utility plugins) SelectImage::Run | ", failures);
+}
+
+TEST(FillWithValue, MaskSelectsUpToTheShorterImage) {
+    // Four mask pixels for six image pixels: the last two are never selected.
+    auto mask = GreyF(CSize(4, 1), {0, NAN, 2, 0});
+    auto image = Grey8(CSize(6, 1), {1, 2, 3, 4, 5, 6});
+    struct Case {
+        const char* json;
+        CValue* mask;
+        std::vector<uint8_t> expected;
+    } cases[] = {
+        {R"({"value": 300.0})", mask.get(), {1, 44, 44, 4, 5, 6}},  // low 8 bits
+        {R"({"value": 7.9, "invert": true})", mask.get(), {7, 2, 3, 7, 5, 6}},
+        {R"({"value": -1})", nullptr, {255, 255, 255, 255, 255, 255}},
+    };
+    for (const Case& c : cases) {
+        CPFillWithValue node;
+        RunNode(node, c.json, {image.get(), c.mask});
+        EXPECT_EQ(Samples<uint8_t>(OutputImage(node)), c.expected) << c.json;
+    }
+    auto colour = Blank(IMAGE_RGB_8, CSize(1, 1));
+    CValueOwnedPointer<CImage> none;
+    ExpectJsonFailures<CPFillWithValue>(
+        "(utility plugins) FillWithValue::Run",
+        {{"{}", {}, "input 0 is NULL"},
+         {"{}",
+          {colour.get()},
+          "input 0 is not of type IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32, IMAGE_GREY_F, "
+          "IMAGE_GREY_D or IMAGE_BINARY_FG but IMAGE_RGB_8"},
+         {"{}", {image.get(), &none}, "input 1 is NULL"}});
 }
