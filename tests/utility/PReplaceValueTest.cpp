@@ -8,33 +8,29 @@ using namespace ORVA;
 using namespace testing_support;
 
 TEST(ReplaceValue, WarnsAboutValuesThePixelTypeCannotHold) {
+    const std::string byte = " is not representable as 8-bit unsigned integer (image type ";
     struct Case {
         IImage::CType type;
         double source, destination;
-        const char* warning;
+        std::string warning;
     } cases[] = {
-        {IMAGE_GREY_8, 300, 7,
-         "Source value 300 is not representable as 8-bit unsigned integer (image type "
-         "IMAGE_GREY_8)."},
+        {IMAGE_GREY_8, 300, 7, "Source value 300" + byte + "IMAGE_GREY_8)."},
         // The destination is examined only when the source is fine.
-        {IMAGE_GREY_8, 300, 2.5,
-         "Source value 300 is not representable as 8-bit unsigned integer (image type "
-         "IMAGE_GREY_8)."},
+        {IMAGE_GREY_8, 300, 2.5, "Source value 300" + byte + "IMAGE_GREY_8)."},
         {IMAGE_GREY_16, 5, 2.5,
          "Destination value 2 is not representable as 16-bit unsigned integer (image type "
          "IMAGE_GREY_16)."},
-        {IMAGE_GREY_32, 3e9, 4, nullptr},
-        {IMAGE_GREY_F, 0.5, 2.5, nullptr},
+        {IMAGE_GREY_32, 3e9, 4, ""},
+        {IMAGE_GREY_F, 0.5, 2.5, ""},
     };
     for (const Case& c : cases) {
         CPReplaceValue node;
         Configure(node, {{"src_value", c.source}, {"dst_value", c.destination}});
         auto image = ImageOf(c.type, CSize(2, 1), {1, 2});
         SetInputs(node, {image.get()});
-        EXPECT_EQ(CapturedStderr([&] { node.Run(); }),
-                  c.warning
-                      ? "(utility plugins) ReplaceValue WARNING: " + std::string(c.warning) + "\n"
-                      : "");
+        EXPECT_EQ(
+            CapturedStderr([&] { node.Run(); }),
+            c.warning.empty() ? "" : "(utility plugins) ReplaceValue WARNING: " + c.warning + "\n");
     }
     // The table on input 1 replaces; the parameters are not looked at.
     CPReplaceValue node;

@@ -14,7 +14,7 @@ namespace {
 const float NaN = std::nanf("");
 using F = std::vector<float>;
 
-// The tiled extremes as described: tile by tile, pixel by pixel.
+// The tiled extremes the literal way: tile by tile, pixel by pixel.
 SRange LiteralExtremes(const F& data, CSize size, const int64_t (&tiles)[3]) {
     float sumMax = 0.0f, sumMin = 0.0f;
     int64_t from[3], to[3];

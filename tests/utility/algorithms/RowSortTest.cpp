@@ -11,7 +11,7 @@ using namespace ORVA;
 
 namespace {
 
-// The sort as described: an index sort by a comparison of the keys, then a gather of rows.
+// The sort the literal way: an index sort by a comparison of the keys, then a gather of rows.
 template <class T>
 std::vector<T> LiteralSort(const std::vector<T>& in, int64_t width, int64_t rows, int64_t column) {
     std::vector<int64_t> index(static_cast<size_t>(rows));

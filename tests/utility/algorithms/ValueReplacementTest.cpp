@@ -18,7 +18,7 @@ std::vector<T> ByTable(std::vector<T> in, std::vector<T> pairs) {
     return out;
 }
 
-// The pair table as described: each pixel against every row in order, the last match wins.
+// The pair table the literal way: each pixel against every row in order, the last match wins.
 template <class T>
 std::vector<T> LiteralPairs(const std::vector<T>& in, const std::vector<T>& pairs) {
     std::vector<T> out = in;
