@@ -23,28 +23,18 @@ TEST(GetImageAttributes, OutputsACopyOfTheAttributes) {
     CPGetImageAttributes node;
     SetInputs(node, {input.get()});
     node.Run();
-    ASSERT_NE(node.StackOutput(0), nullptr);
     node.StackOutput(0)->Map()->SetEntry("unit", new CValueString("cm"));
     EXPECT_TRUE(UnwrapPointer<CImage>(input.get())
                     ->Attributes()
                     .Equal(*CTextSerializer::FromText(ORIGINAL)));
-}
 
-TEST(ImageAttributes, InputChecks) {
     CValueLong number(1);
     CValueOwnedPointer<CImage> none;
-    for (std::string location : {"GetImageAttributes", "SetImageAttributes"}) {
-        std::unique_ptr<CPNode> node;
-        if (location[0] == 'G')
-            node = std::make_unique<CPGetImageAttributes>();
-        else
-            node = std::make_unique<CPSetImageAttributes>();
-        Configure(*node);
-        std::string where = "(utility plugins) " + location + "::Run | ";
-        EXPECT_EQ(RunError(*node, {}), where + "input image is NULL");
-        EXPECT_EQ(RunError(*node, {&number}), where + "input is not an Image!");
-        EXPECT_EQ(RunError(*node, {&none}), where + "input is not an Image!");
-    }
+    const SFailure failures[] = {{{}, "input image is NULL"},
+                                 {{&number}, "input is not an Image!"},
+                                 {{&none}, "input is not an Image!"}};
+    ExpectFailures<CPGetImageAttributes>("(utility plugins) GetImageAttributes::Run | ", failures);
+    ExpectFailures<CPSetImageAttributes>("(utility plugins) SetImageAttributes::Run | ", failures);
 }
 
 TEST(SetImageAttributes, SetsOneAttributeOrReplacesAll) {
