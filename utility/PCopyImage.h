@@ -7,7 +7,7 @@ namespace ORVA {
 // Outputs a deep copy of its input image.
 class CPCopyImage : public CPNode {
   public:
-    void GetPluginSetup(CValueMap& setup) override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 };
 

@@ -7,8 +7,7 @@ namespace ORVA {
 // Hands out a copy of an image's attribute map.
 class CPGetImageAttributes : public CPNode {
   public:
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override {}
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 };
 

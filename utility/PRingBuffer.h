@@ -14,7 +14,7 @@ namespace ORVA {
 class CPRingBuffer : public CPNode {
   public:
     CPRingBuffer();
-    void GetPluginSetup(CValueMap& setup) override;
+    void Declare(CSetupDocument& doc) override;
     void NodeInit() override;
     void Run() override;
 
