@@ -22,6 +22,12 @@ inline const CImage* ImageOnPin(CPNode& node, int pin, const char* where, bool o
     return image;
 }
 
+// The rules of an input whose messages name its pin: "input %1 is NULL" for an empty pin or a
+// null image, "input %1 is not an image" for a value that holds something else.
+inline SImageInput NumberedPin(const char* where) {
+    return {.where = where, .missing = "input %1 is NULL", .notImage = "input %1 is not an image"};
+}
+
 // CException unless the type of `image` (on input `pin`) is one of `allowed`.
 inline void RequireType(const CImage& image, int pin, std::initializer_list<IImage::CType> allowed,
                         const char* where) {
