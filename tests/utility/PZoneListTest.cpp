@@ -160,7 +160,7 @@ TEST(ExpandBox, MasksTheBoxGrownByEachMargin) {
         {nullptr, 0, 0, 0, -2, "...... ...... ...... ......"},
         // Nothing found: the margins grow the start values xmin = width, xmax = -1 and so on.
         {zeros.get(), 0, 0, 0, 0, "... ..."},
-        {zeros.get(), 3, 1, 2, 1, "#.. ..."},
+        {zeros.get(), 1, 3, 1, 2, "... ..#"},
     };
     auto image = GreyF(CSize(6, 4, 2), values);
     for (const auto& c : cases) {

@@ -15,9 +15,11 @@ struct SHistogramParameters {
 
     // How the range and the bin count are read.
     enum EnReading {
-        // Any kind of number (the range documented as long), a missing key the default.
+        // Histogram, Histogram2d: a value of any kind as a number (the range documented as
+        // "long"); a missing key gives the default.
         ANY_NUMBER,
-        // The range only from a double or a long, and a missing key keeps the current value.
+        // MutualInformation: the range only from a double or a long; a missing key keeps the
+        // current value.
         DOUBLE_OR_LONG,
     };
 

@@ -3,18 +3,20 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <utility>
 #include <vector>
 
 using namespace ORVA;
 
 namespace {
 
-// The sums in their plain form: pixel by pixel, in double.
-template <class T>
-std::pair<double, double> LiteralSums(const std::vector<T>& values) {
+// Expects the sums of `count` samples drawn from `draw` to be those added one by one in
+// double, the squares formed as written here.
+template <class T, class Draw>
+void ExpectLiteralSums(int64_t count, Draw draw) {
+    std::vector<T> values(static_cast<size_t>(count));
     double s = 0.0, q = 0.0;
-    for (T v : values) {
+    for (T& v : values) {
+        v = static_cast<T>(draw());
         s += static_cast<double>(v);
         if constexpr (sizeof(T) == 1)
             q += static_cast<double>(int32_t(v) * int32_t(v));
@@ -23,41 +25,20 @@ std::pair<double, double> LiteralSums(const std::vector<T>& values) {
         else
             q += static_cast<double>(uint32_t(v * v));
     }
-    return {s, q};
-}
-
-template <class T>
-void ExpectLiteralSums(const std::vector<T>& values) {
-    double s = -1, q = -1;
-    SumAndSquares(values.data(), static_cast<int64_t>(values.size()), s, q);
-    auto [literalS, literalQ] = LiteralSums(values);
-    EXPECT_EQ(s, literalS) << values.size();
-    EXPECT_EQ(q, literalQ) << values.size();
+    double sum = -1, squares = -1;
+    SumAndSquares(values.data(), count, sum, squares);
+    EXPECT_EQ(sum, s) << count;
+    EXPECT_EQ(squares, q) << count;
 }
 
 }  // namespace
 
 TEST(PixelSums, IntegerSumsEqualThePixelByPixelSums) {
     std::mt19937 random(3);
-    std::vector<uint8_t> bytes(100003);
-    for (uint8_t& v : bytes)
-        v = static_cast<uint8_t>(random());
-    ExpectLiteralSums(bytes);
-    std::vector<uint16_t> shorts(100003);
-    for (uint16_t& v : shorts)
-        v = static_cast<uint16_t>(random());
-    ExpectLiteralSums(shorts);
-    std::vector<uint32_t> longs(1000);
-    for (uint32_t& v : longs)
-        v = static_cast<uint32_t>(random());
-    ExpectLiteralSums(longs);
+    ExpectLiteralSums<uint8_t>(100003, [&] { return random(); });
+    ExpectLiteralSums<uint16_t>(100003, [&] { return random(); });
+    ExpectLiteralSums<uint32_t>(1000, [&] { return random(); });
     // Sums beyond 2^53, where the double additions round.
-    longs.resize(size_t(1) << 22);
-    for (uint32_t& v : longs)
-        v = 0x80000000u | static_cast<uint32_t>(random());
-    ExpectLiteralSums(longs);
-    shorts.assign(size_t(1) << 23, 0);
-    for (uint16_t& v : shorts)
-        v = static_cast<uint16_t>(46341 + random() % 19000);
-    ExpectLiteralSums(shorts);
+    ExpectLiteralSums<uint32_t>(int64_t(1) << 22, [&] { return 0x80000000u | random(); });
+    ExpectLiteralSums<uint16_t>(int64_t(1) << 23, [&] { return 46341 + random() % 19000; });
 }
