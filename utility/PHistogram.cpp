@@ -46,25 +46,12 @@ void CPHistogram::Run() {
             CountHistogram(input->Data<T>(), input->Pixels(), s.rangeMin, s.rangeMax, bins, counts);
         });
 
-    float* out = output->Data<float>();
-    if (!s.normalize) {
-        bool inexact = false;
-        for (int64_t i = 0; i < bins; ++i) {
-            out[i] = static_cast<float>(counts[i]);
-            inexact |= counts[i] > 16777215;
-        }
-        if (inexact)
-            std::cout << "WARNING " << where << " - histogram values greater " << 16777216
-                      << " occure, those values are inexact due to floating point precision."
-                      << std::endl;
-    } else {
-        double sum = 0.0;
-        for (int64_t i = 0; i < bins; ++i)
-            sum += static_cast<double>(counts[i]);
-        if (sum == 0.0) sum = 1.0;
-        for (int64_t i = 0; i < bins; ++i)
-            out[i] = static_cast<float>(static_cast<double>(counts[i]) / sum);
-    }
+    if (s.normalize)
+        NormalizedCounts(counts, bins, output->Data<float>());
+    else if (CountsToFloat(counts, bins, output->Data<float>()))
+        std::cout << "WARNING " << where << " - histogram values greater " << 16777216
+                  << " occure, those values are inexact due to floating point precision."
+                  << std::endl;
     CValueMap& attributes = output->Attributes();
     attributes.SetEntry("Image/ContentType", new CValueString("table"));
     attributes.SetEntry("Image/table-type", new CValueString("histogram"));

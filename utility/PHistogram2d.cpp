@@ -53,16 +53,7 @@ void CPHistogram2d::Run() {
             CountJointHistogram(first->Data<T>(), first->Size(), second->Data<T>(), second->Size(),
                                 s.rangeMin, s.rangeMax, bins, out);
         });
-    if (s.normalize) {
-        double sum = 0.0;
-        for (int64_t i = 0; i < output->Pixels(); ++i)
-            sum += out[i];
-        if (sum != 0.0) {
-            const float divisor = static_cast<float>(sum);
-            for (int64_t i = 0; i < output->Pixels(); ++i)
-                out[i] /= divisor;
-        }
-    }
+    if (s.normalize) NormalizeBins(out, output->Pixels());
     SetStackOutput(0, OwnedImage(std::move(output)));
 }
 

@@ -76,9 +76,7 @@ void CPMutualInformation::Run() {
     if (HasStackOutput(1)) {
         histogram = std::make_unique<CImage>(IMAGE_GREY_F, CSize(bins, bins, 1), CSize(0, 0, 0),
                                              CImage::NoInit{});
-        float* out = histogram->Data<float>();
-        for (size_t k = 0; k < counts.size(); ++k)
-            out[k] = static_cast<float>(counts[k]);
+        CountsToFloat(counts.data(), bins * bins, histogram->Data<float>());
     }
     SetStackOutput(0, std::make_unique<CValueDouble>(result));
     if (histogram) SetStackOutput(1, OwnedImage(std::move(histogram)));

@@ -153,6 +153,34 @@ template void CountJointHistogram(const uint8_t*, const CSize&, const uint8_t*, 
 template void CountJointHistogram(const float*, const CSize&, const float*, const CSize&, double,
                                   double, int64_t, uint64_t*);
 
+bool CountsToFloat(const uint64_t* counts, int64_t bins, float* out) {
+    bool inexact = false;
+    for (int64_t i = 0; i < bins; ++i) {
+        out[i] = static_cast<float>(counts[i]);
+        inexact |= counts[i] > 16777215;
+    }
+    return inexact;
+}
+
+void NormalizedCounts(const uint64_t* counts, int64_t bins, float* out) {
+    double sum = 0.0;
+    for (int64_t i = 0; i < bins; ++i)
+        sum += static_cast<double>(counts[i]);
+    if (sum == 0.0) sum = 1.0;
+    for (int64_t i = 0; i < bins; ++i)
+        out[i] = static_cast<float>(static_cast<double>(counts[i]) / sum);
+}
+
+void NormalizeBins(float* bins, int64_t count) {
+    double sum = 0.0;
+    for (int64_t i = 0; i < count; ++i)
+        sum += bins[i];
+    if (sum == 0.0) return;
+    const float divisor = static_cast<float>(sum);
+    for (int64_t i = 0; i < count; ++i)
+        bins[i] /= divisor;
+}
+
 SEntropies JointEntropies(const uint64_t* counts, int64_t bins) {
     std::vector<uint64_t> first(static_cast<size_t>(bins), 0), second(static_cast<size_t>(bins), 0);
     uint64_t total = 0;

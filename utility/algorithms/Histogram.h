@@ -29,6 +29,14 @@ void CountJointHistogram(const T* first, const CSize& firstSize, const T* second
                          const CSize& secondSize, double rangeMin, double rangeMax,
                          int64_t binCount, C* out);
 
+// Counts as the float bins of a histogram image: the nearest float each, or, normalised, each
+// count divided by the sum of all in double (a sum of 0 counts as 1). CountsToFloat tells
+// whether a count above 16777215 may have been rounded.
+bool CountsToFloat(const uint64_t* counts, int64_t bins, float* out);
+void NormalizedCounts(const uint64_t* counts, int64_t bins, float* out);
+// Divides float bins by their sum, taken in double and then rounded to float, unless it is 0.
+void NormalizeBins(float* bins, int64_t count);
+
 // Entropies in bits of a joint histogram: counts(i, j), i the column (first image), j the row
 // (second image), of `bins` x `bins` counters.
 struct SEntropies {
