@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "ConnectedComponents.h"
+#include "algorithms/ConnectedComponents.h"
 #include "support/NodeSupport.h"
 
 namespace ORVA {

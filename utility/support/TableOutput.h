@@ -3,6 +3,7 @@
 // Measurements of many items in the two forms nodes hand them out: an IMAGE_GREY_F table with
 // one row per item, and a vector with one map per item.
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -35,6 +36,16 @@ std::unique_ptr<CImage> TableImage(const std::vector<SField>& fields, int64_t it
         for (size_t f = 0; f < fields.size(); ++f)
             if (fields[f].inTable) *row++ = static_cast<float>(cells[f]);
     }
+    return table;
+}
+
+// A table of one row.
+template <class T, size_t N>
+std::unique_ptr<CImage> TableRow(const std::array<T, N>& cells) {
+    auto table = std::make_unique<CImage>(IMAGE_GREY_F, CSize(static_cast<int64_t>(N), 1, 1),
+                                          CSize(0, 0, 0), CImage::NoInit{});
+    for (size_t c = 0; c < N; ++c)
+        table->Data<float>()[c] = static_cast<float>(cells[c]);
     return table;
 }
 

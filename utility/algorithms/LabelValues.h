@@ -1,6 +1,7 @@
 #pragma once
 
-// How the nodes that read label images turn pixel values into labels.
+// How pixel values and labels meet: the label a pixel value stands for, and labels made by
+// numbering pixels.
 #include <algorithm>
 #include <cstdint>
 #include <limits>
@@ -42,6 +43,14 @@ int64_t MaxLabel(const T* data, int64_t pixels) {
     for (; i < pixels; ++i)
         maximum = data[i] > maximum ? data[i] : maximum;
     return LabelOf(maximum);
+}
+
+// Numbers the samples of `in` that are not 0 (NaN included) 1, 2, 3, ... in order into `out`;
+// the others become 0.
+inline void NumberNonZero(const float* in, float* out, int64_t count) {
+    uint64_t label = 0;
+    for (int64_t i = 0; i < count; ++i)
+        out[i] = in[i] != 0 ? static_cast<float>(++label) : 0.0f;
 }
 
 }  // namespace ORVA
