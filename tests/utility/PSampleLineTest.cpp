@@ -39,6 +39,11 @@ TEST(SampleLine, SamplesFromStartToEndBothIncluded) {
          R"({"x0": 2, "y0": 0, "x1": 5, "y1": 0, "interpolation": "NEAREST",
              "outside_value": -1})",
          {2, 0, 20, 3, 0, 30, 4, 0, -1, 5, 0, -1}},
+        // Whole-number positions stay on their pixels: the second sample is pixel (0, 200).
+        {high.get(),
+         R"({"x0": -1, "y0": 200, "x1": 5, "y1": 200, "count": 7})",
+         {-1,  200, -99, 0,   200, 200, 1,   200, 210, 2,  200,
+          220, 3,   200, 230, 4,   200, 240, 5,   200, 250}},
     };
     for (const Case& c : cases) {
         CPSampleLine node;

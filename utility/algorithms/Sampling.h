@@ -69,16 +69,29 @@ bool DispatchSampling(IImage::CType type, EnInterpolation mode, F&& f) {
     });
 }
 
-// `count` (>= 1) samples of the first plane of `image` from (x0, y0) to (x1, y1), evenly
-// spaced, the first and last on the ends (one sample: the start). Each sample's position and value
-// go to a row of `table` (3 columns) and its value to `profile` unless that is null.
+// Position i of `count` positions evenly spaced from a to b, both included, as numpy's linspace
+// places them: a plus i times the step, the last exactly b, so that whole-number ends and steps
+// give whole numbers. One position is a.
+inline double EvenlySpaced(double a, double b, int64_t count, int64_t i) {
+    const double delta = b - a;
+    if (count < 2) return 0.0 * delta + a;
+    if (i == count - 1) return b;
+    const auto div = static_cast<double>(count - 1);
+    const double step = delta / div;
+    // A step that underflows to 0 would lose a tiny delta.
+    if (step == 0.0) return static_cast<double>(i) / div * delta + a;
+    return static_cast<double>(i) * step + a;
+}
+
+// `count` (>= 1) samples of the first plane of `image` at the positions EvenlySpaced gives from
+// (x0, y0) to (x1, y1). Each sample's position and value go to a row of `table` (3 columns) and
+// its value to `profile` unless that is null.
 template <EnInterpolation MODE, class T>
 void SampleSegment(const T* image, const CSize& size, double x0, double y0, double x1, double y1,
                    int64_t count, double outside, float* table, float* profile) {
     const CSize plane(size.x, size.y, std::min<int64_t>(size.z, 1));
     for (int64_t i = 0; i < count; ++i) {
-        const double t = count > 1 ? static_cast<double>(i) / static_cast<double>(count - 1) : 0.0;
-        const double x = std::lerp(x0, x1, t), y = std::lerp(y0, y1, t);
+        const double x = EvenlySpaced(x0, x1, count, i), y = EvenlySpaced(y0, y1, count, i);
         const auto value = static_cast<float>(SampleAt<MODE>(image, plane, x, y, 0.0, outside));
         table[3 * i] = static_cast<float>(x);
         table[3 * i + 1] = static_cast<float>(y);
