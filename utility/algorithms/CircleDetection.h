@@ -26,6 +26,15 @@ inline void CircleRows(const std::vector<SHoughCircle>& circles, float* table) {
     }
 }
 
+// Whether one of `count` values reaches `enough`, in a pass of comparisons that vectorises: the
+// accumulators are searched block by block, and most blocks hold no candidate.
+inline bool AnyReaches(const float* values, int64_t count, float enough) {
+    int any = 0;
+    for (int64_t i = 0; i < count; ++i)
+        any |= values[i] >= enough;
+    return any != 0;
+}
+
 // The centres of a width x height grid that lie closer than `distance` (1 to 2^31 - 1) to a centre
 // taken before. Each taken centre marks its disc once, and the centres taken are at least
 // `distance` apart, so the marking costs a few passes over the grid at most.

@@ -165,19 +165,14 @@ std::vector<SHoughCircle> GradientCircles(const float* accumulator, int64_t widt
         int64_t cell;
     };
     std::vector<SCandidate> candidates;
-    // Votes are whole numbers: more than `threshold` is at least `needed`. Most cells fall
-    // short, so a block of a row is looked at cell by cell only when one of them is enough,
-    // which a vectorised pass of comparisons tells.
+    // Votes are whole numbers: more than `threshold` is at least `needed`.
     const auto needed = static_cast<float>(std::floor(threshold) + 1.0);
     constexpr int64_t BLOCK = 64;
     for (int64_t y = 0; y < height; ++y) {
         const float* row = accumulator + y * width;
         for (int64_t start = 0; start < width; start += BLOCK) {
             const int64_t end = std::min(start + BLOCK, width);
-            int any = 0;
-            for (int64_t x = start; x < end; ++x)
-                any |= row[x] >= needed;
-            if (!any) continue;
+            if (!AnyReaches(row + start, end - start, needed)) continue;
             for (int64_t x = start; x < end; ++x) {
                 const float value = row[x];
                 if (value < needed) continue;

@@ -59,16 +59,11 @@ std::vector<SHoughCircle> HoughCirclePeaks(const float* accumulator, int64_t wid
         const auto pixels = static_cast<double>(CircleOutline(radius).size());
         const double needed = std::max(1.0, threshold * pixels);
         const float* plane = accumulator + i * planeSize;
-        // Most cells fall short: a block is looked at cell by cell only when one of them is
-        // enough, which a vectorised pass of comparisons tells.
         const auto enough = static_cast<float>(std::ceil(needed));  // counts are whole
         constexpr int64_t BLOCK = 64;
         for (int64_t start = 0; start < planeSize; start += BLOCK) {
             const int64_t end = std::min(start + BLOCK, planeSize);
-            int any = 0;
-            for (int64_t j = start; j < end; ++j)
-                any |= plane[j] >= enough;
-            if (!any) continue;
+            if (!AnyReaches(plane + start, end - start, enough)) continue;
             for (int64_t j = start; j < end; ++j)
                 if (plane[j] >= needed)
                     candidates.push_back(
