@@ -5,20 +5,19 @@
 #include <cstdint>
 #include <memory>
 
-#include "support/NodeSupport.h"
+#include "NodeSupport.h"
 
 namespace ORVA {
 
-// The table on an input: null for an empty pin; a CException (at `where`) unless it is an
-// IMAGE_GREY_F image of at least `columns` columns. `what` names the pin in messages.
-inline const CImage* InputTable(const CValue* value, const char* where, const char* what,
-                                int64_t columns) {
-    const CImage* table = UnwrapInputImage(value, where);
+// The table on input `pin` of `node`: null for an empty pin; a CException (at `where`) unless it
+// is an IMAGE_GREY_F image of at least `columns` columns.
+inline const CImage* InputTable(CPNode& node, int pin, const char* where, int64_t columns) {
+    const CImage* table = node.InputImage(pin, {.where = where, .optional = true});
     if (!table) return nullptr;
     if (table->Type() != IMAGE_GREY_F || table->Size().x < columns)
-        throw CException(where, CString("%1 must be an IMAGE_GREY_F table of at least %2 columns, "
-                                        "but it is an %3 image of size %4")
-                                    .Arg(what)
+        throw CException(where, CString("input %1 must be an IMAGE_GREY_F table of at least %2 "
+                                        "columns, but it is an %3 image of size %4")
+                                    .Arg(pin)
                                     .Arg(columns)
                                     .Arg(table->Type().Name())
                                     .Arg(table->Size().ToString()));

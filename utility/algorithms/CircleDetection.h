@@ -1,14 +1,13 @@
 #pragma once
 
-// What the circle transforms share: the circles they find, the table they list them in, and the
+// What the circle transforms share: the circles they find, the rows they list them in, and the
 // suppression of centres too close to a stronger one.
 #include <algorithm>
-#include <cmath>
+#include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
-#include "tarsel.h"
+#include "CircleRaster.h"
 
 namespace ORVA {
 
@@ -17,20 +16,23 @@ struct SHoughCircle {
     friend bool operator==(const SHoughCircle&, const SHoughCircle&) = default;
 };
 
-// The circles as an IMAGE_GREY_F table, one row x, y, r, votes each (4 x 0 for none).
-inline std::unique_ptr<CImage> CircleTable(const std::vector<SHoughCircle>& circles) {
-    auto table =
-        std::make_unique<CImage>(IMAGE_GREY_F, CSize(4, static_cast<int64_t>(circles.size())),
-                                 CSize(0, 0, 0), CImage::NoInit{});
-    float* row = table->Data<float>();
+// The circles as rows x, y, r, votes of single-precision `table` (4 x circles.size()).
+inline void CircleRows(const std::vector<SHoughCircle>& circles, float* table) {
     for (const SHoughCircle& circle : circles) {
-        row[0] = static_cast<float>(circle.x);
-        row[1] = static_cast<float>(circle.y);
-        row[2] = static_cast<float>(circle.r);
-        row[3] = static_cast<float>(circle.votes);
-        row += 4;
+        *table++ = static_cast<float>(circle.x);
+        *table++ = static_cast<float>(circle.y);
+        *table++ = static_cast<float>(circle.r);
+        *table++ = static_cast<float>(circle.votes);
     }
-    return table;
+}
+
+// Whether one of `count` values reaches `enough`, in a pass of comparisons that vectorises: the
+// accumulators are searched block by block, and most blocks hold no candidate.
+inline bool AnyReaches(const float* values, int64_t count, float enough) {
+    int any = 0;
+    for (int64_t i = 0; i < count; ++i)
+        any |= values[i] >= enough;
+    return any != 0;
 }
 
 // The centres of a width x height grid that lie closer than `distance` (1 to 2^31 - 1) to a centre
@@ -61,16 +63,6 @@ class CCentreSuppression {
     }
 
   private:
-    // The largest s with s * s <= n, for 0 <= n < 2^62.
-    static int64_t FloorSqrt(int64_t n) {
-        auto s = static_cast<int64_t>(std::sqrt(static_cast<double>(n)));
-        while (s * s > n)
-            --s;
-        while ((s + 1) * (s + 1) <= n)
-            ++s;
-        return s;
-    }
-
     int64_t m_width, m_height, m_distance;
     std::vector<uint8_t> m_marked;
 };

@@ -1,26 +1,19 @@
 #pragma once
 
-// Reading single-channel images at fractional positions, as SampleLine and SamplePoints do:
-// pixel centres lie at integer coordinates; positions outside the image give an outside value.
+// Reading single-channel images at fractional positions: pixel centres lie at integer
+// coordinates; positions outside the image give an outside value.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <string>
 #include <type_traits>
 
-#include "support/NodeSupport.h"
+#include "tarsel.h"
 
 namespace ORVA {
 
-enum class EnInterpolation { NEAREST, BILINEAR };
-
-// "NEAREST" or "BILINEAR"; any other text is a CException at `where`.
-inline EnInterpolation InterpolationByName(const std::string& name, const char* where) {
-    if (name == "NEAREST") return EnInterpolation::NEAREST;
-    if (name == "BILINEAR") return EnInterpolation::BILINEAR;
-    throw CException(
-        where,
-        CString("parameter interpolation must be NEAREST or BILINEAR, but it is '%1'").Arg(name));
-}
+// The ways of reading between pixel centres, in the order of their names.
+enum class EnInterpolation { BILINEAR, NEAREST };
+inline constexpr const char* INTERPOLATIONS = "BILINEAR, NEAREST";
 
 // a + t (b - a) for 0 <= t < 1, written so that t = 0 gives a whatever b holds (a NaN or an
 // infinity beside a pixel centre does not leak into it) and equal ends give themselves.
@@ -74,6 +67,56 @@ bool DispatchSampling(IImage::CType type, EnInterpolation mode, F&& f) {
         else
             f(std::integral_constant<EnInterpolation, EnInterpolation::BILINEAR>{}, element);
     });
+}
+
+// Position i of `count` positions evenly spaced from a to b, both included, as numpy's linspace
+// places them: a plus i times the step, the last exactly b, so that whole-number ends and steps
+// give whole numbers. One position is a.
+inline double EvenlySpaced(double a, double b, int64_t count, int64_t i) {
+    const double delta = b - a;
+    if (count < 2) return 0.0 * delta + a;
+    if (i == count - 1) return b;
+    const auto div = static_cast<double>(count - 1);
+    const double step = delta / div;
+    // A step that underflows to 0 would lose a tiny delta.
+    if (step == 0.0) return static_cast<double>(i) / div * delta + a;
+    return static_cast<double>(i) * step + a;
+}
+
+// `count` (>= 1) samples of the first plane of `image` at the positions EvenlySpaced gives from
+// (x0, y0) to (x1, y1). Each sample's position and value go to a row of `table` (3 columns) and
+// its value to `profile` unless that is null.
+template <EnInterpolation MODE, class T>
+void SampleSegment(const T* image, const CSize& size, double x0, double y0, double x1, double y1,
+                   int64_t count, double outside, float* table, float* profile) {
+    const CSize plane(size.x, size.y, std::min<int64_t>(size.z, 1));
+    for (int64_t i = 0; i < count; ++i) {
+        const double x = EvenlySpaced(x0, x1, count, i), y = EvenlySpaced(y0, y1, count, i);
+        const auto value = static_cast<float>(SampleAt<MODE>(image, plane, x, y, 0.0, outside));
+        table[3 * i] = static_cast<float>(x);
+        table[3 * i + 1] = static_cast<float>(y);
+        table[3 * i + 2] = value;
+        if (profile) profile[i] = value;
+    }
+}
+
+// Samples `image` at each row of `points` (`columns` wide): x in column xColumn, y in the next,
+// z in column zColumn (the first plane when zColumn is negative). Row i of `table` (3 columns)
+// gets x, y and the value; values[i] the value unless `values` is null.
+template <EnInterpolation MODE, class T>
+void SampleTable(const T* image, const CSize& size, const float* points, int64_t columns,
+                 int64_t rows, int64_t xColumn, int64_t zColumn, double outside, float* table,
+                 double* values) {
+    for (int64_t i = 0; i < rows; ++i) {
+        const float* row = points + i * columns;
+        const float z = zColumn >= 0 ? row[zColumn] : 0.0f;
+        const double value =
+            SampleAt<MODE>(image, size, row[xColumn], row[xColumn + 1], z, outside);
+        table[3 * i] = row[xColumn];
+        table[3 * i + 1] = row[xColumn + 1];
+        table[3 * i + 2] = static_cast<float>(value);
+        if (values) values[i] = value;
+    }
 }
 
 }  // namespace ORVA

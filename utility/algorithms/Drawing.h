@@ -1,14 +1,15 @@
 #pragma once
 
 // Drawing into images of any pixel type, clipped at every border: a typed view of the planes to
-// draw into, spans and points, and the circle of the midpoint algorithm. The drawing nodes
-// (DrawCircle, DrawString, PaintMarks) share it so that they agree on values and clipping.
+// draw into, spans and points, the circle of the midpoint algorithm and marks at points. All
+// drawing goes through it, so that it agrees on values and clipping.
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <type_traits>
 
 #include "CircleRaster.h"
-#include "support/NodeSupport.h"
+#include "tarsel.h"
 
 namespace ORVA {
 
@@ -123,6 +124,85 @@ void DrawMidpointCircle(const SCanvas<T>& canvas, int64_t cx, int64_t cy, int64_
             canvas.Point(cx + row.single, y);
             canvas.Point(cx - row.single, y);
         }
+    }
+}
+
+// Draws the circle of every table row (x, y, r in its first three columns), rounded to whole
+// pixels; rows with a value that is not finite, a negative radius or one beyond MAX_RADIUS are
+// skipped.
+template <class T>
+void DrawCircleTable(const SCanvas<T>& canvas, const float* table, int64_t columns, int64_t rows,
+                     bool fill) {
+    for (int64_t i = 0; i < rows; ++i) {
+        const float* row = table + i * columns;
+        if (!std::isfinite(row[0]) || !std::isfinite(row[1]) || !std::isfinite(row[2])) continue;
+        if (row[2] < 0.0f) continue;
+        const int64_t r = NearestPixel(row[2]);
+        if (r > MAX_RADIUS) continue;
+        DrawMidpointCircle(canvas, NearestPixel(row[0]), NearestPixel(row[1]), r, fill);
+    }
+}
+
+// The marks, in the order of their names.
+enum class EnMark { CROSS, PLUS, POINT, SQUARE, CIRCLE };
+inline constexpr const char* MARK_SHAPES = "CROSS, PLUS, POINT, SQUARE, CIRCLE";
+
+// One mark around (x, y) reaching `size` pixels out: diagonal (CROSS) or upright (PLUS) arms,
+// the pixel alone (POINT), the outline of a square (SQUARE) or of a midpoint circle (CIRCLE).
+template <EnMark SHAPE, class T>
+void PaintMark(const SCanvas<T>& canvas, int64_t x, int64_t y, int64_t size) {
+    int64_t first = 0, last = 0;
+    canvas.VisibleRows(y - size, y + size, &first, &last);
+    if constexpr (SHAPE == EnMark::CROSS) {
+        for (int64_t row = first; row <= last; ++row) {
+            canvas.Point(x + (row - y), row);
+            canvas.Point(x - (row - y), row);
+        }
+    } else if constexpr (SHAPE == EnMark::PLUS) {
+        canvas.Span(y, x - size, x + size);
+        for (int64_t row = first; row <= last; ++row)
+            canvas.Point(x, row);
+    } else if constexpr (SHAPE == EnMark::POINT) {
+        canvas.Point(x, y);
+    } else if constexpr (SHAPE == EnMark::SQUARE) {
+        canvas.Span(y - size, x - size, x + size);
+        canvas.Span(y + size, x - size, x + size);
+        for (int64_t row = first; row <= last; ++row) {
+            canvas.Point(x - size, row);
+            canvas.Point(x + size, row);
+        }
+    } else {
+        DrawMidpointCircle(canvas, x, y, size, false);
+    }
+}
+
+// A mark at (row[xColumn], row[xColumn + 1]) of every row of a table `columns` wide, rounded to
+// the nearest pixel; rows with a coordinate that is not finite are skipped.
+template <EnMark SHAPE, class T>
+void PaintMarks(const SCanvas<T>& canvas, const float* table, int64_t columns, int64_t rows,
+                int64_t xColumn, int64_t size) {
+    for (int64_t i = 0; i < rows; ++i) {
+        const float x = table[i * columns + xColumn], y = table[i * columns + xColumn + 1];
+        if (std::isfinite(x) && std::isfinite(y))
+            PaintMark<SHAPE>(canvas, NearestPixel(x), NearestPixel(y), size);
+    }
+}
+
+// The same for a shape chosen at run time: one choice for the whole table.
+template <class T>
+void PaintMarks(const SCanvas<T>& canvas, EnMark shape, const float* table, int64_t columns,
+                int64_t rows, int64_t xColumn, int64_t size) {
+    switch (shape) {
+        case EnMark::CROSS:
+            return PaintMarks<EnMark::CROSS>(canvas, table, columns, rows, xColumn, size);
+        case EnMark::PLUS:
+            return PaintMarks<EnMark::PLUS>(canvas, table, columns, rows, xColumn, size);
+        case EnMark::POINT:
+            return PaintMarks<EnMark::POINT>(canvas, table, columns, rows, xColumn, size);
+        case EnMark::SQUARE:
+            return PaintMarks<EnMark::SQUARE>(canvas, table, columns, rows, xColumn, size);
+        case EnMark::CIRCLE:
+            return PaintMarks<EnMark::CIRCLE>(canvas, table, columns, rows, xColumn, size);
     }
 }
 

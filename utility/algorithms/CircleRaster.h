@@ -11,6 +11,9 @@ namespace ORVA {
 // Radii beyond this are refused: the circle arithmetic squares them in 64 bits.
 constexpr int64_t MAX_RADIUS = (int64_t(1) << 31) - 1;
 
+// floor(sqrt(n)) for 0 <= n < 2^62, exact.
+int64_t FloorSqrt(int64_t n);
+
 // The pixels of a midpoint circle of radius r in the row t above or below its centre
 // (0 <= t <= r), right half, as offsets from the centre column: the span [spanFirst, spanLast]
 // (empty when spanFirst > spanLast) and the single pixel `single` (-1 for none). `extent` is

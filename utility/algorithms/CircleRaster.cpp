@@ -5,9 +5,6 @@
 
 namespace ORVA {
 
-namespace {
-
-// floor(sqrt(n)) and ceil(sqrt(n)) for 0 <= n < 2^62, exact.
 int64_t FloorSqrt(int64_t n) {
     auto s = static_cast<int64_t>(std::sqrt(static_cast<double>(n)));
     while (s * s > n)
@@ -17,6 +14,9 @@ int64_t FloorSqrt(int64_t n) {
     return s;
 }
 
+namespace {
+
+// ceil(sqrt(n)) for 0 <= n < 2^62, exact.
 int64_t CeilSqrt(int64_t n) {
     const int64_t s = FloorSqrt(n);
     return s * s == n ? s : s + 1;
