@@ -23,7 +23,7 @@ TARSEL_API bool InterruptRequested() noexcept;
 TARSEL_API int InterruptSignal() noexcept;
 // Forgets a request, for a host that goes on after an interrupted run.
 TARSEL_API void ClearInterrupt() noexcept;
-// Routes SIGINT, SIGTERM and SIGHUP to RequestInterrupt as described above.
+// Routes SIGINT, SIGTERM and SIGHUP to RequestInterrupt, with the behaviour above.
 TARSEL_API void InstallInterruptHandlers();
 
 // Marks work that polls InterruptRequested and stops cleanly, for as long as it exists.
