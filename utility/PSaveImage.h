@@ -11,8 +11,7 @@ namespace ORVA {
 class CPSaveImage : public CPNode {
   public:
     CPSaveImage();
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
   private:

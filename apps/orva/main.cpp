@@ -12,6 +12,7 @@
 #include "Describe.h"
 #include "Graph.h"
 #include "Host.h"
+#include "base/Interrupt.h"
 
 using namespace ORVA;
 using namespace orva;
@@ -217,6 +218,8 @@ int main(int argc, char** argv) {
     }
     std::string command = argv[1];
     InstallRoot();  // sets ORVADIR for the nodes' default paths
+    // A signal stops running scripts cleanly, then ends orva by that signal.
+    InstallInterruptHandlers();
     try {
         SOptions options = ParseOptions(argc, argv);
         if (command == "list") return List(options);
