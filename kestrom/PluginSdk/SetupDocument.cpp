@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 
 #include "Value/Pointer.h"
 #include "base/Exception.h"
@@ -168,6 +169,11 @@ CSetupDocument& CSetupDocument::Identity(std::string pluginType, std::string sub
     return *this;
 }
 
+CSetupDocument& CSetupDocument::KeepsState() {
+    m_keepsState = true;
+    return *this;
+}
+
 CSetupDocument& CSetupDocument::Minimal() {
     m_minimal = true;
     return *this;
@@ -216,9 +222,7 @@ CSetupDocument::CParameter& CSetupDocument::Add(std::string key, std::string typ
     return parameter;
 }
 
-namespace {
-
-const char* KindWord(CValue::EnValType kind) {
+const char* CSetupDocument::KindWord(CValue::EnValType kind) {
     switch (kind) {
         case CValue::VAL_BOOL:
             return "bool";
@@ -232,8 +236,6 @@ const char* KindWord(CValue::EnValType kind) {
             return "value";
     }
 }
-
-}  // namespace
 
 CSetupDocument::CParameter& CSetupDocument::Bind(std::string key, std::unique_ptr<IBinding> binding,
                                                  std::string text) {
@@ -314,6 +316,16 @@ std::vector<const CSetupDocument::CParameter*> CSetupDocument::ReadParameters() 
     for (const CParameter& parameter : m_parameters)
         if (parameter.m_read != EnRead::NEVER) read.push_back(&parameter);
     return read;
+}
+
+std::map<int, const CSetupDocument::CParameter*> CSetupDocument::DisplayOrder() const {
+    std::map<int, const CParameter*> places;
+    int next = 0;
+    for (const CParameter& parameter : m_parameters) {
+        if (parameter.m_order == -2) continue;
+        places[parameter.m_order >= 0 ? parameter.m_order : next++] = &parameter;
+    }
+    return places;
 }
 
 void CSetupDocument::ReadFrom(const CValueMap& parameters) const {
@@ -416,14 +428,10 @@ void CSetupDocument::WriteTo(CValueMap& setup) const {
     setup.SetEntry("parameters", std::move(parameters));
 
     // 3. display order
-    if (!m_minimal) {
-        int next = 0;
-        for (const CParameter& parameter : m_parameters) {
-            if (parameter.m_order == -2) continue;
-            int place = parameter.m_order >= 0 ? parameter.m_order : next++;
-            setup.SetEntry("gui/order/" + std::to_string(place), new CValueString(parameter.m_key));
-        }
-    }
+    if (!m_minimal)
+        for (const auto& [place, parameter] : DisplayOrder())
+            setup.SetEntry("gui/order/" + std::to_string(place),
+                           new CValueString(parameter->m_key));
 
     // 4. pins
     WritePins(setup, "inputs", m_inputs);

@@ -3,6 +3,7 @@
 #include <concepts>
 #include <deque>
 #include <initializer_list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -126,7 +127,6 @@ class TARSEL_API CSetupDocument {
         const std::optional<double>& RangeMinimum() const noexcept { return m_minimum; }
         const std::optional<double>& RangeMaximum() const noexcept { return m_maximum; }
         const std::vector<int64_t>& AllowedNumbers() const noexcept { return m_allowed; }
-        int OrderPlace() const noexcept { return m_order; }
 
       private:
         friend class CSetupDocument;
@@ -205,10 +205,15 @@ class TARSEL_API CSetupDocument {
     CSetupDocument& Keywords(std::initializer_list<const char*> keywords);
     // "%ORVADIR%/doc/vimbro/html/<module>/<page>/index.html".
     CSetupDocument& HelpPage(std::string_view module, std::string_view page);
+    // The node keeps state from run to run (stored values, counters, a buffer of past inputs)
+    // or acts on the world outside (programs, clocks), so two runs with the same inputs may
+    // differ: hosts that keep results must run it every time. A run-once switch says so too.
+    CSetupDocument& KeepsState();
 
     // A parameter bound to `member`: its value in the document, read by NodeInit.
     template <class T>
     CParameter& Parameter(std::string key, T& member, std::string text = {}) {
+        if constexpr (std::same_as<T, CRunOnce>) m_keepsState = true;
         return Bind(std::move(key), std::make_unique<CBinding<T>>(member), std::move(text));
     }
     // TRANSITION: a declared value for nodes that still read their parameters by hand.
@@ -265,6 +270,7 @@ class TARSEL_API CSetupDocument {
     const std::string& SeeAlsoText() const noexcept { return m_seeAlso; }
     // "%ORVADIR%/doc/vimbro/html/..." or empty.
     const std::string& HelpPageAddress() const noexcept { return m_helpPage; }
+    bool IsStateful() const noexcept { return m_keepsState; }
     // Whether the node declared anything (nodes that write their document by hand do not).
     bool IsDeclared() const noexcept { return !m_name.empty(); }
     const std::deque<CParameter>& Parameters() const noexcept { return m_parameters; }
@@ -282,8 +288,13 @@ class TARSEL_API CSetupDocument {
     // NodeInit's reads: every parameter bound for NodeInit, in declaration order.
     void ReadFrom(const CValueMap& parameters) const;
 
+    // The parameters shown, by their place in "gui/order" (empty for a minimal document).
+    std::map<int, const CParameter*> DisplayOrder() const;
+
     // The sentence every parameter description begins with.
     static std::string TypeSentence(std::string_view word);
+    // The type word of a value's kind: "long", "double", "bool", "string" or "value".
+    static const char* KindWord(CValue::EnValType kind);
 
   private:
     template <class T>
@@ -299,6 +310,7 @@ class TARSEL_API CSetupDocument {
 
     std::string m_pluginType, m_subType, m_name;
     bool m_minimal = false;
+    bool m_keepsState = false;
     std::string m_summary, m_long, m_raw, m_seeAlso, m_helpPage;
     bool m_hasRaw = false;
     std::vector<std::string> m_notes;

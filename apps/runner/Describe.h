@@ -5,12 +5,15 @@
 #include <string>
 #include <vector>
 
-#include "tarsel.h"
+#include "Host.h"
 
 namespace orva {
 
 struct SParameterHelp {
     std::string key, type, value, allowed, text;
+    // A text the document carries under PARAMETER that is no setting (a leftover of its
+    // authors); shown apart.
+    bool documentationOnly = false;
 };
 
 struct SPinHelp {
@@ -26,8 +29,9 @@ struct SNodeHelp {
     std::vector<std::string> keywords, notes;
     std::string seeAlso;
 
-    static SNodeHelp FromSetup(const ORVA::CValueMap& setup, const std::string& module,
-                               const std::string& name);
+    // From the node's declaration; a node that writes its document by hand is shown as its
+    // document says, with its description as one text.
+    static SNodeHelp FromNode(const CHostNode& node);
 };
 
 std::string TextPage(const SNodeHelp& help);

@@ -10,43 +10,10 @@ using namespace ORVA;
 
 namespace {
 
-const std::string TYPE_PREFIX = "The type of this parameter is of type ";
-
-struct SSection {
-    std::string heading, body;
-};
-
-bool IsHeading(const std::string& line) {
-    static const char* const WORDS[] = {"BRIEF", "NOTE", "KEYWORDS", "SEE ALSO"};
-    for (const char* word : WORDS)
-        if (line == word) return true;
-    return line.rfind("INPUT ", 0) == 0 || line.rfind("OUTPUT ", 0) == 0 ||
-           line.rfind("PARAMETER ", 0) == 0;
-}
-
 std::string Trim(const std::string& text) {
     size_t begin = text.find_first_not_of(" \n");
     if (begin == std::string::npos) return {};
     return text.substr(begin, text.find_last_not_of(" \n") - begin + 1);
-}
-
-// The description's sections: a heading line after an empty line (or at the start) opens one.
-std::vector<SSection> Sections(const std::string& description) {
-    std::vector<SSection> sections;
-    std::istringstream lines(description);
-    std::string line;
-    bool afterEmpty = true;
-    while (std::getline(lines, line)) {
-        if (afterEmpty && IsHeading(line)) {
-            sections.push_back({line, {}});
-        } else if (!sections.empty()) {
-            sections.back().body += line + "\n";
-        }
-        afterEmpty = line.empty();
-    }
-    for (SSection& section : sections)
-        section.body = Trim(section.body);
-    return sections;
 }
 
 // The value alone, without the hints in its metadata.
@@ -56,21 +23,6 @@ std::string ValueText(const CValue& value) {
     std::unique_ptr<CValue> plain = value.CloneUnique(OWNERSHIP_SHALLOW);
     plain->Meta().Clear();
     return CTextSerializer::ToText(*plain, 0);
-}
-
-std::string KindWord(const CValue& value) {
-    switch (value.GenericType()) {
-        case CValue::VAL_BOOL:
-            return "bool";
-        case CValue::VAL_LONG:
-            return "long";
-        case CValue::VAL_DOUBLE:
-            return "double";
-        case CValue::VAL_STRING:
-            return "string";
-        default:
-            return "value";
-    }
 }
 
 std::string MetaText(const CValue& value, const char* key) {
@@ -147,65 +99,57 @@ std::string Indented(const std::string& text, const std::string& indent) {
 
 }  // namespace
 
-SNodeHelp SNodeHelp::FromSetup(const CValueMap& setup, const std::string& module,
-                               const std::string& name) {
+SNodeHelp SNodeHelp::FromNode(const CHostNode& node) {
+    const CValueMap& setup = node.Setup();
+    const CSetupDocument& declaration = node.Declaration();
     SNodeHelp help;
-    help.module = module;
-    help.name = setup.EntryString("name", name);
+    help.module = node.Name().moduleName;
+    help.name = setup.EntryString("name", node.Name().node);
     help.pluginType = setup.EntryString("pluginType", "");
     help.subType = setup.EntryString("subType", "");
     help.helpPage = CStringTools::UnwrapEnvVars(setup.EntryString("__vimbroDocumentation", ""));
-
-    for (const SSection& section : Sections(setup.EntryString("description", ""))) {
-        if (section.heading == "BRIEF") {
-            if (help.summary.empty()) {
-                size_t end = section.body.find('\n');
-                help.summary = section.body.substr(0, end);
-                if (end != std::string::npos) help.description = Trim(section.body.substr(end));
-            } else {
-                help.description += (help.description.empty() ? "" : "\n\n") + section.body;
-            }
-        } else if (section.heading == "NOTE") {
-            help.notes.push_back(section.body);
-        } else if (section.heading == "SEE ALSO") {
-            help.seeAlso = section.body;
-        }
-    }
-
-    // Parameters in display order, then the rest by key.
-    const CValue* parameters = setup.Entry("parameters");
-    std::vector<std::string> keys;
-    if (const CValue* order = setup.Entry("gui/order"); order && order->Map()) {
-        std::map<long, std::string> places;
-        for (const auto& [place, key] : *order->Map())
-            places[std::strtol(place.c_str(), nullptr, 10)] = key->String();
-        for (const auto& [place, key] : places)
-            keys.push_back(key);
-    }
-    if (parameters && parameters->Map())
-        for (const auto& [key, value] : *parameters->Map())
-            if (std::find(keys.begin(), keys.end(), key) == keys.end()) keys.push_back(key);
-    for (const std::string& key : keys) {
-        const CValue* value =
-            parameters && parameters->Map() ? parameters->Map()->Entry(key) : nullptr;
-        if (!value) continue;
-        SParameterHelp parameter{key, KindWord(*value), ValueText(*value),
-                                 MetaText(*value, "val/enValues"), MetaText(*value, "desc")};
-        if (parameter.text.rfind(TYPE_PREFIX, 0) == 0) {
-            size_t end = parameter.text.find(". ", TYPE_PREFIX.size());
-            if (end != std::string::npos) {
-                parameter.type =
-                    parameter.text.substr(TYPE_PREFIX.size(), end - TYPE_PREFIX.size());
-                parameter.text = parameter.text.substr(end + 2);
-            }
-        }
-        help.parameters.push_back(parameter);
-    }
     help.inputs = Pins(setup, "inputs");
     help.outputs = Pins(setup, "outputs");
     if (const CValue* keywords = setup.Entry("keywords"); keywords && keywords->Vector())
         for (const auto& keyword : *keywords->Vector())
             help.keywords.push_back(keyword->String());
+
+    const CValue* parameters = setup.Entry("parameters");
+    auto documented = [&](const std::string& key) {
+        return parameters && parameters->Map() ? parameters->Map()->Entry(key) : nullptr;
+    };
+    if (!declaration.IsDeclared()) {
+        help.description = setup.EntryString("description", "");
+        if (parameters && parameters->Map())
+            for (const auto& [key, value] : *parameters->Map())
+                help.parameters.push_back({key, CSetupDocument::KindWord(value->GenericType()),
+                                           ValueText(*value), MetaText(*value, "val/enValues"),
+                                           MetaText(*value, "desc")});
+        return help;
+    }
+
+    help.summary = declaration.Summary();
+    help.description = declaration.LongDescription();
+    help.notes = declaration.Notes();
+    help.seeAlso = declaration.SeeAlsoText();
+    // Parameters in display order, then the rest in declaration order; leftovers at the end.
+    std::vector<const CSetupDocument::CParameter*> ordered;
+    for (const auto& [place, parameter] : declaration.DisplayOrder())
+        ordered.push_back(parameter);
+    for (const CSetupDocument::CParameter& parameter : declaration.Parameters())
+        if (parameter.Documented() && !parameter.DocumentationOnly() &&
+            std::find(ordered.begin(), ordered.end(), &parameter) == ordered.end())
+            ordered.push_back(&parameter);
+    for (const CSetupDocument::CParameter* parameter : ordered) {
+        const CValue* value = documented(parameter->Key());
+        help.parameters.push_back(
+            {parameter->Key(), parameter->TypeWord(), value ? ValueText(*value) : "",
+             value ? MetaText(*value, "val/enValues") : "", parameter->Text()});
+    }
+    for (const CSetupDocument::CParameter& parameter : declaration.Parameters())
+        if (parameter.Documented() && parameter.DocumentationOnly())
+            help.parameters.push_back(
+                {parameter.Key(), parameter.TypeWord(), "", "", parameter.Text(), true});
     return help;
 }
 
