@@ -32,7 +32,7 @@ std::unique_ptr<CValue> Keep(const CValue& value) {
 CPRingBuffer::CPRingBuffer() : m_size(10), m_clear(false) {}
 
 void CPRingBuffer::Declare(CSetupDocument& doc) {
-    UtilityIdentity(doc, "Image", "Utility", "RingBuffer");
+    UtilityIdentity(doc, "Image", "Utility", "RingBuffer").KeepsState();
     doc.Brief(
         "Keeps the last values of its input across runs, and the mean of kept grey images.",
         "Every run adds a copy of input 0 (images are copied deeply, other values cloned) and "

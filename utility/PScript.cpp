@@ -166,7 +166,7 @@ CPScript::CPScript()
     : m_command(DEFAULT_COMMAND), m_timeout(60.0), m_keepFiles(false), m_verbose(false) {}
 
 void CPScript::Declare(CSetupDocument& doc) {
-    UtilityIdentity(doc, "Image", "Utility", "Script");
+    UtilityIdentity(doc, "Image", "Utility", "Script").KeepsState();
     doc.Brief(
         "Runs an external program on temporary text files.",
         "Each input that \"command\" names as %IN0%, %IN1%, ... is written to a new file in a "

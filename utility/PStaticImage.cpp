@@ -18,7 +18,7 @@ CImage g_image(IMAGE_GREY_F, CSize(0, 0, 0));
 CPStaticImage::CPStaticImage() : m_mode("READ") {}
 
 void CPStaticImage::Declare(CSetupDocument& doc) {
-    UtilityIdentity(doc, "Image", "Utility", "StaticImage");
+    UtilityIdentity(doc, "Image", "Utility", "StaticImage").KeepsState();
     doc.Brief("Keeps one float image between runs and shares it between all nodes.",
               "WRITE stores a copy of the IMAGE_GREY_F image on input 0; READ outputs a "
               "copy of the stored image, which is empty (0 x 0 x 0) before the first "

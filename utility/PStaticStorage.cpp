@@ -63,7 +63,7 @@ std::unique_ptr<CValue> CopyByKind(const CValue& value) {
 CPStaticStorage::CPStaticStorage() : m_mode("READ"), m_storage("STATIC") {}
 
 void CPStaticStorage::Declare(CSetupDocument& doc) {
-    UtilityIdentity(doc, "Image", "Utility", "StaticStorage");
+    UtilityIdentity(doc, "Image", "Utility", "StaticStorage").KeepsState();
     doc.Brief(
         "Keeps values between runs and shares them between all nodes of the process.",
         "Works like a global variable: a value written under a key by one node can be read by "

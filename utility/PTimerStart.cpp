@@ -14,7 +14,7 @@ uint32_t g_instances = 0;
 CPTimerStart::CPTimerStart() : m_id(g_instances++) {}
 
 void CPTimerStart::Declare(CSetupDocument& doc) {
-    UtilityIdentity(doc, "Generic", "Utility", "TimerStart");
+    UtilityIdentity(doc, "Generic", "Utility", "TimerStart").KeepsState();
     doc.RawDescription(
         "BRIEF\nThis file contains the definition of the class ORVA::CPTimerStart\n\n\n"
         "BRIEF\nThis plugin stores the current time as CValueVector.\n\n"

@@ -24,7 +24,7 @@ const CValueVector* TimeVector(const CValue* value) {
 CPTimerStop::CPTimerStop() : m_id(g_instances++) {}
 
 void CPTimerStop::Declare(CSetupDocument& doc) {
-    UtilityIdentity(doc, "Generic", "Utility", "TimerStop");
+    UtilityIdentity(doc, "Generic", "Utility", "TimerStop").KeepsState();
     doc.RawDescription(
         "BRIEF\nThis file contains the definition of the class ORVA::CPTimerStop\n\n\n"
         "BRIEF\nThis plugin reads the time stored on the stack by the PTimerStart-plugin and "

@@ -41,9 +41,10 @@ TEST(Interrupt, StopsTheScriptAndLeavesNothingBehind) {
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
     std::ifstream text(errors);
     std::string said((std::istreambuf_iterator<char>(text)), {});
-    EXPECT_EQ(said,
-              "error: (utility plugins) Script::Run: interrupted by signal 2 (Interrupt): the "
-              "command was stopped\n");
+    EXPECT_EQ(
+        said,
+        "error: node 'Script#2' (Script): (utility plugins) Script::Run: interrupted by signal 2 "
+        "(Interrupt): the command was stopped\n");
     pid_t sleeper = 0;
     std::ifstream(pidFile) >> sleeper;
     ASSERT_GT(sleeper, 0);
