@@ -51,12 +51,26 @@ CBuffer::CBuffer(size_t bytes, bool zeroed) {
     m_size = bytes;
 }
 
+CBuffer::CBuffer(uint8_t* data, size_t bytes, std::shared_ptr<void> keeper)
+    : m_data(data), m_size(bytes), m_keeper(std::move(keeper)) {
+    if (!IsForeign()) throw CException("CBuffer", "foreign memory needs a keeper");
+    if (!m_data) {
+        if (bytes)
+            throw CException("CBuffer", CString("no foreign memory for %1 bytes").Arg(bytes));
+        static uint8_t none;
+        m_data = &none;
+    }
+}
+
 CBuffer::CBuffer(const CBuffer& other) : CBuffer(other.m_size, false) {
     std::memcpy(m_data, other.m_data, m_size);
 }
 
 CBuffer::CBuffer(CBuffer&& other) noexcept
-    : m_block(other.m_block), m_data(other.m_data), m_size(other.m_size) {
+    : m_block(other.m_block),
+      m_data(other.m_data),
+      m_size(other.m_size),
+      m_keeper(std::move(other.m_keeper)) {
     other.m_block = nullptr;
     other.m_data = nullptr;
     other.m_size = 0;
@@ -69,10 +83,11 @@ CBuffer& CBuffer::operator=(const CBuffer& other) {
 
 CBuffer& CBuffer::operator=(CBuffer&& other) noexcept {
     if (this != &other) {
-        std::free(m_block);
+        Free();
         m_block = other.m_block;
         m_data = other.m_data;
         m_size = other.m_size;
+        m_keeper = std::move(other.m_keeper);
         other.m_block = nullptr;
         other.m_data = nullptr;
         other.m_size = 0;
@@ -81,11 +96,25 @@ CBuffer& CBuffer::operator=(CBuffer&& other) noexcept {
 }
 
 CBuffer::~CBuffer() {
+    Free();
+}
+
+void CBuffer::Free() noexcept {
     std::free(m_block);
+    m_block = nullptr;
+    m_keeper.reset();
 }
 
 void CBuffer::Set(int byte) {
     if (m_size) std::memset(m_data, byte, m_size);
+}
+
+std::shared_ptr<uint8_t> CBuffer::Share() {
+    if (!IsForeign()) {
+        auto owner = std::make_shared<CBuffer>(std::move(*this));
+        *this = CBuffer(owner->Data(), owner->Size(), owner);
+    }
+    return std::shared_ptr<uint8_t>(m_keeper, m_data);
 }
 
 // ---- CImage ----
@@ -108,6 +137,23 @@ CImage::CImage(CType type, const CSize& size, const CSize& border, NoInit)
         throw CException(
             "CImage",
             CString("image borders are not supported (border %1)").Arg(border.ToString()));
+}
+
+CImage::CImage(CType type, const CSize& size, CBuffer pixels)
+    : m_type(type), m_size(size), m_buffer(std::move(pixels)) {
+    const size_t bytes = ImageBytes(type, size, &m_pixels);
+    if (m_buffer.Size() != bytes)
+        throw CException("CImage", CString("%1 bytes cannot hold an image of size %2 of %3 (%4 "
+                                           "bytes)")
+                                       .Arg(m_buffer.Size())
+                                       .Arg(size.ToString())
+                                       .Arg(type.Name())
+                                       .Arg(bytes));
+    if (reinterpret_cast<uintptr_t>(m_buffer.Data()) % type.ElementSize() != 0)
+        throw CException("CImage", CString("pixels at an address not aligned to the %1-byte "
+                                           "samples of %2")
+                                       .Arg(type.ElementSize())
+                                       .Arg(type.Name()));
 }
 
 CImage::CImage(const CImage& other) = default;
