@@ -2,8 +2,10 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "base/Exception.h"
+#include "base/Memory.h"
 
 namespace ORVA {
 
@@ -32,22 +34,26 @@ size_t ImageBytes(IImage::CType type, const CSize& size, int64_t* pixels) {
     return static_cast<size_t>(bytes);
 }
 
+// Pixels for an image of `type` and `size`, zeroed or not.
+CBuffer PixelBuffer(IImage::CType type, const CSize& size, int64_t* pixels, bool zeroed) {
+    const size_t bytes = ImageBytes(type, size, pixels);
+    CImage::CheckMemory(type, size, "CImage");
+    return CBuffer(bytes, zeroed);
+}
+
 }  // namespace
 
 // ---- CBuffer ----
 
-CBuffer::CBuffer() : CBuffer(0, true) {}
+namespace {
+// What a buffer of no bytes points to.
+alignas(CBuffer::ALIGNMENT) uint8_t g_nothing[CBuffer::ALIGNMENT];
+}  // namespace
 
-CBuffer::CBuffer(size_t bytes, bool zeroed) {
-    if (bytes > SIZE_MAX - 2 * ALIGNMENT)
-        throw CException("CBuffer", CString("cannot allocate %1 bytes").Arg(bytes));
-    // One alignment's worth of slack to align the start; calloc leaves fresh pages untouched.
-    size_t total = bytes + ALIGNMENT;
-    m_block = zeroed ? std::calloc(total, 1) : std::malloc(total);
-    if (!m_block)
-        throw CException("CBuffer", CString("cannot allocate %1 bytes: out of memory").Arg(bytes));
-    auto address = reinterpret_cast<uintptr_t>(m_block);
-    m_data = reinterpret_cast<uint8_t*>((address + ALIGNMENT - 1) & ~uintptr_t(ALIGNMENT - 1));
+CBuffer::CBuffer() : m_data(g_nothing) {}
+
+CBuffer::CBuffer(size_t bytes, bool zeroed) : m_data(g_nothing) {
+    if (bytes) m_data = static_cast<uint8_t*>(CMemoryPool::Allocate(bytes, zeroed, m_capacity));
     m_size = bytes;
 }
 
@@ -67,14 +73,10 @@ CBuffer::CBuffer(const CBuffer& other) : CBuffer(other.m_size, false) {
 }
 
 CBuffer::CBuffer(CBuffer&& other) noexcept
-    : m_block(other.m_block),
-      m_data(other.m_data),
-      m_size(other.m_size),
-      m_keeper(std::move(other.m_keeper)) {
-    other.m_block = nullptr;
-    other.m_data = nullptr;
-    other.m_size = 0;
-}
+    : m_data(std::exchange(other.m_data, g_nothing)),
+      m_size(std::exchange(other.m_size, 0)),
+      m_capacity(std::exchange(other.m_capacity, 0)),
+      m_keeper(std::move(other.m_keeper)) {}
 
 CBuffer& CBuffer::operator=(const CBuffer& other) {
     if (this != &other) *this = CBuffer(other);
@@ -84,13 +86,10 @@ CBuffer& CBuffer::operator=(const CBuffer& other) {
 CBuffer& CBuffer::operator=(CBuffer&& other) noexcept {
     if (this != &other) {
         Free();
-        m_block = other.m_block;
-        m_data = other.m_data;
-        m_size = other.m_size;
+        m_data = std::exchange(other.m_data, g_nothing);
+        m_size = std::exchange(other.m_size, 0);
+        m_capacity = std::exchange(other.m_capacity, 0);
         m_keeper = std::move(other.m_keeper);
-        other.m_block = nullptr;
-        other.m_data = nullptr;
-        other.m_size = 0;
     }
     return *this;
 }
@@ -100,8 +99,8 @@ CBuffer::~CBuffer() {
 }
 
 void CBuffer::Free() noexcept {
-    std::free(m_block);
-    m_block = nullptr;
+    if (m_capacity) CMemoryPool::Free(m_data, m_capacity);
+    m_capacity = 0;
     m_keeper.reset();
 }
 
@@ -124,7 +123,7 @@ IImage::~IImage() = default;
 CImage::CImage() : CImage(IMAGE_GREY_8, CSize(0, 0, 0)) {}
 
 CImage::CImage(CType type, const CSize& size, const CSize& border)
-    : m_type(type), m_size(size), m_buffer(ImageBytes(type, size, &m_pixels), true) {
+    : m_type(type), m_size(size), m_buffer(PixelBuffer(type, size, &m_pixels, true)) {
     if (border != CSize(0, 0, 0))
         throw CException(
             "CImage",
@@ -132,7 +131,7 @@ CImage::CImage(CType type, const CSize& size, const CSize& border)
 }
 
 CImage::CImage(CType type, const CSize& size, const CSize& border, NoInit)
-    : m_type(type), m_size(size), m_buffer(ImageBytes(type, size, &m_pixels), false) {
+    : m_type(type), m_size(size), m_buffer(PixelBuffer(type, size, &m_pixels, false)) {
     if (border != CSize(0, 0, 0))
         throw CException(
             "CImage",
@@ -168,7 +167,7 @@ CImage& CImage::operator=(const CImage& other) {
 
 void CImage::Retype(CType type) {
     int64_t pixels = 0;
-    CBuffer buffer(ImageBytes(type, m_size, &pixels), true);
+    CBuffer buffer = PixelBuffer(type, m_size, &pixels, true);
     m_buffer = std::move(buffer);
     m_type = type;
 }
@@ -179,10 +178,18 @@ void CImage::Resize(const CSize& size, const CSize& border) {
             "CImage",
             CString("image borders are not supported (border %1)").Arg(border.ToString()));
     int64_t pixels = 0;
-    CBuffer buffer(ImageBytes(m_type, size, &pixels), true);
+    CBuffer buffer = PixelBuffer(m_type, size, &pixels, true);
     m_buffer = std::move(buffer);
     m_size = size;
     m_pixels = pixels;
+}
+
+void CImage::CheckMemory(CType type, const CSize& size, const char* where) {
+    int64_t pixels = 0;
+    const size_t bytes = ImageBytes(type, size, &pixels);
+    if (!CMemoryPool::Fits(bytes))
+        ORVA::CheckMemory(bytes, where,
+                          CString("an %1 image of size %2").Arg(type.Name()).Arg(size.ToString()));
 }
 
 CImage* CImage::Clone(int) const {

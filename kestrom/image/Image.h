@@ -53,9 +53,9 @@ class TARSEL_API CBuffer {
   private:
     void Free() noexcept;
 
-    void* m_block = nullptr;
-    uint8_t* m_data = nullptr;
+    uint8_t* m_data;
     size_t m_size = 0;
+    size_t m_capacity = 0;  // of a block of the framework's allocator (CMemoryPool); 0 for none
     std::shared_ptr<void> m_keeper;
 };
 
@@ -95,6 +95,10 @@ class TARSEL_API CImage : public IImage {
     void Retype(CType type);
     // Another size; the pixels start again at zero.
     void Resize(const CSize& size, const CSize& border = CSize(0, 0, 0));
+    // Throws CException at `where` when an image of `type` and `size` would take the memory in
+    // use above the limit (see CheckMemory). Nodes call it before they make an accumulator whose
+    // size a parameter sets; every constructor calls it too, at the location "CImage".
+    static void CheckMemory(CType type, const CSize& size, const char* where);
     // A new deep copy (every strategy copies: an image has no pointees of its own).
     CImage* Clone(int strategy = OWNERSHIP_DEFAULT) const;
     std::unique_ptr<IAccess> CreateAccess() const;
