@@ -12,6 +12,7 @@
 #include "Value/TextSerializer.h"
 #include "Value/Value.h"
 #include "base/Exception.h"
+#include "base/Memory.h"
 #include "base/Registry.h"
 #include "base/String.h"
 #include "base/Time.h"

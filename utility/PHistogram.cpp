@@ -38,6 +38,8 @@ void CPHistogram::Run() {
     if (s.rangeMin >= s.rangeMax) throw CException(where, "range_min >= m_range_max!");
 
     const int64_t bins = s.binCount;
+    CheckMemory(uint64_t(bins) * (sizeof(float) + sizeof(uint64_t)), where,
+                CString("a histogram of %1 bins").Arg(bins));
     auto output = std::make_unique<CImage>(IMAGE_GREY_F, CSize(1, bins, 1));
     CBuffer buffer(static_cast<size_t>(bins) * sizeof(uint64_t), true);
     uint64_t* counts = reinterpret_cast<uint64_t*>(buffer.Data());

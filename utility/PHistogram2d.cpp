@@ -46,6 +46,7 @@ void CPHistogram2d::Run() {
     const SHistogramParameters& s = m_bins;
     // A NodeInit that failed on the range has not yet corrected the bin count.
     const int64_t bins = s.binCount < 1 ? 256 : s.binCount;
+    CImage::CheckMemory(IMAGE_GREY_F, CSize(bins, bins, 1), where);
     auto output = std::make_unique<CImage>(IMAGE_GREY_F, CSize(bins, bins, 1));
     float* out = output->Data<float>();
     DispatchType<IImage::CType::GREY_8, IImage::CType::GREY_F>(

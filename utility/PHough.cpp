@@ -101,7 +101,9 @@ void CPHough::Run() {
     if (forward && size.x > std::numeric_limits<int32_t>::max())
         throw CException(
             WHERE, CString("Input image is too wide for the transform: %1 columns!").Arg(size.x));
-    auto output = std::make_unique<CImage>(IMAGE_GREY_F, smart ? SmartSize(*input) : size);
+    const CSize outputSize = smart ? SmartSize(*input) : size;
+    CImage::CheckMemory(IMAGE_GREY_F, outputSize, WHERE);
+    auto output = std::make_unique<CImage>(IMAGE_GREY_F, outputSize);
 
     // An image without pixels has no first plane to transform.
     const float* in = input->Data<float>();

@@ -94,6 +94,7 @@ void CPHoughCircle::Run() {
                                     .Arg(width)
                                     .Arg(height)
                                     .Arg(radii));
+    CImage::CheckMemory(IMAGE_GREY_F, CSize(width, height, radii), WHERE);
     auto accumulator = std::make_unique<CImage>(IMAGE_GREY_F, CSize(width, height, radii),
                                                 CSize(0, 0, 0), CImage::NoInit{});
 

@@ -63,6 +63,8 @@ void CPMutualInformation::Run() {
             where, CString("bin_count %1 is too large (at most %2)").Arg(s.binCount).Arg(MAX_BINS));
 
     const int64_t bins = s.binCount;
+    CheckMemory(uint64_t(bins * bins) * (sizeof(uint64_t) + sizeof(float)), where,
+                CString("a joint histogram of %1 x %1 bins").Arg(bins));
     std::vector<uint64_t> counts(static_cast<size_t>(bins * bins), 0);
     DispatchType<IImage::CType::GREY_8, IImage::CType::GREY_F>(
         first->Type(), [&]<class T>(std::type_identity<T>) {

@@ -72,6 +72,7 @@ void CPRadon::Run() {
         throw CException(
             WHERE, CString("input image is too wide for the transform: %1 columns").Arg(size.x));
 
+    CImage::CheckMemory(input->Type(), size, WHERE);
     auto output = std::make_unique<CImage>(input->Type(), size);
     const float* in = input->Data<float>();
     float* out = output->Data<float>();

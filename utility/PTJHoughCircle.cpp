@@ -88,6 +88,7 @@ void CPTJHoughCircle::Run() {
                                     .Arg(m_maxCount));
 
     const int64_t width = input->Size().x, height = input->Size().y;
+    CImage::CheckMemory(IMAGE_GREY_F, CSize(width, height), WHERE);
     auto accumulator = std::make_unique<CImage>(IMAGE_GREY_F, CSize(width, height));
     std::vector<SHoughCircle> circles;
     if (accumulator->Pixels() > 0 && input->Pixels() > 0) {
