@@ -216,19 +216,6 @@ class TARSEL_API CSetupDocument {
         if constexpr (std::same_as<T, CRunOnce>) m_keepsState = true;
         return Bind(std::move(key), std::make_unique<CBinding<T>>(member), std::move(text));
     }
-    // TRANSITION: a declared value for nodes that still read their parameters by hand.
-    template <class T>
-    CParameter& Parameter(std::string key, const T& value, std::string text = {}) {
-        return Declared(std::move(key), CParameter::MakeValue(value), EnRead::RUN, std::move(text));
-    }
-    template <std::derived_from<CValue> U>
-    CParameter& Parameter(std::string key, std::unique_ptr<U>&& value, std::string text = {}) {
-        return Declared(std::move(key), std::move(value), EnRead::RUN, std::move(text));
-    }
-    CParameter& ParameterText(std::string key, std::string type, std::string text,
-                              bool createEntry) {
-        return DocumentationOnly(std::move(key), std::move(type), std::move(text), createEntry);
-    }
     // A key NodeInit reads into `member` that the document leaves out.
     template <class T>
     CParameter& Undocumented(std::string key, T& member) {

@@ -66,14 +66,18 @@ TEST(SetupDocument, ShowsCurrentValuesAfterNodeInit) {
 }
 
 TEST(SetupDocument, ParametersOrderHintsAndTexts) {
+    int64_t count = int64_t(1) << 40;
+    float scale = 0.5f;
+    bool verbose = false;
+    std::string file = "a.txt";
     CSetupDocument doc("Image", "Utility", "Demo");
     doc.Brief("Demo.");
-    doc.Parameter("count", int64_t(1) << 40, "how many").Type("double or long");
-    doc.Parameter("scale", 0.5f, "factor");
-    doc.Parameter("verbose", false, "print").Toggle().Order(98);
-    doc.Parameter("file", "a.txt", "input file").Path("Text (*.txt)").Save();
-    doc.ParameterText("in]", "string", "pDst pointer to destination image", true);
-    doc.ParameterText("out]", "string", "never attached", false);
+    doc.Parameter("count", count, "how many").Type("double or long");
+    doc.Parameter("scale", scale, "factor");
+    doc.Parameter("verbose", verbose, "print").Toggle().Order(98);
+    doc.Parameter("file", file, "input file").Path("Text (*.txt)").Save();
+    doc.DocumentationOnly("in]", "string", "pDst pointer to destination image", true);
+    doc.DocumentationOnly("out]", "string", "never attached", false);
     doc.Input(1, "mask", CSetupDocument::PIN_MAP).Optional();
     doc.Output(0, "result").Label("set directly");
     CValueMap setup;

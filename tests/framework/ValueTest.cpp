@@ -18,6 +18,12 @@ TEST(ValueMap, SlashKeysAddressNestedMapsAndMetadata) {
               R"("parameters": {"time": {"@value": 10, "@meta": {"desc": "how long"}}}})");
     EXPECT_EQ(map.EntryString("parameters/time/desc"), "how long");
 
+    // Empty steps are skipped: "a//b" and "/a" name the entries "a/b" and "a".
+    map.SetEntry("/gui//order/1", new CValueString("count"));
+    EXPECT_EQ(map.EntryString("gui/order/1"), "count");
+    EXPECT_EQ(map.EntryString("//parameters/time"), "10");
+    EXPECT_TRUE(map.RemoveEntry("gui/order/1"));
+
     EXPECT_EQ(map.Entry("gui/missing/deeper"), nullptr);
     EXPECT_NE(map.Entry("a/b/c", true), nullptr);
     EXPECT_NE(map.Detach("parameters/time"), nullptr);

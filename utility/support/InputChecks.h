@@ -9,20 +9,7 @@
 
 namespace ORVA {
 
-// The image on input `pin`. An empty pin is null when `optional`, else a CException; a value
-// that holds no image, or a null image, is a CException.
-inline const CImage* ImageOnPin(CPNode& node, int pin, const char* where, bool optional = false) {
-    const CValue* value = node.GetStackInput(pin, false);
-    if (!value && optional) return nullptr;
-    if (!value) throw CException(where, CString("input %1 is NULL").Arg(pin));
-    if (!HoldsType<CImage>(value))
-        throw CException(where, CString("input %1 is not an image").Arg(pin));
-    const CImage* image = UnwrapPointer<CImage>(value, where);
-    if (!image) throw CException(where, CString("input %1 is NULL").Arg(pin));
-    return image;
-}
-
-// The rules of ImageOnPin for CPNode::InputImage: "input <pin> is NULL" for an empty pin or a
+// The messages of an input that names its pin: "input <pin> is NULL" for an empty pin or a
 // null image, "input <pin> is not an image" for a value that holds something else.
 inline SImageInput NumberedInput(const char* where) {
     return {.where = where, .missing = "input %1 is NULL", .notImage = "input %1 is not an image"};
