@@ -206,10 +206,13 @@ int Search(const std::string& word) {
 
 int Describe(const std::string& address, bool json) {
     std::unique_ptr<CHostNode> node = MakeNode(address, address, std::cerr);
-    if (json)
+    if (json) {
         std::cout << CTextSerializer::ToText(node->Setup(), 2) << std::endl;
-    else
-        std::cout << TextPage(SNodeHelp::FromNode(*node));
+        return 0;
+    }
+    SNodeHelp help = SNodeHelp::FromNode(*node);
+    MarkDeprecated(help, LoadModule(node->Name().modulePath).ListPlugins());
+    std::cout << TextPage(help);
     return 0;
 }
 
@@ -217,7 +220,8 @@ int Describe(const std::string& address, bool json) {
 // names after the module add nodes the module does not list.
 int Doc(const std::vector<std::string>& arguments) {
     std::string module = arguments.empty() ? "utility" : arguments[0];
-    std::vector<std::string> names = LoadModule(ModulePath(module)).ListPlugins();
+    const std::vector<std::string> listed = LoadModule(ModulePath(module)).ListPlugins();
+    std::vector<std::string> names = listed;
     if (!arguments.empty()) names.insert(names.end(), arguments.begin() + 1, arguments.end());
     std::filesystem::path directory =
         std::filesystem::path(InstallRoot()) / "doc/vimbro/html" / module;
@@ -227,16 +231,25 @@ int Doc(const std::vector<std::string>& arguments) {
     for (const std::string& name : names)
         nodes.push_back(MakeQuietNode(module + "::" + name));
     std::vector<SNodeHelp> pages;
-    std::vector<std::string> links;
+    std::vector<std::filesystem::path> paths;
     for (const auto& node : nodes) {
-        SNodeHelp help = SNodeHelp::FromNode(*node);
-        std::filesystem::path page = help.helpPage.empty()
-                                         ? directory / ("P" + node->Name().node) / "index.html"
-                                         : std::filesystem::path(help.helpPage);
-        std::filesystem::create_directories(page.parent_path());
-        std::ofstream(page) << HtmlPage(help);
-        links.push_back(std::filesystem::relative(page, directory).string());
-        pages.push_back(std::move(help));
+        pages.push_back(SNodeHelp::FromNode(*node));
+        MarkDeprecated(pages.back(), listed);
+        paths.push_back(pages.back().helpPage.empty()
+                            ? directory / ("P" + node->Name().node) / "index.html"
+                            : std::filesystem::path(pages.back().helpPage));
+    }
+    // See-also names link to the pages written here; others stay plain text.
+    std::vector<std::string> links;
+    for (size_t i = 0; i < pages.size(); ++i) {
+        for (SSeeAlso& other : pages[i].seeAlsoNodes)
+            for (size_t j = 0; j < pages.size(); ++j)
+                if (nodes[j]->Name().node == other.name)
+                    other.link =
+                        std::filesystem::relative(paths[j], paths[i].parent_path()).string();
+        std::filesystem::create_directories(paths[i].parent_path());
+        std::ofstream(paths[i]) << HtmlPage(pages[i]);
+        links.push_back(std::filesystem::relative(paths[i], directory).string());
     }
     std::filesystem::create_directories(directory);
     std::ofstream(directory / "index.html") << HtmlIndex(module, pages, links);

@@ -132,6 +132,9 @@ SNodeHelp SNodeHelp::FromNode(const CHostNode& node) {
     help.description = declaration.LongDescription();
     help.notes = declaration.Notes();
     help.seeAlso = declaration.SeeAlsoText();
+    std::istringstream names(help.seeAlso);
+    for (std::string name; std::getline(names, name, ',');)
+        if (!Trim(name).empty()) help.seeAlsoNodes.push_back({Trim(name), {}, false});
     // Parameters in display order, then the rest in declaration order; leftovers at the end.
     std::vector<const CSetupDocument::CParameter*> ordered;
     for (const auto& [place, parameter] : declaration.DisplayOrder())
@@ -151,6 +154,11 @@ SNodeHelp SNodeHelp::FromNode(const CHostNode& node) {
             help.parameters.push_back(
                 {parameter.Key(), parameter.TypeWord(), "", "", parameter.Text(), true});
     return help;
+}
+
+void MarkDeprecated(SNodeHelp& help, const std::vector<std::string>& listed) {
+    for (SSeeAlso& node : help.seeAlsoNodes)
+        node.deprecated = std::find(listed.begin(), listed.end(), node.name) == listed.end();
 }
 
 std::string TextPage(const SNodeHelp& help) {
@@ -191,7 +199,15 @@ std::string TextPage(const SNodeHelp& help) {
             out << (i ? ", " : "") << help.keywords[i];
         out << "\n";
     }
-    if (!help.seeAlso.empty()) out << "\nSee also: " << help.seeAlso << "\n";
+    if (!help.seeAlsoNodes.empty()) {
+        out << "\nSee also: ";
+        for (size_t i = 0; i < help.seeAlsoNodes.size(); ++i)
+            out << (i ? ", " : "") << help.seeAlsoNodes[i].name
+                << (help.seeAlsoNodes[i].deprecated ? " (deprecated)" : "");
+        out << "\n";
+    } else if (!help.seeAlso.empty()) {
+        out << "\nSee also: " << help.seeAlso << "\n";
+    }
     if (!help.helpPage.empty()) out << "\nHelp page: " << help.helpPage << "\n";
     return out.str();
 }
@@ -246,7 +262,21 @@ std::string HtmlPage(const SNodeHelp& help) {
             out << (i ? ", " : "") << Escape(help.keywords[i]);
         out << "</p>\n";
     }
-    if (!help.seeAlso.empty()) out << "<h2>See also</h2>\n<p>" << Escape(help.seeAlso) << "</p>\n";
+    if (!help.seeAlsoNodes.empty()) {
+        out << "<h2>See also</h2>\n<p>";
+        for (size_t i = 0; i < help.seeAlsoNodes.size(); ++i) {
+            const SSeeAlso& node = help.seeAlsoNodes[i];
+            out << (i ? ", " : "");
+            if (node.link.empty())
+                out << Escape(node.name);
+            else
+                out << "<a href=\"" << Escape(node.link) << "\">" << Escape(node.name) << "</a>";
+            if (node.deprecated) out << " (deprecated)";
+        }
+        out << "</p>\n";
+    } else if (!help.seeAlso.empty()) {
+        out << "<h2>See also</h2>\n<p>" << Escape(help.seeAlso) << "</p>\n";
+    }
     out << "</body>\n</html>\n";
     return out.str();
 }

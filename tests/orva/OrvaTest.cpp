@@ -227,6 +227,18 @@ TEST(OrvaDoc, HelpPagesWhereTheDocumentsSay) {
     EXPECT_NE(page.find("<td>original image</td>"), std::string::npos);
     std::string index = Slurp(std::string(ORVA_BUILD_ROOT) + "/doc/vimbro/html/utility/index.html");
     EXPECT_NE(index.find("<a href=\"PSleep/index.html\">Sleep</a>"), std::string::npos);
+
+    // See-also names link to pages that exist; those the list hides are marked.
+    std::string marks =
+        Slurp(std::string(ORVA_BUILD_ROOT) + "/doc/vimbro/html/utility/PFindRectangle/index.html");
+    EXPECT_NE(
+        marks.find("<p><a href=\"../PFindAndCutRectangle/index.html\">FindAndCutRectangle</a> "
+                   "(deprecated), <a href=\"../PExpandBox/index.html\">ExpandBox</a> "
+                   "(deprecated), <a href=\"../PZoneList/index.html\">ZoneList</a></p>"),
+        std::string::npos);
+    EXPECT_NE(
+        Orva({"describe", "HoughCircle"}).out.find("See also: HoughCircleTJ (deprecated), Hough\n"),
+        std::string::npos);
 }
 
 TEST(OrvaExamples, EveryExampleGraphRuns) {
