@@ -296,6 +296,7 @@ int Pipe(const SPipeOptions& options) {
 int Run(const SRunOptions& options) {
     const long repeat = ParseCount("--repeat", options.repeat, 1);
     if (!options.each.empty()) return RunBatch(options);
+    if (options.jobs != "1") throw UsageError("--jobs needs --each");
     const SCheckOptions check{options.lenient};
     CGraph graph = CGraph::Load(options.graph, check);
     for (const std::string& setting : options.sets)

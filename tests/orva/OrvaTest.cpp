@@ -383,3 +383,57 @@ TEST(OrvaOutput, SummariesFilesAndListings) {
     EXPECT_EQ(CTextSerializer::FromText(deprecated.out)->Map()->EntryString("name", ""), "Merge");
     EXPECT_EQ(deprecated.err, "Warning: Merge is deprecated and should no longer be used.\n");
 }
+
+TEST(OrvaBatch, FailingFileAmongGoodOnes) {
+    namespace fs = std::filesystem;
+    const fs::path root = testing::TempDir() + "orva-batch-" + std::to_string(getpid());
+    fs::create_directories(root / "in");
+    fs::create_directories(root / "out");
+    const fs::path coconut = fs::path(ORVA_BUILD_ROOT) / "examples/images/coconut.png";
+    fs::copy_file(coconut, root / "in/a.png");
+    fs::copy_file(coconut, root / "in/c.png");
+    std::ofstream(root / "in/b.png") << "not an image";
+    std::string graph = WriteGraph("batch.json", R"({"nodes": [
+  {"id": "read", "plugin": "ReadImage"},
+  {"id": "save", "plugin": "SaveImage", "inputs": ["read:0"]}]})");
+
+    SResult result =
+        Orva({"run", graph, "--each", (root / "in/*.png").string(), "--jobs", "2", "--set",
+              "read.filename={dir}/{name}", "--set",
+              "save.filename=" + (root / "out").string() + "/{stem}-x.png", "--print", "save:0"});
+    EXPECT_EQ(result.status, 1);
+    // Only the good files' outputs, under their names; nothing of the failed or temporary ones.
+    std::vector<std::string> written;
+    for (const auto& entry : fs::directory_iterator(root / "out"))
+        written.push_back(entry.path().filename().string());
+    std::sort(written.begin(), written.end());
+    EXPECT_EQ(written, (std::vector<std::string>{"a-x.png", "c-x.png"}));
+    EXPECT_NE(result.out.find("\"save:0\": \"" + (root / "out/c-x.png").string() + "\""),
+              std::string::npos)
+        << result.out;
+    const std::string summary = "orva: 1 of 3 files failed:\n  " + (root / "in/b.png").string() +
+                                ": node 'read' (ReadImage): ";
+    EXPECT_NE(result.err.find(summary), std::string::npos) << result.err;
+
+    struct Case {
+        std::vector<std::string> arguments;
+        std::string message;
+    } refused[] = {
+        {{"--each", (root / "none/*.png").string()},
+         "--each '" + (root / "none/*.png").string() + "' matches no file"},
+        {{"--each", (root / "in/*.png").string(), "--jobs", "0"},
+         "--jobs needs a count of 1 or more, not '0'"},
+        {{"--jobs", "2"}, "--jobs needs --each"},
+        {{"--each", (root / "in/*.png").string(), "--set", "read.filenam={}"},
+         "node 'read' (ReadImage): parameter 'filenam' is not a parameter of the node; did you "
+         "mean filename?"},
+    };
+    for (const Case& c : refused) {
+        std::vector<std::string> arguments = {"run", graph};
+        arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
+        SResult usage = Orva(arguments);
+        EXPECT_EQ(usage.status, 2);
+        EXPECT_EQ(usage.err.rfind("orva: " + c.message + "\n", 0), 0u) << usage.err;
+    }
+    fs::remove_all(root);
+}
