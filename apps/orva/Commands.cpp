@@ -130,6 +130,45 @@ void SaveImages(CHostNode& node, const std::string& directory) {
     }
 }
 
+// `text` as one word of the shell.
+std::string Quoted(const std::string& text) {
+    std::string quoted = "'";
+    for (char c : text)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+// A command that runs the node: alone when it needs no input, else fed by the example image,
+// as it is or as floats. Each is tried in a scratch directory (nodes may write files) and the
+// first that runs is the example; none when no candidate runs.
+std::string Example(const SNodeHelp& help, const std::string& address) {
+    std::vector<std::string> required;
+    for (const SPinHelp& pin : help.inputs)
+        if (!pin.optional) required.push_back(pin.pin);
+    if (required.size() > 1 || (required.size() == 1 && required[0] != "0")) return {};
+    const std::string source = "ReadImage filename=%ORVADIR%/examples/images/coconut.png ! ";
+    const std::vector<std::string> candidates =
+        required.empty()
+            ? std::vector<std::string>{address}
+            : std::vector<std::string>{source + address,
+                                       source + "ConvertType out_type=IMAGE_GREY_F ! " + address};
+    std::string scratch = (std::filesystem::temp_directory_path() / "orva-example-XXXXXX").string();
+    if (!mkdtemp(scratch.data())) return {};
+    const std::string self = InstallRoot() + "/bin/orva";
+    std::string example;
+    for (const std::string& candidate : candidates) {
+        const std::string command = "cd " + Quoted(scratch) + " && timeout 20 " + Quoted(self) +
+                                    " pipe --quiet " + candidate + " </dev/null >/dev/null 2>&1";
+        if (std::system(command.c_str()) == 0) {
+            example = "orva pipe " + candidate;
+            break;
+        }
+    }
+    std::error_code ignored;
+    std::filesystem::remove_all(scratch, ignored);
+    return example;
+}
+
 }  // namespace
 
 long ParseCount(const std::string& option, const std::string& text, long minimum) {
@@ -212,6 +251,7 @@ int Describe(const std::string& address, bool json) {
     }
     SNodeHelp help = SNodeHelp::FromNode(*node);
     MarkDeprecated(help, LoadModule(node->Name().modulePath).ListPlugins());
+    help.example = Example(help, node->Name().Address());
     std::cout << TextPage(help);
     return 0;
 }
@@ -235,6 +275,7 @@ int Doc(const std::vector<std::string>& arguments) {
     for (const auto& node : nodes) {
         pages.push_back(SNodeHelp::FromNode(*node));
         MarkDeprecated(pages.back(), listed);
+        pages.back().example = Example(pages.back(), node->Name().Address());
         paths.push_back(pages.back().helpPage.empty()
                             ? directory / ("P" + node->Name().node) / "index.html"
                             : std::filesystem::path(pages.back().helpPage));

@@ -208,6 +208,7 @@ std::string TextPage(const SNodeHelp& help) {
     } else if (!help.seeAlso.empty()) {
         out << "\nSee also: " << help.seeAlso << "\n";
     }
+    if (!help.example.empty()) out << "\nExample:\n  " << help.example << "\n";
     if (!help.helpPage.empty()) out << "\nHelp page: " << help.helpPage << "\n";
     return out.str();
 }
@@ -277,6 +278,8 @@ std::string HtmlPage(const SNodeHelp& help) {
     } else if (!help.seeAlso.empty()) {
         out << "<h2>See also</h2>\n<p>" << Escape(help.seeAlso) << "</p>\n";
     }
+    if (!help.example.empty())
+        out << "<h2>Example</h2>\n<pre><code>" << Escape(help.example) << "</code></pre>\n";
     out << "</body>\n</html>\n";
     return out.str();
 }

@@ -36,6 +36,7 @@ struct SNodeHelp {
     std::vector<std::string> keywords, notes;
     std::string seeAlso;
     std::vector<SSeeAlso> seeAlsoNodes;  // the names of seeAlso, one by one
+    std::string example;                 // a command that runs the node, shown when set
 
     // From the node's declaration; a node that writes its document by hand is shown as its
     // document says, with its description as one text.
