@@ -97,6 +97,14 @@ std::string Indented(const std::string& text, const std::string& indent) {
     return out;
 }
 
+// The settings, or the texts that are documentation only.
+std::vector<const SParameterHelp*> Selected(const SNodeHelp& help, bool documentationOnly) {
+    std::vector<const SParameterHelp*> shown;
+    for (const SParameterHelp& parameter : help.parameters)
+        if (parameter.documentationOnly == documentationOnly) shown.push_back(&parameter);
+    return shown;
+}
+
 }  // namespace
 
 SNodeHelp SNodeHelp::FromNode(const CHostNode& node) {
@@ -170,16 +178,21 @@ std::string TextPage(const SNodeHelp& help) {
     for (const std::string& note : help.notes)
         out << "\nNote: " << note << "\n";
 
-    out << "\nParameters:";
-    if (help.parameters.empty()) out << " none";
-    out << "\n";
-    for (const SParameterHelp& parameter : help.parameters) {
-        out << "  " << parameter.key << " (" << parameter.type;
-        if (!parameter.value.empty()) out << ", default " << parameter.value;
-        out << ")\n";
-        if (!parameter.allowed.empty())
-            out << "      allowed values: " << parameter.allowed << "\n";
-        if (!parameter.text.empty()) out << Indented(parameter.text, "      ");
+    // Settings first; texts the document carries without a setting after them, apart.
+    for (bool leftovers : {false, true}) {
+        const std::vector<const SParameterHelp*> shown = Selected(help, leftovers);
+        if (leftovers && shown.empty()) break;
+        out << (leftovers ? "\nDocumentation only (no settings):" : "\nParameters:");
+        if (shown.empty()) out << " none";
+        out << "\n";
+        for (const SParameterHelp* parameter : shown) {
+            out << "  " << parameter->key << " (" << parameter->type;
+            if (!parameter->value.empty()) out << ", default " << parameter->value;
+            out << ")\n";
+            if (!parameter->allowed.empty())
+                out << "      allowed values: " << parameter->allowed << "\n";
+            if (!parameter->text.empty()) out << Indented(parameter->text, "      ");
+        }
     }
     auto pins = [&](const char* title, const std::vector<SPinHelp>& list, bool inputs) {
         out << "\n" << title << ":";
@@ -229,16 +242,21 @@ std::string HtmlPage(const SNodeHelp& help) {
     for (const std::string& note : help.notes)
         out << "<p><strong>Note:</strong> " << Escape(note) << "</p>\n";
 
-    out << "<h2>Parameters</h2>\n";
-    if (help.parameters.empty()) {
-        out << "<p>None.</p>\n";
-    } else {
+    for (bool leftovers : {false, true}) {
+        const std::vector<const SParameterHelp*> shown = Selected(help, leftovers);
+        if (leftovers && shown.empty()) break;
+        out << (leftovers ? "<h2>Documentation only (no settings)</h2>\n"
+                          : "<h2>Parameters</h2>\n");
+        if (shown.empty()) {
+            out << "<p>None.</p>\n";
+            continue;
+        }
         out << "<table>\n<tr><th>Key</th><th>Type</th><th>Default</th><th>Allowed "
                "values</th><th>Description</th></tr>\n";
-        for (const SParameterHelp& p : help.parameters)
-            out << "<tr><td><code>" << Escape(p.key) << "</code></td><td>" << Escape(p.type)
-                << "</td><td><code>" << Escape(p.value) << "</code></td><td>" << Escape(p.allowed)
-                << "</td><td>" << Escape(p.text) << "</td></tr>\n";
+        for (const SParameterHelp* p : shown)
+            out << "<tr><td><code>" << Escape(p->key) << "</code></td><td>" << Escape(p->type)
+                << "</td><td><code>" << Escape(p->value) << "</code></td><td>" << Escape(p->allowed)
+                << "</td><td>" << Escape(p->text) << "</td></tr>\n";
         out << "</table>\n";
     }
     auto pins = [&](const char* title, const std::vector<SPinHelp>& list, bool inputs) {

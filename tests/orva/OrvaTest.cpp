@@ -100,6 +100,12 @@ TEST(OrvaDescribe, ReadablePageAndDocument) {
     EXPECT_NE(page.out.find("  1  a copy of the input image\n"), std::string::npos);
     EXPECT_NE(page.out.find("/doc/vimbro/html/utility/PTimerStart/index.html"), std::string::npos);
 
+    // Texts of the document that are no settings come after the settings, apart.
+    EXPECT_NE(
+        Orva({"describe", "ConvertType"})
+            .out.find("true the second\n\nDocumentation only (no settings):\n  in] (string)\n"),
+        std::string::npos);
+
     SResult params = Orva({"describe", TestNode("Params")});
     EXPECT_NE(params.out.find("  count (long, default 1)\n      a declared long\n"),
               std::string::npos);
