@@ -31,8 +31,8 @@ bench:
 	cmake --build $(BUILD)/release -j $(JOBS)
 	@bench/run $(BUILD)/release
 
-# libFuzzer targets (clang) for ReadImage's formats, ReadMap's text format and ReadASCII; each
-# runs FUZZ_TIME seconds (default 600). Not part of `make test`.
+# libFuzzer targets (clang) for ReadImage's formats, ReadMap's text format, ReadASCII, graph
+# files and settings; each runs FUZZ_TIME seconds (default 600). Not part of `make test`.
 fuzz:
 	@scripts/fuzz $(BUILD)/fuzz
 

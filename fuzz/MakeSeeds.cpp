@@ -73,5 +73,21 @@ int main(int argc, char** argv) {
     Text(root / "read_ascii" / "planes", std::string(1, '\0') + "# c\n1 2\n3 4\n\n\n5 6\n7 8\n");
     Text(root / "read_ascii" / "csv", std::string("\x02") + "1.5,2.5,-3e2\n4,5,6\n");
     Text(root / "read_ascii" / "auto", std::string("\x01") + "1;2;3\n4;5;6\n7;8;9\n");
+
+    std::filesystem::create_directories(root / "graph");
+    Text(root / "graph" / "chain", R"({"nodes": [
+  {"id": "a", "plugin": "fuzzmodule::Checked", "parameters": {"size": 5, "mode": "SLOW"}},
+  {"id": "b", "plugin": "fuzzmodule::Checked", "parameters": {"value": 2.5}, "inputs": ["a:0"]},
+  {"id": "c", "plugin": "fuzzmodule::Checked", "inputs": {"0": "b:1"}}], "ui": {"x": 1}})");
+    Text(root / "graph" / "nested",
+         R"({"nodes": [{"id": "a", "plugin": "fuzzmodule::Checked", "parameters": {"connect": 8,
+  "gain": {"@double": 2}, "flag": true}, "inputs": [null]}]})");
+
+    std::filesystem::create_directories(root / "setting");
+    Text(root / "setting" / "long", std::string("\x00") + "size=5");
+    Text(root / "setting" / "enum", std::string("\x00") + "mode=EXACT");
+    Text(root / "setting" / "json", std::string("\x00") + "value:={\"@double\": 2}");
+    Text(root / "setting" / "lenient", std::string("\x80") + "sise=8");
+    Text(root / "setting" / "nested", std::string("\x80") + "a/b:=[1, 2.5, true]");
     return 0;
 }

@@ -97,6 +97,14 @@ std::string Indented(const std::string& text, const std::string& indent) {
     return out;
 }
 
+// The settings, or the texts that are documentation only.
+std::vector<const SParameterHelp*> Selected(const SNodeHelp& help, bool documentationOnly) {
+    std::vector<const SParameterHelp*> shown;
+    for (const SParameterHelp& parameter : help.parameters)
+        if (parameter.documentationOnly == documentationOnly) shown.push_back(&parameter);
+    return shown;
+}
+
 }  // namespace
 
 SNodeHelp SNodeHelp::FromNode(const CHostNode& node) {
@@ -132,6 +140,9 @@ SNodeHelp SNodeHelp::FromNode(const CHostNode& node) {
     help.description = declaration.LongDescription();
     help.notes = declaration.Notes();
     help.seeAlso = declaration.SeeAlsoText();
+    std::istringstream names(help.seeAlso);
+    for (std::string name; std::getline(names, name, ',');)
+        if (!Trim(name).empty()) help.seeAlsoNodes.push_back({Trim(name), {}, false});
     // Parameters in display order, then the rest in declaration order; leftovers at the end.
     std::vector<const CSetupDocument::CParameter*> ordered;
     for (const auto& [place, parameter] : declaration.DisplayOrder())
@@ -153,6 +164,11 @@ SNodeHelp SNodeHelp::FromNode(const CHostNode& node) {
     return help;
 }
 
+void MarkDeprecated(SNodeHelp& help, const std::vector<std::string>& listed) {
+    for (SSeeAlso& node : help.seeAlsoNodes)
+        node.deprecated = std::find(listed.begin(), listed.end(), node.name) == listed.end();
+}
+
 std::string TextPage(const SNodeHelp& help) {
     std::ostringstream out;
     out << help.name << " (module " << help.module << ", " << help.pluginType << " / "
@@ -162,16 +178,21 @@ std::string TextPage(const SNodeHelp& help) {
     for (const std::string& note : help.notes)
         out << "\nNote: " << note << "\n";
 
-    out << "\nParameters:";
-    if (help.parameters.empty()) out << " none";
-    out << "\n";
-    for (const SParameterHelp& parameter : help.parameters) {
-        out << "  " << parameter.key << " (" << parameter.type;
-        if (!parameter.value.empty()) out << ", default " << parameter.value;
-        out << ")\n";
-        if (!parameter.allowed.empty())
-            out << "      allowed values: " << parameter.allowed << "\n";
-        if (!parameter.text.empty()) out << Indented(parameter.text, "      ");
+    // Settings first; texts the document carries without a setting after them, apart.
+    for (bool leftovers : {false, true}) {
+        const std::vector<const SParameterHelp*> shown = Selected(help, leftovers);
+        if (leftovers && shown.empty()) break;
+        out << (leftovers ? "\nDocumentation only (no settings):" : "\nParameters:");
+        if (shown.empty()) out << " none";
+        out << "\n";
+        for (const SParameterHelp* parameter : shown) {
+            out << "  " << parameter->key << " (" << parameter->type;
+            if (!parameter->value.empty()) out << ", default " << parameter->value;
+            out << ")\n";
+            if (!parameter->allowed.empty())
+                out << "      allowed values: " << parameter->allowed << "\n";
+            if (!parameter->text.empty()) out << Indented(parameter->text, "      ");
+        }
     }
     auto pins = [&](const char* title, const std::vector<SPinHelp>& list, bool inputs) {
         out << "\n" << title << ":";
@@ -191,7 +212,16 @@ std::string TextPage(const SNodeHelp& help) {
             out << (i ? ", " : "") << help.keywords[i];
         out << "\n";
     }
-    if (!help.seeAlso.empty()) out << "\nSee also: " << help.seeAlso << "\n";
+    if (!help.seeAlsoNodes.empty()) {
+        out << "\nSee also: ";
+        for (size_t i = 0; i < help.seeAlsoNodes.size(); ++i)
+            out << (i ? ", " : "") << help.seeAlsoNodes[i].name
+                << (help.seeAlsoNodes[i].deprecated ? " (deprecated)" : "");
+        out << "\n";
+    } else if (!help.seeAlso.empty()) {
+        out << "\nSee also: " << help.seeAlso << "\n";
+    }
+    if (!help.example.empty()) out << "\nExample:\n  " << help.example << "\n";
     if (!help.helpPage.empty()) out << "\nHelp page: " << help.helpPage << "\n";
     return out.str();
 }
@@ -212,16 +242,21 @@ std::string HtmlPage(const SNodeHelp& help) {
     for (const std::string& note : help.notes)
         out << "<p><strong>Note:</strong> " << Escape(note) << "</p>\n";
 
-    out << "<h2>Parameters</h2>\n";
-    if (help.parameters.empty()) {
-        out << "<p>None.</p>\n";
-    } else {
+    for (bool leftovers : {false, true}) {
+        const std::vector<const SParameterHelp*> shown = Selected(help, leftovers);
+        if (leftovers && shown.empty()) break;
+        out << (leftovers ? "<h2>Documentation only (no settings)</h2>\n"
+                          : "<h2>Parameters</h2>\n");
+        if (shown.empty()) {
+            out << "<p>None.</p>\n";
+            continue;
+        }
         out << "<table>\n<tr><th>Key</th><th>Type</th><th>Default</th><th>Allowed "
                "values</th><th>Description</th></tr>\n";
-        for (const SParameterHelp& p : help.parameters)
-            out << "<tr><td><code>" << Escape(p.key) << "</code></td><td>" << Escape(p.type)
-                << "</td><td><code>" << Escape(p.value) << "</code></td><td>" << Escape(p.allowed)
-                << "</td><td>" << Escape(p.text) << "</td></tr>\n";
+        for (const SParameterHelp* p : shown)
+            out << "<tr><td><code>" << Escape(p->key) << "</code></td><td>" << Escape(p->type)
+                << "</td><td><code>" << Escape(p->value) << "</code></td><td>" << Escape(p->allowed)
+                << "</td><td>" << Escape(p->text) << "</td></tr>\n";
         out << "</table>\n";
     }
     auto pins = [&](const char* title, const std::vector<SPinHelp>& list, bool inputs) {
@@ -246,7 +281,23 @@ std::string HtmlPage(const SNodeHelp& help) {
             out << (i ? ", " : "") << Escape(help.keywords[i]);
         out << "</p>\n";
     }
-    if (!help.seeAlso.empty()) out << "<h2>See also</h2>\n<p>" << Escape(help.seeAlso) << "</p>\n";
+    if (!help.seeAlsoNodes.empty()) {
+        out << "<h2>See also</h2>\n<p>";
+        for (size_t i = 0; i < help.seeAlsoNodes.size(); ++i) {
+            const SSeeAlso& node = help.seeAlsoNodes[i];
+            out << (i ? ", " : "");
+            if (node.link.empty())
+                out << Escape(node.name);
+            else
+                out << "<a href=\"" << Escape(node.link) << "\">" << Escape(node.name) << "</a>";
+            if (node.deprecated) out << " (deprecated)";
+        }
+        out << "</p>\n";
+    } else if (!help.seeAlso.empty()) {
+        out << "<h2>See also</h2>\n<p>" << Escape(help.seeAlso) << "</p>\n";
+    }
+    if (!help.example.empty())
+        out << "<h2>Example</h2>\n<pre><code>" << Escape(help.example) << "</code></pre>\n";
     out << "</body>\n</html>\n";
     return out.str();
 }

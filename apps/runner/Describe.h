@@ -21,6 +21,13 @@ struct SPinHelp {
     bool optional = false;
 };
 
+// A node a page points to: its page relative to the pointing page (empty when there is none),
+// and whether the module's list hides it (left for old graphs).
+struct SSeeAlso {
+    std::string name, link;
+    bool deprecated = false;
+};
+
 // What a setup document says, in the order a reader wants it.
 struct SNodeHelp {
     std::string name, module, pluginType, subType, summary, description, helpPage;
@@ -28,11 +35,16 @@ struct SNodeHelp {
     std::vector<SPinHelp> inputs, outputs;
     std::vector<std::string> keywords, notes;
     std::string seeAlso;
+    std::vector<SSeeAlso> seeAlsoNodes;  // the names of seeAlso, one by one
+    std::string example;                 // a command that runs the node, shown when set
 
     // From the node's declaration; a node that writes its document by hand is shown as its
     // document says, with its description as one text.
     static SNodeHelp FromNode(const CHostNode& node);
 };
+
+// Marks the see-also names that `listed` (the module's list) lacks as deprecated.
+void MarkDeprecated(SNodeHelp& help, const std::vector<std::string>& listed);
 
 std::string TextPage(const SNodeHelp& help);
 std::string HtmlPage(const SNodeHelp& help);

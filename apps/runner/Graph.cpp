@@ -148,7 +148,7 @@ CGraph CGraph::FromValue(const CValue& document, const std::string& origin,
                     message += (i ? ", " : " ") + std::to_string(outputs[i]);
                 if (outputs.empty()) message += " none";
                 if (!options.lenient) throw UsageError(message);
-                std::cerr << "orva: warning: " << message << std::endl;
+                std::cerr << "orva: warning: " << message << " (linked as given)" << std::endl;
             }
             links.push_back(SLink{pin, found, output});
         };

@@ -145,7 +145,7 @@ void CHostNode::Apply(const std::string& setting, const SCheckOptions& options) 
 void CHostNode::Set(const std::string& key, const std::string& text, bool json,
                     const SCheckOptions& options) {
     if (key.empty()) throw UsageError("a parameter setting needs a key: '" + text + "'");
-    if (!json) return Set(key, TypedValue(*this, key, text), options);
+    if (!json) return Set(key, TypedValue(*this, key, text, options), options);
     std::unique_ptr<CValue> value;
     try {
         value = CTextSerializer::FromText(text);

@@ -1,5 +1,6 @@
 #include "Settings.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <iostream>
@@ -54,7 +55,7 @@ std::vector<std::string> SettableKeys(const CHostNode& node) {
     if (const CValue* parameters = node.Setup().Entry("parameters");
         parameters && parameters->Map())
         for (const auto& [key, value] : *parameters->Map())
-            keys.push_back(key);
+            if (std::find(keys.begin(), keys.end(), key) == keys.end()) keys.push_back(key);
     return keys;
 }
 
@@ -112,11 +113,14 @@ std::string NodeContext(const CHostNode& node) {
 }
 
 std::unique_ptr<CValue> TypedValue(const CHostNode& node, const std::string& key,
-                                   const std::string& text) {
+                                   const std::string& text, const SCheckOptions& options) {
     const SDeclared declared = Find(node, key);
+    // A text the declared kind cannot read: refused, or (lenient) typed by its look, whose
+    // kind the check of the setting then warns about.
     auto bad = [&](const char* what) {
-        return UsageError(NodeContext(node) + ": parameter '" + key + "' takes " + what +
-                          ", not '" + text + "'");
+        if (!options.lenient)
+            throw UsageError(NodeContext(node) + ": parameter '" + key + "' takes " + what +
+                             ", not '" + text + "'");
     };
     int32_t whole = 0;
     double number = 0.0;
@@ -125,16 +129,19 @@ std::unique_ptr<CValue> TypedValue(const CHostNode& node, const std::string& key
             if (ParseLong(text, &whole)) return std::make_unique<CValueLong>(whole);
             if (declared.DoubleOrLong() && ParseDouble(text, &number))
                 return std::make_unique<CValueDouble>(number);
-            throw bad(declared.DoubleOrLong() ? "a number" : "a long (32-bit integer)");
+            bad(declared.DoubleOrLong() ? "a number" : "a long (32-bit integer)");
+            break;
         case CValue::VAL_DOUBLE:
             if (declared.DoubleOrLong() && ParseLong(text, &whole))
                 return std::make_unique<CValueLong>(whole);
-            if (!ParseDouble(text, &number)) throw bad("a double");
-            return std::make_unique<CValueDouble>(number);
+            if (ParseDouble(text, &number)) return std::make_unique<CValueDouble>(number);
+            bad("a double");
+            break;
         case CValue::VAL_BOOL:
             if (text == "true") return std::make_unique<CValueBool>(true);
             if (text == "false") return std::make_unique<CValueBool>(false);
-            throw bad("a bool (true or false)");
+            bad("a bool (true or false)");
+            break;
         case CValue::VAL_STRING:
             return std::make_unique<CValueString>(text);
         default:
@@ -169,8 +176,9 @@ void CheckSetting(const CHostNode& node, const std::string& key, const CValue& v
     }
     const CValue::EnValType kind = value.GenericType();
     if (!KindFits(declared, kind))
-        return refuse("parameter '" + key + "' takes " + KindName(declared.Kind()) +
-                      (declared.DoubleOrLong() ? " or a double" : "") + ", not " + KindName(kind));
+        return refuse("parameter '" + key + "' takes " +
+                      (declared.DoubleOrLong() ? "a double or a long" : KindName(declared.Kind())) +
+                      ", not " + KindName(kind));
     if (!declared.parameter) return;
     const CParameter& parameter = *declared.parameter;
 

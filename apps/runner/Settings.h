@@ -12,9 +12,11 @@ namespace orva {
 // The value "KEY=VALUE" gives: the kind the node declares for the key (a "double or long"
 // parameter takes a whole number as a long, else a double), else the look of the text (an
 // integer literal is a long, a decimal number a double, true or false a bool, anything else a
-// string). A text the declared kind cannot read is a usage error.
+// string). A text the declared kind cannot read is a usage error, or with `lenient` a warning,
+// and the value then takes the kind its look gives.
 std::unique_ptr<ORVA::CValue> TypedValue(const CHostNode& node, const std::string& key,
-                                         const std::string& text);
+                                         const std::string& text,
+                                         const SCheckOptions& options = {});
 
 // Whether `key` may be set on the node with `value`: the node must read the key (its document
 // declares it, or its declaration says it reads it), the value must be of a kind the parameter

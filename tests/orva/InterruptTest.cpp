@@ -1,5 +1,5 @@
-// orva interrupted while a script runs: the script's processes and files go, and orva ends by
-// the signal.
+// orva interrupted while a script or a batch runs: their processes and files go, and orva ends
+// by the signal.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -51,6 +51,49 @@ TEST(Interrupt, StopsTheScriptAndLeavesNothingBehind) {
     EXPECT_TRUE(kill(sleeper, 0) != 0 && errno == ESRCH) << "the sleep still runs";
     EXPECT_TRUE(std::filesystem::is_empty(directory / "tmp"));
     std::filesystem::remove_all(directory);
+}
+
+TEST(Interrupt, StopsTheBatchAndLeavesNoFiles) {
+    namespace fs = std::filesystem;
+    const fs::path directory =
+        fs::path(testing::TempDir()) / ("orva-batch-interrupt-" + std::to_string(getpid()));
+    fs::create_directories(directory / "tmp");
+    fs::create_directories(directory / "out");
+    for (const char* name : {"a.png", "b.png", "c.png"})
+        fs::copy_file(fs::path(ORVA_BUILD_ROOT) / "examples/images/coconut.png", directory / name);
+    const std::string graph = (directory / "graph.json").string();
+    std::ofstream(graph) << R"({"nodes": [{"id": "read", "plugin": "ReadImage"},
+  {"id": "nap", "plugin": "Sleep", "parameters": {"time": 20000}, "inputs": ["read:0"]},
+  {"id": "save", "plugin": "SaveImage", "inputs": ["nap:0"]}]})";
+    const std::string errors = (directory / "err").string();
+    pid_t orva = fork();
+    ASSERT_GE(orva, 0);
+    if (orva == 0) {
+        setenv("TMPDIR", (directory / "tmp").c_str(), 1);
+        if (!freopen(errors.c_str(), "w", stderr)) _exit(126);
+        execl(ORVA_BUILD_ROOT "/bin/orva", "orva", "run", graph.c_str(), "--each",
+              (directory / "*.png").c_str(), "--jobs", "2", "--set", "read.filename={}", "--set",
+              ("save.filename=" + (directory / "out/{name}").string()).c_str(),
+              static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    // Interrupted once both jobs run (each has its two files of captured output).
+    for (int tries = 0; tries < 3000 && std::distance(fs::directory_iterator(directory / "tmp"),
+                                                      fs::directory_iterator()) < 4;
+         ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    kill(orva, SIGINT);
+    int status = 0;
+    ASSERT_EQ(waitpid(orva, &status, 0), orva);
+
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+    std::ifstream text(errors);
+    std::string said((std::istreambuf_iterator<char>(text)), {});
+    EXPECT_NE(said.find("orva: interrupted after 0 of 3 files\n"), std::string::npos) << said;
+    EXPECT_TRUE(fs::is_empty(directory / "out"));
+    EXPECT_TRUE(fs::is_empty(directory / "tmp"));
+    fs::remove_all(directory);
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ exports=$(nm -D --defined-only "$prefix/bin/mymodule.so" | awk '$2 == "T" {print
 orva=$prefix/bin/orva
 unset ORVADIR
 [[ "$("$orva" list mymodule | tr '\n' ' ')" == "Invert AddConstant " ]]
-out=$("$orva" pipe StringToImage 'data_string=1 2\n3 4' ! mymodule::AddConstant value=0.5 \
+out=$("$orva" pipe --pixels StringToImage 'data_string=1 2\n3 4' ! mymodule::AddConstant value=0.5 \
       ! mymodule::Invert maximum=10 2>&1) || { echo "$out"; exit 1; }
 echo "$out" | grep -q '"data": \[8.5, 7.5, 6.5, 5.5\]' || { echo "unexpected output: $out"; exit 1; }
 echo "the example module builds against the installed SDK and runs"
