@@ -35,11 +35,11 @@ def _graph_for(document, lenient):
     return graphs[key]
 
 
-def run_file(file, document, key, settings=None, outputs=None, lenient=False):
+def run_file(file, document, parameter, settings=None, outputs=None, lenient=False):
     """Runs the graph `document` on one file; what map_graph runs on the workers."""
     try:
         graph = _graph_for(document, lenient)
-        result = graph.run(set={**(settings or {}), key: str(file)}, outputs=outputs)
+        result = graph.run(set={**(settings or {}), parameter: str(file)}, outputs=outputs)
         return FileResult(file, result, None)
     except (NodeError, ValueError, TypeError) as error:
         return FileResult(file, None, str(error))
@@ -63,7 +63,8 @@ def map_graph(graph, files, key=None, set=None, outputs=None, client=None, lenie
             raise ValueError("the graph has no nodes")
         key = document["nodes"][0]["id"] + ".filename"
     files = list(files)
-    arguments = dict(document=document, key=key, settings=set, outputs=outputs,
+    # Not `key`: Dask's map takes that for itself.
+    arguments = dict(document=document, parameter=key, settings=set, outputs=outputs,
                      lenient=lenient)
     if client is None:
         try:

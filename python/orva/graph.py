@@ -44,6 +44,7 @@ class Graph:
         self._document = change()
         try:
             self._graph = _orva.Graph.from_dict(self._document, self._lenient, self._graph)
+            self._document = self._graph.to_dict()  # as the file format writes it
         except BaseException:
             self._document, self._graph = before, None
             raise

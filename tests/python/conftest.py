@@ -2,9 +2,10 @@ import os
 
 import pytest
 
-REPOSITORY = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+import orva  # noqa: F401 - sets ORVADIR when the environment does not
 
 
 @pytest.fixture
 def examples():
-    return os.path.join(REPOSITORY, "examples")
+    # The build tree's copy: the sample image is made at build time.
+    return os.path.join(os.environ["ORVADIR"], "examples")

@@ -1,0 +1,37 @@
+import os
+
+import pytest
+
+import orva
+import orva.dask
+
+distributed = pytest.importorskip("distributed")
+
+
+def graph():
+    g = orva.Graph()
+    g.add("read", "ReadASCII", filename="")
+    g.add("byte", "ConvertType", out_type="IMAGE_GREY_8", inputs=["read:0"])
+    g.add("label", "Labeling", inputs=["byte:0"])
+    return g
+
+
+def check(results, files):
+    assert [result.file for result in results] == files
+    good, missing = results
+    assert good.error is None and good.outputs["label:0"].max() == 10
+    assert good.outputs["label:0"].pixel_type == "IMAGE_GREY_8"
+    assert missing.outputs is None and "missing.txt" in missing.error
+
+
+def test_a_batch_on_local_threads(examples):
+    files = [os.path.join(examples, "images", "coconut.txt"), "missing.txt"]
+    check(orva.dask.map_graph(graph(), files), files)
+
+
+def test_a_batch_on_a_cluster_of_processes(examples):
+    files = [os.path.join(examples, "images", "coconut.txt"), "missing.txt"]
+    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True,
+                                  dashboard_address=None) as cluster:
+        with distributed.Client(cluster) as client:
+            check(orva.dask.map_graph(graph(), files, key="read.filename", client=client), files)
