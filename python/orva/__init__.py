@@ -123,6 +123,12 @@ def as_type(array, pixel_type):
     return image
 
 
+class _HelpText:
+    # The class's own doc on the class, the node's page on an instance, made when asked for.
+    def __get__(self, instance, owner):
+        return owner._doc if instance is None else _orva.help_text(instance.name)
+
+
 class Node:
     """A node of a module, made once and run on every call.
 
@@ -136,10 +142,12 @@ class Node:
 
     def __init__(self, name, id=None, lenient=False, **settings):
         self._node = _orva.Node(name, id or name.rsplit("::", 1)[-1], lenient, settings)
-        self.__doc__ = _orva.help_text(name)
 
     def __call__(self, *positional, inputs=None):
         return self._node(positional, dict(inputs or {}))
+
+    _doc = __doc__
+    __doc__ = _HelpText()
 
     name = property(lambda self: self._node.name, doc="The node's address.")
     id = property(lambda self: self._node.id, doc="The node's id (instance name).")

@@ -105,3 +105,16 @@ def test_nodes_sharing_state_run_one_at_a_time():
     for thread in threads:
         thread.join()
     assert errors == []
+
+
+@pytest.mark.parametrize("second, information", [
+    ([[0, 255], [0, 255]], 1.0),   # the same image: one bit
+    ([[0, 0], [255, 255]], 0.0),   # independent halves
+])
+def test_inputs_by_position_and_by_pin(second, information):
+    first = np.array([[0, 255], [0, 255]], np.uint8)
+    node = orva.Node("MutualInformation", bin_count=2)
+    value, joint = node(first, np.array(second, np.uint8))
+    assert value == information
+    assert node(inputs={0: first, 1: np.array(second, np.uint8)})[0] == information
+    assert joint.shape == (2, 2) and joint.sum() == 4

@@ -131,3 +131,13 @@ def test_attributes_go_in_and_come_out():
     assert tagged.attributes == {"unit": "mm"}
     tagged.attributes["scale"] = [2.5, None]
     assert orva.Node("CopyImage")(tagged).attributes == {"scale": [2.5, None], "unit": "mm"}
+
+
+def test_results_pickle_with_their_type_and_attributes():
+    import pickle
+
+    image = orva.as_type(np.array([[0, 1]], np.uint8), "IMAGE_BINARY_FG")
+    image.attributes = {"unit": "mm"}
+    back = pickle.loads(pickle.dumps(image))
+    assert (back.pixel_type, back.attributes) == ("IMAGE_BINARY_FG", {"unit": "mm"})
+    np.testing.assert_array_equal(back, image)
