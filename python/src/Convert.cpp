@@ -125,7 +125,8 @@ std::unique_ptr<CImage> ImageFromArray(const py::handle& object) {
     }
     std::unique_ptr<CImage> image;
     const int flags = array.flags();
-    const bool inPlace = (flags & py::array::c_style) && (flags & 0x0100 /* ALIGNED */) &&
+    const bool inPlace = (flags & py::array::c_style) &&
+                         (flags & py::detail::npy_api::NPY_ARRAY_ALIGNED_) &&
                          dtype.attr("isnative").cast<bool>();
     const size_t bytes = static_cast<size_t>(array.nbytes());
     try {

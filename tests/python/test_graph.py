@@ -81,6 +81,8 @@ def test_a_saved_graph_runs_with_the_command_line(examples, tmp_path):
     graph.save(path)
     assert orva.Graph.load(path).to_dict() == graph.to_dict()
     orva_binary = os.path.join(os.environ["ORVADIR"], "bin", "orva")
+    if not os.path.exists(orva_binary):
+        pytest.skip("the command line is not built here")
     environment = {k: v for k, v in os.environ.items() if k != "LD_PRELOAD"}
     run = subprocess.run([orva_binary, "run", str(path), "--print", "ring:0"],
                          capture_output=True, text=True, env=environment, check=True)
