@@ -45,6 +45,18 @@ def run_file(file, document, parameter, settings=None, outputs=None, lenient=Fal
         return FileResult(file, None, str(error))
 
 
+def run_files(files, document, parameter, settings=None, outputs=None, lenient=False):
+    """run_file for each of `files`: one task of map_graph."""
+    return [run_file(file, document, parameter, settings, outputs, lenient) for file in files]
+
+
+def _chunks(files, workers):
+    # A few tasks per worker: the scheduler's cost per task is more than a small file's run,
+    # and more than one per worker keeps them all busy until the end.
+    size = max(1, -(-len(files) // (4 * max(1, workers))))
+    return [files[start:start + size] for start in range(0, len(files), size)]
+
+
 def map_graph(graph, files, key=None, set=None, outputs=None, client=None, lenient=False):
     """Runs `graph` (an orva.Graph, a graph file or its dict) once per file of `files` on the
     Dask cluster of `client` (by default the current client; without one, on local threads),
@@ -73,8 +85,14 @@ def map_graph(graph, files, key=None, set=None, outputs=None, client=None, lenie
         except (ImportError, ValueError):
             client = None
     if client is None:
+        import os
+
         import dask
-        tasks = [dask.delayed(run_file, pure=False)(file, **arguments) for file in files]
-        return list(dask.compute(*tasks, scheduler="threads"))
-    futures = client.map(run_file, files, pure=False, **arguments)
-    return client.gather(futures)
+        tasks = [dask.delayed(run_files, pure=False)(chunk, **arguments)
+                 for chunk in _chunks(files, os.cpu_count() or 1)]
+        chunks = dask.compute(*tasks, scheduler="threads")
+    else:
+        workers = sum(client.nthreads().values())
+        futures = client.map(run_files, _chunks(files, workers), pure=False, **arguments)
+        chunks = client.gather(futures)
+    return [result for chunk in chunks for result in chunk]
