@@ -97,7 +97,7 @@ std::optional<SLayout> LayoutOf(const py::array& array, std::optional<IImage::CT
     };
     if (forced) return fits(*forced);
     // Trailing 3 of bytes or floats is colour; everything else grey by sample type.
-    if (n == 3 && shape[2] == 3) {
+    if ((n == 3 || n == 4) && shape[n - 1] == 3) {
         if (auto colour = fits(IMAGE_RGB_8I)) return colour;
         if (auto colour = fits(IMAGE_RGB_FI)) return colour;
     }
@@ -121,7 +121,8 @@ std::unique_ptr<CImage> ImageFromArray(const py::handle& object) {
             "cannot pass an array of dtype " + py::str(dtype).cast<std::string>() + " and shape (" +
             shape +
             ") as an image: images are 2-D (y, x) or 3-D (z, y, x) arrays of uint8, uint16, "
-            "uint32, uint64, float32 or float64, or (y, x, 3) uint8 or float32 colour");
+            "uint32, uint64, float32 or float64, or (y, x, 3) and (z, y, x, 3) uint8 or float32 "
+            "colour");
     }
     std::unique_ptr<CImage> image;
     const int flags = array.flags();

@@ -20,8 +20,9 @@ void SetClasses(py::object image, py::object nodeError);
 py::object NodeErrorClass();
 
 // The pixel type and size an array of this dtype and shape has as `type`, or without a type
-// the one it is taken for: 2-D (y, x) and 3-D (z, y, x) grey by dtype, (y, x, 3) uint8 or
-// float32 as interleaved colour. Nothing when the array cannot be an image of that type.
+// the one it is taken for: 2-D (y, x) and 3-D (z, y, x) grey by dtype, (y, x, 3) and
+// (z, y, x, 3) uint8 or float32 as interleaved colour. Nothing when the array cannot be an image of
+// that type.
 struct SLayout {
     ORVA::IImage::CType type;
     ORVA::CSize size;

@@ -19,6 +19,7 @@ LAYOUTS = [
     (np.float64, (3, 4), "IMAGE_GREY_D"),
     (np.uint8, (2, 3, 4), "IMAGE_GREY_8"),  # (z, y, x)
     (np.uint8, (3, 4, 3), "IMAGE_RGB_8I"),
+    (np.uint8, (2, 3, 4, 3), "IMAGE_RGB_8I"),  # (z, y, x, 3)
     (np.float32, (3, 4, 3), "IMAGE_RGB_FI"),
     (np.float64, (3, 4, 3), "IMAGE_GREY_D"),  # no float64 colour: a 3-D grey image
     (np.uint8, (0, 5), "IMAGE_GREY_8"),
@@ -60,11 +61,19 @@ def test_forced_types_survive_a_node(pixel_type, array):
 def test_arrays_that_cannot_be_used_in_place_are_copied_with_their_values():
     base = np.arange(48, dtype=np.uint16).reshape(6, 8)
     cases = [base[::2, ::3], base.T, base.astype(">u2"), np.asfortranarray(base)]
+    assert _orva._round_trip(base)[0] == address(base)  # while the base itself goes in place
     for array in cases:
         pixels, back = _orva._round_trip(array)
         assert pixels != address(array)
         assert back.dtype == np.uint16 and back.dtype.isnative
         np.testing.assert_array_equal(back, array)
+
+
+def test_read_only_arrays_go_in_place():
+    array = np.arange(6, dtype=np.float32).reshape(2, 3)
+    array.setflags(write=False)
+    assert _orva._round_trip(array)[0] == address(array)
+    np.testing.assert_array_equal(orva.Node("CopyImage")(array), array)
 
 
 def test_results_outlive_the_node_that_made_them():
