@@ -12,9 +12,9 @@ Nodes
 Values
     Images are numpy arrays: GREY_8 uint8, GREY_16 uint16, GREY_32 uint32, GREY_64 uint64,
     GREY_F float32, GREY_D float64, each (y, x) or (z, y, x); RGB_8I (y, x, 3) uint8,
-    RGB_FI (y, x, 3) float32, RGB_8 (3, y, x) uint8 (colour with a z axis before y); BINARY_FG and BINARY_BG uint8. Results are
-    orva.Image arrays, which carry the pixel type and the image's attributes. Maps are dicts,
-    vectors lists, scalars Python scalars.
+    RGB_FI (y, x, 3) float32, RGB_8 (3, y, x) uint8 (colour with a z axis before y);
+    BINARY_FG and BINARY_BG uint8. Results are orva.Image arrays, which carry the pixel type
+    and the image's attributes. Maps are dicts, vectors lists, scalars Python scalars.
 
     Arrays are borrowed for the call and used in place when they are C-contiguous, aligned and
     in native byte order (nodes never write their inputs); other arrays are copied once.
