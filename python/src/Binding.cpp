@@ -25,6 +25,17 @@ bool SharesState(const CHostNode& node) {
     return !node.Declaration().IsDeclared() || node.Declaration().IsStateful();
 }
 
+// Taken with the GIL released, so that a thread waiting here holds up no other.
+class CSharedLock {
+  public:
+    explicit CSharedLock(bool shares) : m_lock(g_sharedState, std::defer_lock) {
+        if (shares) m_lock.lock();
+    }
+
+  private:
+    std::unique_lock<std::mutex> m_lock;
+};
+
 SCheckOptions Options(bool lenient) {
     return SCheckOptions{.lenient = lenient};
 }
@@ -44,9 +55,11 @@ class CPyNode {
         : m_host(std::make_unique<CHostNode>(id, name)) {
         for (auto [key, value] : settings)
             m_host->Set(key.cast<std::string>(), ToValue(value), Options(lenient));
-        m_host->Initialise();
         m_pins = OutputPins(*m_host);
         m_shares = SharesState(*m_host);
+        py::gil_scoped_release release;
+        CSharedLock shared(m_shares);
+        m_host->Initialise();
     }
 
     // Runs the node once on `positional` inputs (pin 0, 1, ...) and `pinned` ones ({pin:
@@ -65,8 +78,7 @@ class CPyNode {
         {
             py::gil_scoped_release release;
             std::lock_guard<std::mutex> own(m_mutex);
-            std::unique_lock<std::mutex> shared(g_sharedState, std::defer_lock);
-            if (m_shares) shared.lock();
+            CSharedLock shared(m_shares);
             CPNode& node = m_host->Node();
             node.ClearStackInputs();
             for (auto& [pin, value] : inputs)
@@ -140,7 +152,11 @@ class CPyGraph {
     }
 
     void Initialise() {
+        py::gil_scoped_release release;
         std::lock_guard<std::mutex> lock(m_mutex);
+        bool shares = std::any_of(m_graph.Nodes().begin(), m_graph.Nodes().end(),
+                                  [](const auto& node) { return SharesState(*node); });
+        CSharedLock shared(shares);
         m_graph.Initialise();
     }
 
@@ -150,8 +166,7 @@ class CPyGraph {
             {
                 py::gil_scoped_release release;
                 std::lock_guard<std::mutex> lock(m_mutex);
-                std::unique_lock<std::mutex> shared(g_sharedState, std::defer_lock);
-                if (SharesState(*m_graph.Nodes()[index])) shared.lock();
+                CSharedLock shared(SharesState(*m_graph.Nodes()[index]));
                 m_graph.RunNode(index, nullptr);
             }
             if (PyErr_CheckSignals() != 0) throw py::error_already_set();

@@ -59,6 +59,8 @@ def test_node_errors_carry_location_and_message():
     assert (error.node, error.plugin) == ("copy", "CopyImage")
     assert error.message == "input image is NULL" and error.location
     assert str(error).startswith("node 'copy' (CopyImage): ")
+    with pytest.raises(ValueError, match="pin"):
+        node(inputs={-1: np.ones((1, 1), np.uint8)})
     # the node still works afterwards
     assert node(np.ones((1, 1), np.uint8))[0, 0] == 1
 
