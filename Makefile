@@ -4,7 +4,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_GENERATE = cmake -S . -G Ninja -Wno-dev
 
-.PHONY: deps test bench fuzz demo format clean
+.PHONY: deps test bench fuzz demo python format clean
 
 deps:
 	@scripts/install-deps
@@ -23,6 +23,11 @@ demo: deps
 	cmake --build $(BUILD)/demo -j $(JOBS)
 	$(BUILD)/demo/bin/orva run $(BUILD)/demo/examples/zones.json
 	$(BUILD)/demo/bin/orva run $(BUILD)/demo/examples/demo.json --print save:0
+
+# The Python package, optimised, into $(BUILD)/python: PYTHONPATH=$(BUILD)/python /usr/bin/python3
+python: deps
+	@$(CMAKE_GENERATE) -B $(BUILD)/python -DCMAKE_BUILD_TYPE=Release -DORVA_TESTS=OFF > /dev/null
+	cmake --build $(BUILD)/python -j $(JOBS) --target orva_python examples
 
 # Optimised build; every workload against its reference, one line each.
 bench:

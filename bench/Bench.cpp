@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <opencv2/imgproc.hpp>
 
 namespace bench {
@@ -73,6 +74,12 @@ std::string DataDirectory() {
     std::string path = directory ? directory : "/tmp/orva-bench";
     std::filesystem::create_directories(path);
     return path;
+}
+
+void WriteData(const std::string& name, const CImage& image) {
+    std::ofstream(DataDirectory() + "/" + name, std::ios::binary)
+        .write(reinterpret_cast<const char*>(image.Bytes()),
+               static_cast<std::streamsize>(image.ByteCount()));
 }
 
 }  // namespace bench

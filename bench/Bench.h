@@ -42,5 +42,7 @@ const ORVA::CImage& Blobs();
 
 // The directory shared with bench/references.py.
 std::string DataDirectory();
+// The image's pixel bytes as the file NAME of that directory, for the Python side.
+void WriteData(const std::string& name, const ORVA::CImage& image);
 
 }  // namespace bench

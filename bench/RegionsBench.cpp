@@ -58,6 +58,7 @@ void Labeling_reference(benchmark::State& state, int neighbourhood, int threads)
 }
 
 void Labeling8_ours(benchmark::State& state) {
+    bench::WriteData("blobs.u8", bench::Blobs());  // for the same workload through Python
     Labeling_ours(state, bench::Blobs(), 8);
 }
 void Labeling8_reference(benchmark::State& state) {

@@ -93,7 +93,9 @@ NodeFailure::NodeFailure(std::string id, std::string plugin, const CException& e
     : std::runtime_error("node '" + id + "' (" + plugin + "): " + error.FormattedWhat()),
       m_id(std::move(id)),
       m_plugin(std::move(plugin)),
-      m_message(error.FormattedWhat()) {}
+      m_message(error.FormattedWhat()),
+      m_location(error.Location()),
+      m_text(error.Message()) {}
 
 std::string SNodeName::Address() const {
     return moduleName == "utility" ? node : moduleName + "::" + node;

@@ -26,9 +26,12 @@ class NodeFailure : public std::runtime_error {
     const std::string& Plugin() const noexcept { return m_plugin; }
     // The node's own text, its location and message.
     const std::string& NodeMessage() const noexcept { return m_message; }
+    // The two apart, for hosts that hand them on separately.
+    const std::string& Location() const noexcept { return m_location; }
+    const std::string& Message() const noexcept { return m_text; }
 
   private:
-    std::string m_id, m_plugin, m_message;
+    std::string m_id, m_plugin, m_message, m_location, m_text;
 };
 
 // The installation directory: $ORVADIR, set to the directory above the running program's bin/
