@@ -60,9 +60,10 @@ ORVA_FILTERS_VECTOR32(double)
 template <class T>
 using Vector32 = typename SVector32<T>::type;
 
+// In the forms the compiler turns into vector min and max instructions.
 template <class V>
-inline void Exchange(V& a, V& b) {
-    V lo = b < a ? b : a;
+__attribute__((always_inline)) inline void Exchange(V& a, V& b) {
+    const V lo = a < b ? a : b;
     b = a < b ? b : a;
     a = lo;
 }
@@ -70,8 +71,9 @@ inline void Exchange(V& a, V& b) {
 // The median of the window of each of the `lanes` pixels from x on, for rows `rows` extended
 // by k / 2 samples on each side.
 template <int K, class T, size_t N, size_t... I>
-inline void NetworkMedian(const T* const* rows, T* out, int64_t x,
-                          const std::pair<int, int> (&network)[N], std::index_sequence<I...>) {
+__attribute__((always_inline)) inline void NetworkMedian(const T* const* rows, T* out, int64_t x,
+                                                         const std::pair<int, int> (&network)[N],
+                                                         std::index_sequence<I...>) {
     using V = Vector32<T>;
     V p[K * K];
     for (int j = 0; j < K; ++j)

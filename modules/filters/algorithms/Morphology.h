@@ -12,8 +12,8 @@
 //   src - open, BLACKHAT = close - src; `iterations` repeats each erosion and dilation.
 // - Rectangles are separable: a row pass then a column pass, each a running extremum in
 //   O(1) per pixel (van Herk / Gil-Werman) for long windows and direct vector passes for short
-//   ones; n iterations of a k-wide rectangle are one pass of width n (k - 1) + 1. Other
-//   elements take the row extrema of each element row's run and combine the rows.
+//   ones (doubling in between); n iterations of a k-wide rectangle are one pass of width n (k - 1)
+//   + 1. Other elements take the row extrema of each element row's run and combine the rows.
 // Results are exact, so they equal OpenCV's for every sample type.
 #include <algorithm>
 #include <cstring>
@@ -64,7 +64,14 @@ ORVA_FILTERS_CLONES void PickRows(T* acc, const T* in, int64_t n) {
 template <bool MIN, class T>
 ORVA_FILTERS_CLONES void RunExtremum(const T* e, T* out, int64_t n, int64_t k, T* work) {
     using E = SExtreme<T, MIN>;
-    if (k <= 16) {
+    if (k <= 8) {  // short windows: k - 1 vector passes
+        std::memcpy(out, e, static_cast<size_t>(n) * sizeof(T));
+        for (int64_t i = 1; i < k; ++i)
+            for (int64_t x = 0; x < n; ++x)
+                out[x] = E::Pick(out[x], e[x + i]);
+        return;
+    }
+    if (k <= 32) {
         // Doubling: m_s[x] covers 2^s samples; the window is a sum of such pieces.
         const int64_t m = n + k - 1;
         std::memcpy(work, e, static_cast<size_t>(m) * sizeof(T));
@@ -108,24 +115,35 @@ template <bool MIN, class T>
 void RectangleExtremum(SPlane<const T> src, SPlane<T> dst, int64_t kw, int64_t kh) {
     using E = SExtreme<T, MIN>;
     const int64_t w = src.width, h = src.height, ax = kw / 2, ay = kh / 2;
+    std::vector<T> ext(static_cast<size_t>(w + kw - 1)), work(static_cast<size_t>(w + 2 * kw));
+    if (kh <= 8) {
+        // Row extrema of the window's rows in a ring, each source row once; columns directly.
+        std::vector<T> ring(static_cast<size_t>(kh * w));
+        std::vector<int64_t> held(static_cast<size_t>(kh), -1);
+        for (int64_t y = 0; y < h; ++y) {
+            T* out = dst.Row(y);
+            std::fill(out, out + w, E::Neutral());
+            for (int64_t s = std::max<int64_t>(y - ay, 0); s < std::min(y - ay + kh, h); ++s) {
+                T* slot = ring.data() + (s % kh) * w;
+                if (held[static_cast<size_t>(s % kh)] != s) {
+                    ExtendRow(src, s, ax, kw - 1 - ax, EnBorder::CONSTANT, E::Neutral(),
+                              ext.data());
+                    RunExtremum<MIN>(ext.data(), slot, w, kw, work.data());
+                    held[static_cast<size_t>(s % kh)] = s;
+                }
+                PickRows<MIN>(out, slot, w);
+            }
+        }
+        return;
+    }
     // Row pass into `rows` (the whole plane: the column pass reads it in blocks).
-    std::vector<T> rows(static_cast<size_t>(w * h)), ext(static_cast<size_t>(w + kw - 1)),
-        work(static_cast<size_t>(w + 2 * kw));
+    std::vector<T> rows(static_cast<size_t>(w * h));
     for (int64_t y = 0; y < h; ++y) {
         ExtendRow(src, y, ax, kw - 1 - ax, EnBorder::CONSTANT, E::Neutral(), ext.data());
         RunExtremum<MIN>(ext.data(), rows.data() + y * w, w, kw, work.data());
     }
     auto row = [&](int64_t p) { return rows.data() + (p - ay) * w; };  // padded index p
     auto inside = [&](int64_t p) { return p - ay >= 0 && p - ay < h; };
-    if (kh <= 8) {
-        for (int64_t y = 0; y < h; ++y) {
-            T* out = dst.Row(y);
-            std::fill(out, out + w, E::Neutral());
-            for (int64_t p = y; p < y + kh; ++p)
-                if (inside(p)) PickRows<MIN>(out, row(p), w);
-        }
-        return;
-    }
     // Columns by van Herk / Gil-Werman over blocks of kh padded rows, vectorised along x:
     // the suffixes of block b and the prefixes of block b + 1 give the outputs of block b.
     std::vector<T> suffix(static_cast<size_t>(kh * w)), prefix(static_cast<size_t>(kh * w));

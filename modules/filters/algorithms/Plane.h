@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 #include <vector>
@@ -94,8 +95,11 @@ void ExtendRow(const SPlane<const T>& src, int64_t y, int64_t left, int64_t righ
         int64_t p = BorderIndex(i - left, src.width, border);
         ext[i] = p < 0 ? value : static_cast<E>(row[p]);
     }
-    for (int64_t x = 0; x < src.width; ++x)
-        ext[left + x] = static_cast<E>(row[x]);
+    if constexpr (std::is_same_v<T, E>)
+        std::memcpy(ext + left, row, static_cast<size_t>(src.width) * sizeof(T));
+    else
+        for (int64_t x = 0; x < src.width; ++x)
+            ext[left + x] = static_cast<E>(row[x]);
     for (int64_t i = 0; i < right; ++i) {
         int64_t p = BorderIndex(src.width + i, src.width, border);
         ext[left + src.width + i] = p < 0 ? value : static_cast<E>(row[p]);

@@ -75,7 +75,7 @@ int TriangleOfCounts(const std::vector<int64_t>& counts) {
     return flipped ? n - 1 - t : t;
 }
 
-SRangeHistogram RangeHistogram(const std::vector<double>& values) {
+SRangeHistogram RangeHistogram(const std::vector<double>& values, bool single) {
     SRangeHistogram h;
     bool any = false;
     for (double v : values) {
@@ -93,15 +93,19 @@ SRangeHistogram RangeHistogram(const std::vector<double>& values) {
         lo -= 0.5;
         hi += 0.5;
     }
-    // numpy's linspace: i * step + start, the last edge exactly the stop.
+    // In the samples' own precision, as numpy keeps float32 edges for float32 samples.
+    auto narrow = [single](double v) {
+        return single ? static_cast<double>(static_cast<float>(v)) : v;
+    };
+    // numpy's linspace: i * step + start in double, the last edge exactly the stop.
     const double step = (hi - lo) / BINS;
     for (int i = 0; i < BINS; ++i)
-        h.edges[i] = i * step + lo;
+        h.edges[i] = narrow(i * step + lo);
     h.edges[BINS] = hi;
-    const double norm = BINS / (hi - lo);
+    const double norm = BINS / narrow(hi - lo);
     for (double v : values) {
         if (v != v) continue;
-        int64_t bin = static_cast<int64_t>((v - lo) * norm);
+        int64_t bin = static_cast<int64_t>(narrow(v - lo) * norm);
         if (bin == BINS) --bin;
         // The edges decide, as in numpy: the computed bin may be off by one.
         if (v < h.edges[bin])
@@ -110,6 +114,13 @@ SRangeHistogram RangeHistogram(const std::vector<double>& values) {
             ++bin;
         ++h.counts[bin];
     }
+    h.centres.resize(BINS);
+    for (int i = 0; i < BINS; ++i)
+        h.centres[i] =
+            single
+                ? static_cast<double>(
+                      (static_cast<float>(h.edges[i]) + static_cast<float>(h.edges[i + 1])) / 2.0f)
+                : (h.edges[i] + h.edges[i + 1]) / 2.0;
     return h;
 }
 
@@ -117,10 +128,9 @@ double OtsuOfRange(const SRangeHistogram& h) {
     if (h.counts.empty()) return 0.0;
     if (h.minimum == h.maximum) return h.minimum;
     const size_t n = h.counts.size();
-    std::vector<double> centres(n), mean1(n), mean2(n);
+    const std::vector<double>& centres = h.centres;
+    std::vector<double> mean1(n), mean2(n);
     std::vector<int64_t> weight1(n), weight2(n);
-    for (size_t i = 0; i < n; ++i)
-        centres[i] = (h.edges[i] + h.edges[i + 1]) / 2.0;
     int64_t w = 0;
     double s = 0;
     for (size_t i = 0; i < n; ++i) {

@@ -15,9 +15,10 @@
 //   strictly the greatest, computed in double in OpenCV's order (bins whose class weights are
 //   below FLT_EPSILON are passed over).
 // - Otsu on other samples: scikit-image's threshold_otsu with 256 bins between the minimum and
-//   the maximum (numpy's histogram edges, bin centres (e[i] + e[i+1]) / 2); the first
-//   maximum of w1[i] * w2[i+1] * (m1[i] - m2[i+1])^2 wins and its bin centre is t. A constant
-//   plane gives its value; NaN samples are passed over.
+//   the maximum (numpy's histogram edges, bin centres (e[i] + e[i+1]) / 2, both in float for
+//   float samples as numpy keeps them); the first maximum of w1[i] * w2[i+1] *
+//   (m1[i] - m2[i+1])^2 wins and its bin centre is t. A constant plane gives its value; NaN
+//   samples are passed over. 32- and 64-bit integers take this definition too.
 // - Triangle on 8-bit samples: OpenCV's definition (histogram of 256 bins, line from the peak
 //   to the far end of the longer tail, one bin left of the greatest distance).
 // - Triangle on other samples: the same on the 256-bin histogram between minimum and maximum
@@ -134,10 +135,12 @@ struct SRangeHistogram {
     double minimum = 0, maximum = 0;
     std::vector<int64_t> counts;  // 256 bins, empty when there is no sample
     std::vector<double> edges;    // 257 edges
+    std::vector<double> centres;  // (e[i] + e[i+1]) / 2
 };
 // scikit-image's Otsu on such a histogram: the centre of the chosen bin.
 double OtsuOfRange(const SRangeHistogram& histogram);
-SRangeHistogram RangeHistogram(const std::vector<double>& values);
+// `single`: the samples are float32, and numpy computes edges and centres in float32 then.
+SRangeHistogram RangeHistogram(const std::vector<double>& values, bool single);
 
 namespace Detail {
 
@@ -189,7 +192,7 @@ double OtsuThreshold(SPlane<const T> src) {
     if constexpr (std::is_same_v<T, uint8_t> || std::is_same_v<T, uint16_t>)
         return OtsuOfCounts(Detail::FullHistogram(src));
     else
-        return OtsuOfRange(RangeHistogram(Detail::Samples(src)));
+        return OtsuOfRange(RangeHistogram(Detail::Samples(src), std::is_same_v<T, float>));
 }
 
 template <class T>
@@ -198,7 +201,7 @@ double TriangleThreshold(SPlane<const T> src) {
     if constexpr (std::is_same_v<T, uint8_t>) {
         return TriangleOfCounts(Detail::FullHistogram(src));
     } else {
-        SRangeHistogram h = RangeHistogram(Detail::Samples(src));
+        SRangeHistogram h = RangeHistogram(Detail::Samples(src), std::is_same_v<T, float>);
         if (h.counts.empty()) return 0.0;
         if (h.minimum == h.maximum) return h.minimum;
         int bin = TriangleOfCounts(h.counts);
