@@ -253,18 +253,21 @@ void ResizeBilinear(SPlane<const T> src, SPlane<T> dst) {
     const auto xt = LinearTaps(src.width, dst.width), yt = LinearTaps(src.height, dst.height);
     const int64_t w = dst.width, last = src.width - 1;
     if constexpr (std::is_same_v<T, uint8_t>) {
-        std::vector<int16_t> a(static_cast<size_t>(2 * w));
-        for (int64_t x = 0; x < w; ++x)
-            for (int k = 0; k < 2; ++k)
-                a[size_t(2 * x + k)] =
-                    static_cast<int16_t>(SaturateCast<int16_t>(xt[size_t(x)].weight[k] * 2048.0f));
+        // Taps as flat arrays; at the last sample the second weight is 0, so it may read the
+        // last sample again instead of a branch.
+        std::vector<int32_t> i0(static_cast<size_t>(w)), i1(static_cast<size_t>(w)),
+            a0(static_cast<size_t>(w)), a1(static_cast<size_t>(w));
+        for (int64_t x = 0; x < w; ++x) {
+            const STap& t = xt[size_t(x)];
+            i0[size_t(x)] = static_cast<int32_t>(t.index);
+            i1[size_t(x)] = static_cast<int32_t>(std::min(t.index + 1, last));
+            a0[size_t(x)] = SaturateCast<int16_t>(t.weight[0] * 2048.0f);
+            a1[size_t(x)] = t.index < last ? SaturateCast<int16_t>(t.weight[1] * 2048.0f) : 0;
+        }
         auto horizontal = [&](const T* in, int32_t* out) {
-            for (int64_t x = 0; x < w; ++x) {
-                int64_t s = xt[size_t(x)].index;
-                int32_t v = in[s] * a[size_t(2 * x)];
-                if (s < last) v += in[s + 1] * a[size_t(2 * x + 1)];
-                out[x] = v;
-            }
+            const int32_t *p0 = i0.data(), *p1 = i1.data(), *w0 = a0.data(), *w1 = a1.data();
+            for (int64_t x = 0; x < w; ++x)
+                out[x] = in[p0[x]] * w0[x] + in[p1[x]] * w1[x];
         };
         auto vertical = [&](const int32_t* const* rows, const STap& t, T* out) {
             const int32_t b0 = SaturateCast<int16_t>(t.weight[0] * 2048.0f);

@@ -5,11 +5,13 @@
 // The output at (x, y) is the median of the k x k window centred there, k odd. It is exact for
 // every sample type, so bytes match OpenCV bit for bit:
 // - k = 3 and 5: sorting networks (19 and 113 compare-exchanges, checked on all 0-1 inputs) over
-//   32-byte vectors of neighbouring pixels, so every pixel costs a fraction of the network;
+//   32-byte vectors of neighbouring pixels, so every pixel costs a fraction of the network
+//   (floats and doubles through AVX min and max when the processor has them);
 // - bytes with k > 5: column histograms (Perreault and Hebert): each step of the window adds one
 //   column histogram and removes another, the median is found on a 16-bin coarse level first;
 // - other samples with k > 5: nth_element over the window (k^2 per pixel).
 // NaN samples of floating planes order as the min/max comparisons leave them.
+#include <immintrin.h>
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -70,30 +72,69 @@ __attribute__((always_inline)) inline void Exchange(V& a, V& b) {
 
 // The median of the window of each of the `lanes` pixels from x on, for rows `rows` extended
 // by k / 2 samples on each side.
-template <int K, class T, size_t N, size_t... I>
+// NETWORK is a template argument so that every index is a constant and the window stays in
+// registers.
+template <int K, const auto& NETWORK, class T, size_t... I>
 __attribute__((always_inline)) inline void NetworkMedian(const T* const* rows, T* out, int64_t x,
-                                                         const std::pair<int, int> (&network)[N],
                                                          std::index_sequence<I...>) {
     using V = Vector32<T>;
     V p[K * K];
     for (int j = 0; j < K; ++j)
         for (int i = 0; i < K; ++i)
             std::memcpy(&p[j * K + i], rows[j] + x + i, sizeof(V));
-    (Exchange(p[network[I].first], p[network[I].second]), ...);
+    (Exchange(p[NETWORK[I].first], p[NETWORK[I].second]), ...);
     std::memcpy(out + x, &p[K * K / 2], sizeof(V));
 }
 
-template <int K, class T, size_t N>
-ORVA_FILTERS_CLONES void NetworkRow(const T* const* rows, T* out, int64_t w,
-                                    const std::pair<int, int> (&network)[N]) {
+template <int K, const auto& NETWORK, class T>
+ORVA_FILTERS_CLONES void NetworkRow(const T* const* rows, T* out, int64_t w) {
     constexpr int64_t LANES = 32 / sizeof(T);
+    constexpr size_t N = std::size(NETWORK);
     for (int64_t x = 0; x < w; x += LANES)
-        NetworkMedian<K>(rows, out, x, network, std::make_index_sequence<N>{});
+        NetworkMedian<K, NETWORK>(rows, out, x, std::make_index_sequence<N>{});
 }
 
-template <int K, class T, size_t N>
-void NetworkMedianBlur(SPlane<const T> src, SPlane<T> dst,
-                       const std::pair<int, int> (&network)[N]) {
+// The compiler writes the float compare-exchange above as compare and blend; AVX has min and
+// max that compute exactly the same (min(a, b) = a < b ? a : b, max(b, a) = a < b ? b : a).
+#define ORVA_FILTERS_AVX_NETWORK(NAME, T, V, LOAD, STORE, MIN, MAX)                           \
+    template <int K, const auto& NETWORK, size_t... I>                                        \
+    __attribute__((target("avx2"), always_inline)) inline void NAME##Median(                  \
+        const T* const* rows, T* out, int64_t x, std::index_sequence<I...>) {                 \
+        V p[K * K], t;                                                                        \
+        for (int j = 0; j < K; ++j)                                                           \
+            for (int i = 0; i < K; ++i)                                                       \
+                p[j * K + i] = LOAD(rows[j] + x + i);                                         \
+        ((t = MIN(p[NETWORK[I].first], p[NETWORK[I].second]),                                 \
+          p[NETWORK[I].second] = MAX(p[NETWORK[I].second], p[NETWORK[I].first]),              \
+          p[NETWORK[I].first] = t),                                                           \
+         ...);                                                                                \
+        STORE(out + x, p[K * K / 2]);                                                         \
+    }                                                                                         \
+    template <int K, const auto& NETWORK>                                                     \
+    __attribute__((target("avx2"))) void NAME##Row(const T* const* rows, T* out, int64_t w) { \
+        for (int64_t x = 0; x < w; x += 32 / int64_t(sizeof(T)))                              \
+            NAME##Median<K, NETWORK>(rows, out, x,                                            \
+                                     std::make_index_sequence<std::size(NETWORK)>{});         \
+    }
+ORVA_FILTERS_AVX_NETWORK(Float, float, __m256, _mm256_loadu_ps, _mm256_storeu_ps, _mm256_min_ps,
+                         _mm256_max_ps)
+ORVA_FILTERS_AVX_NETWORK(Double, double, __m256d, _mm256_loadu_pd, _mm256_storeu_pd, _mm256_min_pd,
+                         _mm256_max_pd)
+#undef ORVA_FILTERS_AVX_NETWORK
+
+template <int K, const auto& NETWORK, class T>
+void DispatchNetworkRow(const T* const* rows, T* out, int64_t w) {
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    if constexpr (std::is_same_v<T, float>) {
+        if (avx2) return FloatRow<K, NETWORK>(rows, out, w);
+    } else if constexpr (std::is_same_v<T, double>) {
+        if (avx2) return DoubleRow<K, NETWORK>(rows, out, w);
+    }
+    NetworkRow<K, NETWORK>(rows, out, w);
+}
+
+template <int K, const auto& NETWORK, class T>
+void NetworkMedianBlur(SPlane<const T> src, SPlane<T> dst) {
     constexpr int64_t LANES = 32 / sizeof(T), R = K / 2;
     const int64_t w = src.width, h = src.height;
     const int64_t padded = (w + LANES - 1) / LANES * LANES;
@@ -112,7 +153,7 @@ void NetworkMedianBlur(SPlane<const T> src, SPlane<T> dst,
             }
             rows[j] = slot;
         }
-        NetworkRow<K>(rows, out.data(), w, network);
+        DispatchNetworkRow<K, NETWORK>(rows, out.data(), w);
         std::memcpy(dst.Row(y), out.data(), static_cast<size_t>(w) * sizeof(T));
     }
 }
@@ -148,9 +189,9 @@ void MedianBlur(SPlane<const T> src, SPlane<T> dst, int k) {
         for (int64_t y = 0; y < src.height; ++y)
             std::memcpy(dst.Row(y), src.Row(y), static_cast<size_t>(src.width) * sizeof(T));
     } else if (k == 3) {
-        Detail::NetworkMedianBlur<3>(src, dst, Detail::MEDIAN3);
+        Detail::NetworkMedianBlur<3, Detail::MEDIAN3>(src, dst);
     } else if (k == 5) {
-        Detail::NetworkMedianBlur<5>(src, dst, Detail::MEDIAN5);
+        Detail::NetworkMedianBlur<5, Detail::MEDIAN5>(src, dst);
     } else if constexpr (std::is_same_v<T, uint8_t>) {
         Detail::HistogramMedianBytes(src, dst, k);
     } else {

@@ -11,8 +11,9 @@
 // - OPEN = dilate(erode), CLOSE = erode(dilate), GRADIENT = dilate - erode, TOPHAT =
 //   src - open, BLACKHAT = close - src; `iterations` repeats each erosion and dilation.
 // - Rectangles are separable: a row pass then a column pass, each a running extremum in
-//   O(1) per pixel (van Herk / Gil-Werman) for long windows and direct vector passes for short
-//   ones (doubling in between); n iterations of a k-wide rectangle are one pass of width n (k - 1)
+//   O(1) per pixel (van Herk / Gil-Werman) for long windows and log2(k) + 1 vector passes for
+//   windows up to 32 (doubled extrema, two overlapping pieces per window); n iterations of a k-wide
+//   rectangle are one pass of width n (k - 1)
 //   + 1. Other elements take the row extrema of each element row's run and combine the rows.
 // Results are exact, so they equal OpenCV's for every sample type.
 #include <algorithm>
@@ -55,6 +56,12 @@ struct SExtreme {
 };
 
 template <bool MIN, class T>
+ORVA_FILTERS_CLONES void PickTwo(T* out, const T* a, const T* b, int64_t n) {
+    for (int64_t i = 0; i < n; ++i)
+        out[i] = SExtreme<T, MIN>::Pick(a[i], b[i]);
+}
+
+template <bool MIN, class T>
 ORVA_FILTERS_CLONES void PickRows(T* acc, const T* in, int64_t n) {
     for (int64_t i = 0; i < n; ++i)
         acc[i] = SExtreme<T, MIN>::Pick(acc[i], in[i]);
@@ -64,32 +71,23 @@ ORVA_FILTERS_CLONES void PickRows(T* acc, const T* in, int64_t n) {
 template <bool MIN, class T>
 ORVA_FILTERS_CLONES void RunExtremum(const T* e, T* out, int64_t n, int64_t k, T* work) {
     using E = SExtreme<T, MIN>;
-    if (k <= 8) {  // short windows: k - 1 vector passes
+    if (k == 1) {
         std::memcpy(out, e, static_cast<size_t>(n) * sizeof(T));
-        for (int64_t i = 1; i < k; ++i)
-            for (int64_t x = 0; x < n; ++x)
-                out[x] = E::Pick(out[x], e[x + i]);
         return;
     }
     if (k <= 32) {
-        // Doubling: m_s[x] covers 2^s samples; the window is a sum of such pieces.
+        // Doubling: work[x] covers s = 2, 4, ... samples from x; as extrema may overlap, the
+        // window is the two pieces of the largest s <= k that start at x and at x + k - s.
         const int64_t m = n + k - 1;
-        std::memcpy(work, e, static_cast<size_t>(m) * sizeof(T));
-        std::fill(out, out + n, E::Neutral());
-        int64_t covered = 0, span = 1, left = k;
-        while (left > 0) {
-            if (left & 1) {
-                for (int64_t x = 0; x < n; ++x)
-                    out[x] = E::Pick(out[x], work[x + covered]);
-                covered += span;
-            }
-            left >>= 1;
-            if (left > 0) {
-                for (int64_t x = 0; x + span < m; ++x)
-                    work[x] = E::Pick(work[x], work[x + span]);
-                span *= 2;
-            }
-        }
+        for (int64_t x = 0; x + 1 < m; ++x)
+            work[x] = E::Pick(e[x], e[x + 1]);
+        int64_t span = 2;
+        for (; 2 * span <= k; span *= 2)
+            for (int64_t x = 0; x + span < m - span + 1; ++x)
+                work[x] = E::Pick(work[x], work[x + span]);
+        const T* tail = work + (k - span);
+        for (int64_t x = 0; x < n; ++x)
+            out[x] = E::Pick(work[x], tail[x]);
         return;
     }
     // van Herk / Gil-Werman: blocks of k; the suffix from x and the prefix to x + k - 1 meet.
@@ -120,9 +118,9 @@ void RectangleExtremum(SPlane<const T> src, SPlane<T> dst, int64_t kw, int64_t k
         // Row extrema of the window's rows in a ring, each source row once; columns directly.
         std::vector<T> ring(static_cast<size_t>(kh * w));
         std::vector<int64_t> held(static_cast<size_t>(kh), -1);
+        std::vector<const T*> window;
         for (int64_t y = 0; y < h; ++y) {
-            T* out = dst.Row(y);
-            std::fill(out, out + w, E::Neutral());
+            window.clear();
             for (int64_t s = std::max<int64_t>(y - ay, 0); s < std::min(y - ay + kh, h); ++s) {
                 T* slot = ring.data() + (s % kh) * w;
                 if (held[static_cast<size_t>(s % kh)] != s) {
@@ -131,8 +129,16 @@ void RectangleExtremum(SPlane<const T> src, SPlane<T> dst, int64_t kw, int64_t k
                     RunExtremum<MIN>(ext.data(), slot, w, kw, work.data());
                     held[static_cast<size_t>(s % kh)] = s;
                 }
-                PickRows<MIN>(out, slot, w);
+                window.push_back(slot);
             }
+            T* out = dst.Row(y);
+            if (window.size() == 1) {
+                std::memcpy(out, window[0], static_cast<size_t>(w) * sizeof(T));
+                continue;
+            }
+            PickTwo<MIN>(out, window[0], window[1], w);
+            for (size_t i = 2; i < window.size(); ++i)
+                PickRows<MIN>(out, window[i], w);
         }
         return;
     }

@@ -75,16 +75,7 @@ int TriangleOfCounts(const std::vector<int64_t>& counts) {
     return flipped ? n - 1 - t : t;
 }
 
-SRangeHistogram RangeHistogram(const std::vector<double>& values, bool single) {
-    SRangeHistogram h;
-    bool any = false;
-    for (double v : values) {
-        if (v != v) continue;
-        if (!any) h.minimum = h.maximum = v, any = true;
-        h.minimum = std::min(h.minimum, v);
-        h.maximum = std::max(h.maximum, v);
-    }
-    if (!any) return h;
+void PrepareRange(SRangeHistogram& h, bool single) {
     constexpr int BINS = 256;
     h.counts.assign(BINS, 0);
     h.edges.resize(BINS + 1);
@@ -102,18 +93,8 @@ SRangeHistogram RangeHistogram(const std::vector<double>& values, bool single) {
     for (int i = 0; i < BINS; ++i)
         h.edges[i] = narrow(i * step + lo);
     h.edges[BINS] = hi;
-    const double norm = BINS / narrow(hi - lo);
-    for (double v : values) {
-        if (v != v) continue;
-        int64_t bin = static_cast<int64_t>(narrow(v - lo) * norm);
-        if (bin == BINS) --bin;
-        // The edges decide, as in numpy: the computed bin may be off by one.
-        if (v < h.edges[bin])
-            --bin;
-        else if (bin != BINS - 1 && v >= h.edges[bin + 1])
-            ++bin;
-        ++h.counts[bin];
-    }
+    h.start = lo;
+    h.norm = BINS / narrow(hi - lo);
     h.centres.resize(BINS);
     for (int i = 0; i < BINS; ++i)
         h.centres[i] =
@@ -121,7 +102,6 @@ SRangeHistogram RangeHistogram(const std::vector<double>& values, bool single) {
                 ? static_cast<double>(
                       (static_cast<float>(h.edges[i]) + static_cast<float>(h.edges[i + 1])) / 2.0f)
                 : (h.edges[i] + h.edges[i + 1]) / 2.0;
-    return h;
 }
 
 double OtsuOfRange(const SRangeHistogram& h) {

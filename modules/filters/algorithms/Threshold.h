@@ -136,11 +136,60 @@ struct SRangeHistogram {
     std::vector<int64_t> counts;  // 256 bins, empty when there is no sample
     std::vector<double> edges;    // 257 edges
     std::vector<double> centres;  // (e[i] + e[i+1]) / 2
+    double start = 0, norm = 0;   // bin = (v - start) * norm before the edges correct it
 };
 // scikit-image's Otsu on such a histogram: the centre of the chosen bin.
 double OtsuOfRange(const SRangeHistogram& histogram);
+// Edges, centres and the bin scale of a histogram whose minimum and maximum are set.
 // `single`: the samples are float32, and numpy computes edges and centres in float32 then.
-SRangeHistogram RangeHistogram(const std::vector<double>& values, bool single);
+void PrepareRange(SRangeHistogram& histogram, bool single);
+
+template <class T>
+SRangeHistogram RangeHistogram(SPlane<const T> src) {
+    constexpr bool SINGLE = std::is_same_v<T, float>;
+    // NaN never passes the comparisons, so it never becomes an extreme.
+    T lo = std::numeric_limits<T>::has_infinity ? std::numeric_limits<T>::infinity()
+                                                : std::numeric_limits<T>::max();
+    T hi = std::numeric_limits<T>::has_infinity ? -std::numeric_limits<T>::infinity()
+                                                : std::numeric_limits<T>::lowest();
+    for (int64_t y = 0; y < src.height; ++y) {
+        const T* in = src.Row(y);
+        for (int64_t x = 0; x < src.width; ++x) {
+            lo = in[x] < lo ? in[x] : lo;
+            hi = in[x] > hi ? in[x] : hi;
+        }
+    }
+    SRangeHistogram h;
+    if (src.width * src.height == 0 || hi < lo) return h;
+    h.minimum = static_cast<double>(lo);
+    h.maximum = static_cast<double>(hi);
+    PrepareRange(h, SINGLE);
+    constexpr int64_t BINS = 256;
+    const double start = h.start, norm = h.norm;
+    const float startSingle = static_cast<float>(start);
+    for (int64_t y = 0; y < src.height; ++y) {
+        const T* in = src.Row(y);
+        for (int64_t x = 0; x < src.width; ++x) {
+            const T s = in[x];
+            if (s != s) continue;
+            const double v = static_cast<double>(s);
+            double offset;
+            if constexpr (SINGLE)
+                offset = static_cast<double>(s - startSingle);
+            else
+                offset = v - start;
+            int64_t bin = static_cast<int64_t>(offset * norm);
+            if (bin >= BINS) bin = BINS - 1;
+            // The edges decide, as in numpy: the computed bin may be off by one.
+            if (v < h.edges[static_cast<size_t>(bin)])
+                --bin;
+            else if (bin != BINS - 1 && v >= h.edges[static_cast<size_t>(bin) + 1])
+                ++bin;
+            ++h.counts[static_cast<size_t>(bin)];
+        }
+    }
+    return h;
+}
 
 namespace Detail {
 
@@ -174,16 +223,6 @@ std::vector<int64_t> FullHistogram(SPlane<const T> src) {
     return counts;
 }
 
-template <class T>
-std::vector<double> Samples(SPlane<const T> src) {
-    std::vector<double> values;
-    values.reserve(static_cast<size_t>(src.width * src.height));
-    for (int64_t y = 0; y < src.height; ++y)
-        for (int64_t x = 0; x < src.width; ++x)
-            values.push_back(static_cast<double>(src.Row(y)[x]));
-    return values;
-}
-
 }  // namespace Detail
 
 template <class T>
@@ -192,7 +231,7 @@ double OtsuThreshold(SPlane<const T> src) {
     if constexpr (std::is_same_v<T, uint8_t> || std::is_same_v<T, uint16_t>)
         return OtsuOfCounts(Detail::FullHistogram(src));
     else
-        return OtsuOfRange(RangeHistogram(Detail::Samples(src), std::is_same_v<T, float>));
+        return OtsuOfRange(RangeHistogram(src));
 }
 
 template <class T>
@@ -201,7 +240,7 @@ double TriangleThreshold(SPlane<const T> src) {
     if constexpr (std::is_same_v<T, uint8_t>) {
         return TriangleOfCounts(Detail::FullHistogram(src));
     } else {
-        SRangeHistogram h = RangeHistogram(Detail::Samples(src), std::is_same_v<T, float>);
+        SRangeHistogram h = RangeHistogram(src);
         if (h.counts.empty()) return 0.0;
         if (h.minimum == h.maximum) return h.minimum;
         int bin = TriangleOfCounts(h.counts);
