@@ -4,12 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "ImageFiles.h"
+#include "codecs/ImageFiles.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
-        std::unique_ptr<ORVA::CImage> image = ORVA::DecodeImage(
-            data, size, ORVA::EnImageFormat::FUZZ_FORMAT, "input", "(fuzz) ReadImage", 1 << 24);
+        std::unique_ptr<ORVA::CImage> image =
+            ORVA::DecodeImage(data, size, ORVA::EnImageFormat::FUZZ_FORMAT, "input",
+                              "(fuzz) ReadImage", {.planePixels = 1 << 24});
         // Every sample must be readable: uninitialised or short buffers show up here.
         volatile uint8_t sum = 0;
         for (size_t i = 0; i < image->ByteCount(); i += 61)

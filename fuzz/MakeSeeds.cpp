@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ImageFiles.h"
+#include "codecs/ImageFiles.h"
 
 using namespace ORVA;
 

@@ -2,7 +2,9 @@
 
 // Everything a module or a host uses of the framework.
 #include "PluginSdk/Module.h"
+#include "PluginSdk/ModuleTable.h"
 #include "PluginSdk/Node.h"
+#include "PluginSdk/RunOnce.h"
 #include "PluginSdk/RunPlugin.h"
 #include "PluginSdk/SetupDocument.h"
 #include "Value/Container.h"
@@ -10,6 +12,7 @@
 #include "Value/TextSerializer.h"
 #include "Value/Value.h"
 #include "base/Exception.h"
+#include "base/Memory.h"
 #include "base/Registry.h"
 #include "base/String.h"
 #include "base/Time.h"

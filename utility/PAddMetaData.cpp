@@ -8,23 +8,17 @@ constexpr const char* LOCATION = "(utility plugins) AddMetaData::Run";
 
 CPAddMetaData::CPAddMetaData() : m_key("NULL"), m_value("NULL") {}
 
-void CPAddMetaData::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument document = UtilityDocument("Generic", "Utility", "AddMetaData");
-    document.Brief("Node to add/reset single entries to the meta information of the input data.",
-                   "Outputs a copy of the input value whose metadata entry \"key\" holds the text "
-                   "\"value\"; an existing entry is replaced. The copy shares what the input "
-                   "points to (an image is not copied); the input itself is left unchanged.");
-    document.Input(0, "Input data of any kind.", CSetupDocument::PIN_VALUE);
-    document.Output(0, "Copy of the input data with the changed meta information.",
-                    CSetupDocument::PIN_VALUE);
-    document.Parameter("key", m_key, "name of the metadata entry");
-    document.Parameter("value", m_value, "text of the metadata entry");
-    document.WriteTo(setup);
-}
-
-void CPAddMetaData::NodeInit() {
-    m_key = Parameters().EntryString("key", m_key);
-    m_value = Parameters().EntryString("value", m_value);
+void CPAddMetaData::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Generic", "Utility", "AddMetaData");
+    doc.Brief("Node to add/reset single entries to the meta information of the input data.",
+              "Outputs a copy of the input value whose metadata entry \"key\" holds the text "
+              "\"value\"; an existing entry is replaced. The copy shares what the input "
+              "points to (an image is not copied); the input itself is left unchanged.");
+    doc.Input(0, "Input data of any kind.", CSetupDocument::PIN_VALUE);
+    doc.Output(0, "Copy of the input data with the changed meta information.",
+               CSetupDocument::PIN_VALUE);
+    doc.Parameter("key", m_key, "name of the metadata entry");
+    doc.Parameter("value", m_value, "text of the metadata entry");
 }
 
 void CPAddMetaData::Run() {

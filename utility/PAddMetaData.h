@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -10,8 +10,7 @@ namespace ORVA {
 class CPAddMetaData : public CPNode {
   public:
     CPAddMetaData();
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
   private:

@@ -1,271 +1,24 @@
 #include "PConvertType.h"
 
-#include <cstring>
 #include <iostream>
 
-#if defined(__x86_64__)
-#include <immintrin.h>
-#endif
+#include "algorithms/TypeConversion.h"
 
 namespace ORVA {
-
-namespace ConvertTypeKernel {
-
-// RoundToByte written with vector instructions: the compiler does not vectorise the scalar
-// loop (it splits it at the replacement of out-of-range values), and float to byte is the
-// conversion graphs use most.
-#if defined(__x86_64__)
-
-namespace {
-
-// The truncating conversion gives the smallest integer for NaN and out-of-range values; those
-// lanes (and -2^31 itself, which rounds out of range) are set to 0 at the end.
-inline __m128i RoundToByte4(const float* in) {
-    const __m128 value = _mm_loadu_ps(in);
-    __m128i rounded = _mm_cvttps_epi32(value);
-    const __m128i invalid = _mm_cmpeq_epi32(rounded, _mm_set1_epi32(INT32_MIN));
-    const __m128 fraction = _mm_sub_ps(value, _mm_cvtepi32_ps(rounded));
-    // Comparisons give -1 in the lanes where they hold.
-    rounded = _mm_sub_epi32(rounded, _mm_castps_si128(_mm_cmpge_ps(fraction, _mm_set1_ps(0.5f))));
-    rounded = _mm_add_epi32(rounded, _mm_castps_si128(_mm_cmple_ps(fraction, _mm_set1_ps(-0.5f))));
-    return _mm_andnot_si128(invalid, _mm_and_si128(rounded, _mm_set1_epi32(0xFF)));
-}
-
-__attribute__((target("avx2"))) inline __m256i RoundToByte8(const float* in) {
-    const __m256 value = _mm256_loadu_ps(in);
-    __m256i rounded = _mm256_cvttps_epi32(value);
-    const __m256i invalid = _mm256_cmpeq_epi32(rounded, _mm256_set1_epi32(INT32_MIN));
-    const __m256 fraction = _mm256_sub_ps(value, _mm256_cvtepi32_ps(rounded));
-    rounded = _mm256_sub_epi32(
-        rounded, _mm256_castps_si256(_mm256_cmp_ps(fraction, _mm256_set1_ps(0.5f), _CMP_GE_OQ)));
-    rounded = _mm256_add_epi32(
-        rounded, _mm256_castps_si256(_mm256_cmp_ps(fraction, _mm256_set1_ps(-0.5f), _CMP_LE_OQ)));
-    return _mm256_andnot_si256(invalid, _mm256_and_si256(rounded, _mm256_set1_epi32(0xFF)));
-}
-
-// Results larger than this bypass the cache on their way to memory: they would not stay in it,
-// and writing around it saves reading each line before it is overwritten.
-constexpr int64_t STREAMING_BYTES = int64_t(1) << 20;
-
-__attribute__((target("avx2"))) void FloatToByteAvx2(const float* in, uint8_t* out, int64_t n) {
-    int64_t i = 0;
-    const bool stream = n >= STREAMING_BYTES;
-    for (; stream && i < n && reinterpret_cast<uintptr_t>(out + i) % 32 != 0; ++i)
-        out[i] = RoundToByte(in[i]);
-    for (; i + 32 <= n; i += 32) {
-        // The lanes hold 0 to 255, so the saturating packs keep them; they pack within 128-bit
-        // halves, which the permutation puts back in order.
-        const __m256i ab = _mm256_packs_epi32(RoundToByte8(in + i), RoundToByte8(in + i + 8));
-        const __m256i cd = _mm256_packs_epi32(RoundToByte8(in + i + 16), RoundToByte8(in + i + 24));
-        const __m256i bytes = _mm256_permutevar8x32_epi32(
-            _mm256_packus_epi16(ab, cd), _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
-        if (stream)
-            _mm256_stream_si256(reinterpret_cast<__m256i*>(out + i), bytes);
-        else
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), bytes);
-    }
-    if (stream) _mm_sfence();
-    FloatToByteBaseline(in + i, out + i, n - i);
-}
-
-}  // namespace
-
-void FloatToByteBaseline(const float* in, uint8_t* out, int64_t n) {
-    int64_t i = 0;
-    for (; i + 16 <= n; i += 16) {
-        const __m128i ab = _mm_packs_epi32(RoundToByte4(in + i), RoundToByte4(in + i + 4));
-        const __m128i cd = _mm_packs_epi32(RoundToByte4(in + i + 8), RoundToByte4(in + i + 12));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(ab, cd));
-    }
-    for (; i < n; ++i)
-        out[i] = RoundToByte(in[i]);
-}
-
-void FloatToByte(const float* in, uint8_t* out, int64_t n) {
-    static const bool avx2 = (__builtin_cpu_init(), __builtin_cpu_supports("avx2"));
-    if (avx2)
-        FloatToByteAvx2(in, out, n);
-    else
-        FloatToByteBaseline(in, out, n);
-}
-
-#else
-
-void FloatToByteBaseline(const float* in, uint8_t* out, int64_t n) {
-    for (int64_t i = 0; i < n; ++i)
-        out[i] = RoundToByte(in[i]);
-}
-
-void FloatToByte(const float* in, uint8_t* out, int64_t n) {
-    FloatToByteBaseline(in, out, n);
-}
-
-#endif
-
-}  // namespace ConvertTypeKernel
 
 namespace {
 
 const char* const WHERE = "ConverType";
 
-const char* const OUTPUT_TYPES[] = {"IMAGE_GREY_F", "IMAGE_GREY_8", "IMAGE_BINARY_FG",
-                                    "IMAGE_RGB_8",  "IMAGE_RGB_8I", "IMAGE_RGB_FI"};
-
-bool IsOutputType(const std::string& name) {
-    for (const char* type : OUTPUT_TYPES)
-        if (name == type) return true;
-    return false;
-}
-
-using Id = IImage::CType::EnId;
-using namespace ConvertTypeKernel;
-
-template <class T>
-const T* In(const CImage& image) {
-    return reinterpret_cast<const T*>(image.Bytes());
-}
-
-template <class T>
-T* Out(CImage& image) {
-    return reinterpret_cast<T*>(image.Bytes());
-}
-
-// Channel c of a planar byte image.
-const uint8_t* Plane(const CImage& image, int c) {
-    return image.Bytes() + c * image.Pixels();
-}
-
-bool ToGreyF(const CImage& in, CImage& out, bool swap) {
-    const int64_t n = in.Pixels();
-    float* to = Out<float>(out);
-    switch (in.Type().Id()) {
-        case Id::GREY_8:
-            CImageConversion::FastConvert(out, in, true);
-            return true;
-        case Id::GREY_16:
-            Grey16ToFloat(in.Bytes(), to, n, swap);
-            return true;
-        case Id::GREY_32:
-            Cast(In<uint32_t>(in), to, n);
-            return true;
-        case Id::GREY_64:
-            Cast(In<uint64_t>(in), to, n);
-            return true;
-        case Id::BINARY_FG:
-            Cast(In<uint8_t>(in), to, n);
-            return true;
-        case Id::BINARY_BG:
-            NonZero(In<uint8_t>(in), to, n);
-            return true;
-        case Id::RGB_8:
-            MeanOfChannels<float, 1>(Plane(in, 0), Plane(in, 1), Plane(in, 2), to, n);
-            return true;
-        case Id::RGB_8I:
-            MeanOfChannels<float, 3>(in.Bytes(), in.Bytes() + 1, in.Bytes() + 2, to, n);
-            return true;
-        default:
-            return false;
-    }
-}
-
-bool ToGrey8(const CImage& in, CImage& out) {
-    const int64_t n = in.Pixels();
-    uint8_t* to = out.Bytes();
-    switch (in.Type().Id()) {
-        case Id::BINARY_FG:
-            std::memcpy(to, in.Bytes(), static_cast<size_t>(n));
-            return true;
-        case Id::BINARY_BG:
-            NonZero(In<uint8_t>(in), to, n);
-            return true;
-        case Id::RGB_8I:
-            MeanOfChannels<uint8_t, 3>(in.Bytes(), in.Bytes() + 1, in.Bytes() + 2, to, n);
-            return true;
-        case Id::RGB_8:
-            MeanOfChannels<uint8_t, 1>(Plane(in, 0), Plane(in, 1), Plane(in, 2), to, n);
-            return true;
-        case Id::GREY_F:
-            FloatToByte(In<float>(in), to, n);
-            return true;
-        case Id::GREY_64:
-            Cast(In<uint64_t>(in), to, n);  // the low byte
-            return true;
-        default:
-            return false;
-    }
-}
-
-bool ToBinaryFg(const CImage& in, CImage& out) {
-    const int64_t n = in.Pixels();
-    switch (in.Type().Id()) {
-        case Id::GREY_8:
-        case Id::BINARY_BG:
-            NonZero(In<uint8_t>(in), out.Bytes(), n);
-            return true;
-        case Id::GREY_F:
-            NonZero(In<float>(in), out.Bytes(), n);
-            return true;
-        default:
-            return false;
-    }
-}
-
-bool ToRgb8(const CImage& in, CImage& out) {
-    const size_t n = static_cast<size_t>(in.Pixels());
-    switch (in.Type().Id()) {
-        case Id::GREY_8:
-            for (int c = 0; c < 3; ++c)
-                std::memcpy(out.Bytes() + c * n, in.Bytes(), n);
-            return true;
-        case Id::GREY_F: {
-            CImage grey(IMAGE_GREY_8, in.Size(), CSize(0, 0, 0), CImage::NoInit{});
-            CImageConversion::FastConvert(grey, in, true);
-            CImageConversion::FastConvert(out, grey, true);
-            return true;
-        }
-        case Id::RGB_8I:
-            CImageConversion::FastConvert(out, in, true);
-            return true;
-        default:
-            return false;
-    }
-}
-
-bool ToRgb8i(const CImage& in, CImage& out) {
-    if (in.Type() == IMAGE_RGB_FI)
-        FloatToByte(In<float>(in), out.Bytes(), in.Samples());
-    else
-        CImageConversion::FastConvert(out, in, true);
-    return true;
-}
-
-bool ToRgbFi(const CImage& in, CImage& out) {
-    float* to = Out<float>(out);
-    switch (in.Type().Id()) {
-        case Id::RGB_8I:
-            Cast(In<uint8_t>(in), to, in.Samples());
-            return true;
-        case Id::RGB_8: {
-            CDefaultAccess access(in);
-            const int64_t n = in.Size().Elements();
-            for (int c = 0; c < 3; ++c) {
-                const uint8_t* channel = access.Ptr() + access.ChannelOffset(c);
-                for (int64_t i = 0; i < n; ++i)
-                    to[3 * i + c] = static_cast<float>(channel[i]);
-            }
-            return true;
-        }
-        default:
-            return false;
-    }
-}
+const char* const OUTPUT_TYPES =
+    "IMAGE_GREY_F, IMAGE_GREY_8, IMAGE_BINARY_FG, IMAGE_RGB_8, IMAGE_RGB_8I, IMAGE_RGB_FI";
 
 }  // namespace
 
 CPConvertType::CPConvertType() : m_outType("IMAGE_GREY_F"), m_swap(false) {}
 
-void CPConvertType::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "ConvertType");
+void CPConvertType::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "ConvertType");
     doc.Brief("Change image type and convert pixel data.",
               "Converts the image data to the specified output type by a simple typecast.\n"
               "Values are carried over unscaled and without saturation: a float becomes a byte "
@@ -275,51 +28,30 @@ void CPConvertType::GetPluginSetup(CValueMap& setup) {
               "framework's saturating conversion. With the parameter run_once the node "
               "computes once and returns the same image until it is initialised again.");
     doc.Parameter("out_type", m_outType, "pixel type of the output image")
-        .Values(
-            "IMAGE_GREY_F, IMAGE_GREY_8, IMAGE_BINARY_FG, IMAGE_RGB_8, IMAGE_RGB_8I, "
-            "IMAGE_RGB_FI");
+        .Fallback("IMAGE_GREY_F")
+        .Values(OUTPUT_TYPES);
+    doc.Undocumented("run_once", m_runOnce).Fallback(false);
     doc.Parameter("swap_msb_lsb", m_swap,
                   "byte order of IMAGE_GREY_16 input samples: false reads the first byte as the "
                   "most significant one, true the second")
+        .Fallback(false)
         .Toggle();
-    doc.ParameterText("in]", "string", "pDst pointer to destination image", true);
+    doc.DocumentationOnly("in]", "string", "pDst pointer to destination image", true);
     doc.Input(0,
               "Input image of type IMAGE_GREY_F, IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32, "
               "IMAGE_RGB_8, IMAGE_RGB_8I or IMAGE_BINARY_FG.");
     doc.Output(0, "Output image of the type given by @a out_type.");
     doc.Keywords({"convert", "typecast grayvalues", "endianess", "little endian", "big endian",
                   "LE", "BE", "MSB", "LSB"});
-    doc.WriteTo(setup);
 }
 
 void CPConvertType::NodeInit() {
-    m_outType = Parameters().EntryString("out_type", "IMAGE_GREY_F");
-    if (!IsOutputType(m_outType)) {
+    CPNode::NodeInit();
+    if (!IsAllowedValue(OUTPUT_TYPES, m_outType)) {
         std::cerr << "ConverType"
                   << ": unsupported out type '" << m_outType << "'. "
                   << "resetting type to IMAGE_GREY_F" << std::endl;
         m_outType = "IMAGE_GREY_F";
-    }
-    m_runOnce.Reset(Parameters().EntryBool("run_once", false));
-    m_swap = Parameters().EntryBool("swap_msb_lsb", false);
-}
-
-bool CPConvertType::Convert(const CImage& input, CImage& result, bool swapBytes) {
-    switch (result.Type().Id()) {
-        case Id::GREY_F:
-            return ToGreyF(input, result, swapBytes);
-        case Id::GREY_8:
-            return ToGrey8(input, result);
-        case Id::BINARY_FG:
-            return ToBinaryFg(input, result);
-        case Id::RGB_8:
-            return ToRgb8(input, result);
-        case Id::RGB_8I:
-            return ToRgb8i(input, result);
-        case Id::RGB_FI:
-            return ToRgbFi(input, result);
-        default:
-            return false;
     }
 }
 
@@ -328,11 +60,7 @@ void CPConvertType::Run() {
         SetStackOutput(0, std::make_unique<CValuePointer<CImage>>(m_cache.get()));
         return;
     }
-    const CValue* value = GetStackInput(0, false);
-    if (!value) throw CException(WHERE, "input image is NULL");
-    if (!HoldsType<CImage>(value)) throw CException(WHERE, "input 0 is not an image");
-    const CImage* input = UnwrapPointer<CImage>(value, WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
+    const CImage* input = InputImage(0, {.where = WHERE, .notImage = "input 0 is not an image"});
 
     const IImage::CType type(m_outType);
     std::unique_ptr<CImage> result;
@@ -340,7 +68,7 @@ void CPConvertType::Run() {
         result = std::make_unique<CImage>(*input);
     } else {
         result = std::make_unique<CImage>(type, input->Size(), CSize(0, 0, 0), CImage::NoInit{});
-        if (!Convert(*input, *result, m_swap))
+        if (!Conversion::ConvertPixels(*input, *result, m_swap))
             throw CException(WHERE, CString("Cannot convert input image type %1 to output type %2")
                                         .Arg(input->Type().ToString())
                                         .Arg(type.ToString()));

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
 // Outputs a deep copy of its input image.
 class CPCopyImage : public CPNode {
   public:
-    void GetPluginSetup(CValueMap& setup) override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 };
 

@@ -1,36 +1,16 @@
 #include "PDrawCircle.h"
 
-#include <cmath>
-
-#include "Tables.h"
+#include "algorithms/Drawing.h"
+#include "support/Tables.h"
 
 namespace ORVA {
 
 namespace {
 const char* const WHERE = "(utility plugins)DrawCircle::Run";
-
-// Draws the circle of every table row (x, y, r in its first three columns), rounded to whole
-// pixels; rows with a value that is not finite, a negative radius or one beyond MAX_RADIUS are
-// skipped.
-template <class T>
-void DrawCircleTable(const SCanvas<T>& canvas, const float* table, int64_t columns, int64_t rows,
-                     bool fill) {
-    for (int64_t i = 0; i < rows; ++i) {
-        const float* row = table + i * columns;
-        if (!std::isfinite(row[0]) || !std::isfinite(row[1]) || !std::isfinite(row[2])) continue;
-        if (row[2] < 0.0f) continue;
-        const int64_t r = NearestPixel(row[2]);
-        if (r > MAX_RADIUS) continue;
-        DrawMidpointCircle(canvas, NearestPixel(row[0]), NearestPixel(row[1]), r, fill);
-    }
-}
-
 }  // namespace
 
-CPDrawCircle::CPDrawCircle() : m_x(32), m_y(32), m_radius(16), m_value(255.0), m_fill(false) {}
-
-void CPDrawCircle::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "DrawCircle");
+void CPDrawCircle::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "DrawCircle");
     doc.Brief("Draws circles into a copy of the input image.",
               "Draws the circle of centre (x, y) and the given radius, or, when input 1 holds a "
               "table, one circle per row of it: x, y and r in its first three columns (the "
@@ -47,8 +27,8 @@ void CPDrawCircle::GetPluginSetup(CValueMap& setup) {
     doc.Note("DrawCircle is deprecated; it is kept for existing graphs.");
     doc.Parameter("x", m_x, "column of the centre");
     doc.Parameter("y", m_y, "row of the centre");
-    doc.Parameter("radius", m_radius, "radius in pixels, 0 or more");
-    doc.Parameter("value", m_value, "value drawn, in every channel").Type("double or long");
+    doc.Parameter("radius", m_radius, "radius in pixels, 0 or more").Minimum(0);
+    doc.Parameter("value", m_value, "value drawn, in every channel").DoubleOrLong();
     doc.Parameter("fill", m_fill, "fill the circles instead of drawing their outlines").Toggle();
     doc.Input(0, "Input image of any pixel type.");
     doc.Input(1,
@@ -58,20 +38,11 @@ void CPDrawCircle::GetPluginSetup(CValueMap& setup) {
     doc.Output(0, "Copy of the input image with the circles drawn.");
     doc.Keywords({"draw circle", "circle", "midpoint circle", "overlay", "annotate"});
     doc.SeeAlso("PaintMarks, DrawString, HoughCircle");
-    doc.WriteTo(setup);
-}
-
-void CPDrawCircle::NodeInit() {
-    m_x = Parameters().EntryLong("x", m_x);
-    m_y = Parameters().EntryLong("y", m_y);
-    m_radius = Parameters().EntryLong("radius", m_radius);
-    ReadDoubleOrLong(Parameters(), "value", m_value);
-    m_fill = Parameters().EntryBool("fill", m_fill);
 }
 
 void CPDrawCircle::Run() {
-    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
-    const CImage* table = InputTable(GetStackInput(1, false), WHERE, "input 1", 3);
+    const CImage* input = InputImage(0, {.where = WHERE});
+    const CImage* table = InputTable(*this, 1, WHERE, 3);
     if (!table && m_radius < 0)
         throw CException(WHERE,
                          CString("parameter radius must be 0 or more, but it is %1").Arg(m_radius));

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "Drawing.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -10,17 +10,15 @@ namespace ORVA {
 // Kept for old graphs; the factory warns when it makes one.
 class CPDrawCircle : public CPNode {
   public:
-    CPDrawCircle();
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
   private:
-    int32_t m_x;
-    int32_t m_y;
-    int32_t m_radius;
-    double m_value;
-    bool m_fill;
+    int32_t m_x = 32;
+    int32_t m_y = 32;
+    int32_t m_radius = 16;
+    double m_value = 255.0;
+    bool m_fill = false;
 };
 
 }  // namespace ORVA

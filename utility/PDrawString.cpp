@@ -1,23 +1,15 @@
 #include "PDrawString.h"
 
+#include "algorithms/TextDrawing.h"
+
 namespace ORVA {
 
 namespace {
 const char* const WHERE = "(utility plugins) DrawString::Run";
 }  // namespace
 
-CPDrawString::CPDrawString()
-    : m_text("Text"),
-      m_x(0),
-      m_y(0),
-      m_value(255.0),
-      m_scale(1),
-      m_background(false),
-      m_backgroundValue(0.0),
-      m_allPlanes(false) {}
-
-void CPDrawString::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "DrawString");
+void CPDrawString::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "DrawString");
     doc.Brief(
         "Draws a text into a copy of the input image.",
         "Writes text with the module's built-in bitmap font: glyphs of 5 x 7 pixels for "
@@ -37,33 +29,21 @@ void CPDrawString::GetPluginSetup(CValueMap& setup) {
     doc.Parameter("text", m_text, "the text to draw");
     doc.Parameter("x", m_x, "column of the top-left corner of the first character");
     doc.Parameter("y", m_y, "row of the top-left corner of the first character");
-    doc.Parameter("value", m_value, "value of the text's pixels").Type("double or long");
-    doc.Parameter("scale", m_scale, "magnification, a whole number of 1 or more");
+    doc.Parameter("value", m_value, "value of the text's pixels").DoubleOrLong();
+    doc.Parameter("scale", m_scale, "magnification, a whole number of 1 or more").Minimum(1);
     doc.Parameter("background", m_background, "fill each character's cell first").Toggle();
     doc.Parameter("background_value", m_backgroundValue, "value the cells are filled with")
-        .Type("double or long");
+        .DoubleOrLong();
     doc.Parameter("all_planes", m_allPlanes, "draw into every plane instead of the first only")
         .Toggle();
     doc.Input(0, "Input image of any pixel type.");
     doc.Output(0, "Copy of the input image with the text drawn.");
     doc.Keywords({"draw text", "text", "string", "label", "annotate", "font"});
     doc.SeeAlso("PaintMarks, DrawCircle");
-    doc.WriteTo(setup);
-}
-
-void CPDrawString::NodeInit() {
-    m_text = Parameters().EntryString("text", m_text);
-    m_x = Parameters().EntryLong("x", m_x);
-    m_y = Parameters().EntryLong("y", m_y);
-    ReadDoubleOrLong(Parameters(), "value", m_value);
-    m_scale = Parameters().EntryLong("scale", m_scale);
-    m_background = Parameters().EntryBool("background", m_background);
-    ReadDoubleOrLong(Parameters(), "background_value", m_backgroundValue);
-    m_allPlanes = Parameters().EntryBool("all_planes", m_allPlanes);
 }
 
 void CPDrawString::Run() {
-    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
+    const CImage* input = InputImage(0, {.where = WHERE});
     if (m_scale < 1)
         throw CException(WHERE,
                          CString("parameter scale must be 1 or more, but it is %1").Arg(m_scale));

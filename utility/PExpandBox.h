@@ -2,15 +2,14 @@
 
 #include <cstdint>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
 // The box of all non-zero pixels, grown by four margins, as a mask.
 class CPExpandBox : public CPNode {
   public:
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
   private:

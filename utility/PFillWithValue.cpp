@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "InputChecks.h"
-#include "PixelCast.h"
+#include "algorithms/PixelSelection.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 
@@ -23,8 +23,8 @@ const std::initializer_list<IImage::CType> FILLABLE = {
 
 }  // namespace
 
-void CPFillWithValue::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "FillWithValue");
+void CPFillWithValue::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "FillWithValue");
     doc.Brief("Sets the pixels a mask selects to a value.",
               "The output is a copy of input 0 in which every pixel that the mask selects "
               "takes value: a mask pixel selects where it is non-zero (NaN counts as non-zero), "
@@ -39,22 +39,17 @@ void CPFillWithValue::GetPluginSetup(CValueMap& setup) {
               "IMAGE_GREY_D or IMAGE_BINARY_FG.");
     doc.Input(1, "Optional mask of one of the types of input 0.").Optional();
     doc.Output(0, "Copy of input 0 with the selected pixels set to value.");
-    doc.Parameter("value", m_value, "the value the selected pixels take").Type("double or long");
+    doc.Parameter("value", m_value, "the value the selected pixels take").DoubleOrLong();
     doc.Parameter("invert", m_invert, "select the pixels where the mask is zero").Toggle();
     doc.Keywords({"fill", "mask", "set value", "paint"});
     doc.SeeAlso("SelectPixel, ReplaceValue");
-    doc.WriteTo(setup);
-}
-
-void CPFillWithValue::NodeInit() {
-    ReadDoubleOrLong(Parameters(), "value", m_value);
-    m_invert = Parameters().EntryBool("invert", m_invert);
 }
 
 void CPFillWithValue::Run() {
-    const CImage* input = ImageOnPin(*this, 0, WHERE);
+    const CImage* input = InputImage(0, NumberedInput(WHERE));
     RequireType(*input, 0, FILLABLE, WHERE);
-    const CImage* mask = ImageOnPin(*this, 1, WHERE, true);
+    // A null image on the mask's pin is refused, not taken for no mask.
+    const CImage* mask = HasStackInput(1) ? InputImage(1, NumberedInput(WHERE)) : nullptr;
     if (mask) RequireType(*mask, 1, FILLABLE, WHERE);
 
     auto output = std::make_unique<CImage>(*input);
@@ -67,7 +62,7 @@ void CPFillWithValue::Run() {
         }
         const int64_t count = std::min(output->Pixels(), mask->Pixels());
         DispatchFillable(mask->Type(), [&]<class M>(std::type_identity<M>) {
-            Fill(out, mask->Data<M>(), count, value, m_invert);
+            Selection::FillMasked(out, mask->Data<M>(), count, value, m_invert);
         });
     });
     SetStackOutput(0, OwnedImage(std::move(output)));

@@ -1,13 +1,15 @@
 #include "PFindAndCutRectangle.h"
 
-#include <algorithm>
+#include <cmath>
 
-#include "InputChecks.h"
+#include "algorithms/Rectangles.h"
+#include "support/InputChecks.h"
+#include "support/TableOutput.h"
 
 namespace ORVA {
 
-void CPFindAndCutRectangle::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "FindAndCutRectangle");
+void CPFindAndCutRectangle::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "FindAndCutRectangle");
     doc.Brief("Cuts an image to the rectangle of its pixels above a threshold.",
               "Finds the bounding rectangle of the pixels of the first plane greater than "
               "threshold, as FindRectangle does (NaN pixels count as greater, colour pixels by "
@@ -28,41 +30,21 @@ void CPFindAndCutRectangle::GetPluginSetup(CValueMap& setup) {
     doc.Parameter("expand_bottom", m_expandBottom, "rows added below the rectangle");
     doc.Keywords({"crop", "cut", "bounding box", "rectangle", "region of interest"});
     doc.SeeAlso("FindRectangle, ExpandBox");
-    doc.WriteTo(setup);
-}
-
-void CPFindAndCutRectangle::NodeInit() {
-    const CValueMap& parameters = Parameters();
-    m_threshold = parameters.EntryDouble("threshold", m_threshold);
-    m_expandLeft = parameters.EntryLong("expand_left", m_expandLeft);
-    m_expandRight = parameters.EntryLong("expand_right", m_expandRight);
-    m_expandTop = parameters.EntryLong("expand_top", m_expandTop);
-    m_expandBottom = parameters.EntryLong("expand_bottom", m_expandBottom);
-}
-
-CPFindRectangle::SRectangle CPFindAndCutRectangle::Grow(const CPFindRectangle::SRectangle& found,
-                                                        int64_t width, int64_t height, int64_t left,
-                                                        int64_t right, int64_t top,
-                                                        int64_t bottom) {
-    if (found.Empty()) return found;
-    CPFindRectangle::SRectangle grown{
-        std::max<int64_t>(0, found.xmin - left), std::min(width - 1, found.xmax + right),
-        std::max<int64_t>(0, found.ymin - top), std::min(height - 1, found.ymax + bottom)};
-    return grown.Empty() ? CPFindRectangle::SRectangle{} : grown;
 }
 
 void CPFindAndCutRectangle::Run() {
     const char* where = "(utility plugins) FindAndCutRectangle::Run";
-    const CImage* input = ImageOnPin(*this, 0, where);
+    const CImage* input = InputImage(0, NumberedInput(where));
+    if (std::isnan(m_threshold)) throw CException(where, "threshold is NaN, not a number");
     const CSize& size = input->Size();
-    const CPFindRectangle::SRectangle r =
-        Grow(CPFindRectangle::Search(*input, m_threshold, where), size.x, size.y, m_expandLeft,
-             m_expandRight, m_expandTop, m_expandBottom);
+    const SRectangle found = SearchAbove(*input, m_threshold);
+    const SRectangle r = found.Empty() ? found
+                                       : Grown(found, size.x, size.y, m_expandLeft, m_expandRight,
+                                               m_expandTop, m_expandBottom);
     const CRect cut = r.Empty() ? CRect(0, 0, 0, 0)
                                 : CRect(r.xmin, r.ymin, r.xmax - r.xmin + 1, r.ymax - r.ymin + 1);
-    std::unique_ptr<CImage> output = CImageExtraction::Rect(*input, cut);
-    SetStackOutput(0, OwnedImage(std::move(output)));
-    SetStackOutput(1, OwnedImage(CPFindRectangle::Table(r)));
+    SetStackOutput(0, OwnedImage(CImageExtraction::Rect(*input, cut)));
+    SetStackOutput(1, OwnedImage(TableRow(r.Corners())));
 }
 
 }  // namespace ORVA

@@ -2,14 +2,17 @@
 
 #include <limits>
 #include <new>
+#include <vector>
 
-#include "InputChecks.h"
-#include "TableOutput.h"
+#include "algorithms/LabelMoments.h"
+#include "algorithms/LabelValues.h"
+#include "support/InputChecks.h"
+#include "support/TableOutput.h"
 
 namespace ORVA {
 
-void CPFindBalancePoint::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "LabelImage", "FindBalancePoint");
+void CPFindBalancePoint::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "LabelImage", "FindBalancePoint");
     doc.Brief("Computes the centre of mass of every label of a label image.",
               "Every pixel value k from 1 to the largest value n is a label (IMAGE_GREY_F values "
               "truncated toward zero; values below 1, NaN among them, are background), and its "
@@ -35,14 +38,13 @@ void CPFindBalancePoint::GetPluginSetup(CValueMap& setup) {
     doc.Keywords(
         {"centre of mass", "center of mass", "centroid", "balance point", "label", "moments"});
     doc.SeeAlso("ZoneList, Labeling, FindMax");
-    doc.WriteTo(setup);
 }
 
 void CPFindBalancePoint::Run() {
     const char* where = "(utility plugins) FindBalancePoint::Run";
-    const CImage* labels = ImageOnPin(*this, 0, where);
+    const CImage* labels = InputImage(0, NumberedInput(where));
     RequireType(*labels, 0, {IMAGE_GREY_F, IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32}, where);
-    const CImage* weights = ImageOnPin(*this, 1, where, true);
+    const CImage* weights = HasStackInput(1) ? InputImage(1, NumberedInput(where)) : nullptr;
     if (weights) {
         RequireType(*weights, 1,
                     {IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32, IMAGE_GREY_F, IMAGE_GREY_D},
@@ -52,7 +54,7 @@ void CPFindBalancePoint::Run() {
     const CSize size = labels->Size();
 
     using Id = IImage::CType;
-    std::vector<SMoments> moments;
+    std::vector<SLabelMoments> moments;
     DispatchType<Id::GREY_F, Id::GREY_8, Id::GREY_16, Id::GREY_32>(
         labels->Type(), [&]<class L>(std::type_identity<L>) {
             const L* data = labels->Data<L>();
@@ -62,17 +64,18 @@ void CPFindBalancePoint::Run() {
                     where,
                     CString("label %1 is too large (at most %2)").Arg(maxLabel).Arg(MAX_LABEL));
             try {
-                moments.assign(static_cast<size_t>(maxLabel) + 1, SMoments{});
+                moments.assign(static_cast<size_t>(maxLabel) + 1, SLabelMoments{});
             } catch (const std::bad_alloc&) {
                 throw CException(where, CString("not enough memory for %1 labels").Arg(maxLabel));
             }
             if (!weights) {
-                Accumulate(data, static_cast<const uint8_t*>(nullptr), size, maxLabel, moments);
+                AccumulateMoments(data, static_cast<const uint8_t*>(nullptr), size, maxLabel,
+                                  moments);
                 return;
             }
             DispatchType<Id::GREY_8, Id::GREY_16, Id::GREY_32, Id::GREY_F, Id::GREY_D>(
                 weights->Type(), [&]<class W>(std::type_identity<W>) {
-                    Accumulate(data, weights->Data<W>(), size, maxLabel, moments);
+                    AccumulateMoments(data, weights->Data<W>(), size, maxLabel, moments);
                 });
         });
 
@@ -81,7 +84,7 @@ void CPFindBalancePoint::Run() {
     if (planes) fields.push_back({"z", false});
     fields.push_back({"weight", false});
     auto fill = [&](int64_t i, double* cells) {
-        const SMoments& m = moments[static_cast<size_t>(i + 1)];
+        const SLabelMoments& m = moments[static_cast<size_t>(i + 1)];
         const double nan = std::numeric_limits<double>::quiet_NaN();
         const bool weighed = m.weight != 0.0;
         *cells++ = static_cast<double>(i + 1);

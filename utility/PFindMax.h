@@ -1,69 +1,21 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <vector>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
 // Finds the local maxima of a grey image, optionally only the largest one of every label.
 class CPFindMax : public CPNode {
   public:
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
-
-    // A maximum: its pixel index in memory order and its value.
-    struct SPeak {
-        int64_t index;
-        double value;
-    };
-
-    // The maxima of every plane of `data` in raster order: pixels greater than `threshold`
-    // that no pixel within `radius` in x and y exceeds, each plateau (maxima of one value
-    // that touch in the 8-neighbourhood) by its first pixel.
-    template <class T>
-    static std::vector<SPeak> Maxima(const T* data, const CSize& size, int64_t radius,
-                                     double threshold);
 
   private:
     double m_threshold = 0.0;
     int32_t m_radius = 1;
     int32_t m_maxCount = 0;
 };
-
-// The moving maximum of the maxima search: the largest sample of a square of 2r + 1 pixels
-// around every pixel of a plane, clipped to the plane. NaN samples count as the lowest value.
-// Radii up to DIRECT_RADIUS are filtered directly, row by row, keeping 2r + 1 rows; larger
-// ones by the van Herk/Gil-Werman method, whose cost does not grow with the radius, on a whole
-// plane.
-namespace MaximumFilter {
-
-constexpr int64_t DIRECT_RADIUS = 2;
-
-template <class T>
-class CPlaneMaximum {
-  public:
-    CPlaneMaximum(int64_t width, int64_t height, int64_t radius);
-    // Starts on a plane of width x height samples, which must stay while its rows are read.
-    void Start(const T* plane);
-    // Row y of the filtered plane; rows must be asked for in ascending order. The row stays
-    // valid until the next call.
-    const T* Row(int64_t y);
-
-  private:
-    T* Kept(int64_t y) { return m_rows.get() + (m_direct ? y % m_kept : y) * m_width; }
-
-    int64_t m_width, m_height, m_rx, m_ry;
-    bool m_direct;
-    int64_t m_kept;  // rows of row maxima kept: 2r + 1 for the direct method, else all
-    std::unique_ptr<T[]> m_rows, m_forward, m_scratch, m_out;
-    const T* m_plane = nullptr;
-    int64_t m_next = 0;  // the next row whose row maxima are due (direct method)
-};
-
-}  // namespace MaximumFilter
 
 }  // namespace ORVA

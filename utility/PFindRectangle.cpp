@@ -2,13 +2,14 @@
 
 #include <cmath>
 
-#include "InputChecks.h"
-#include "Threshold.h"
+#include "algorithms/Rectangles.h"
+#include "support/InputChecks.h"
+#include "support/TableOutput.h"
 
 namespace ORVA {
 
-void CPFindRectangle::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "FindRectangle");
+void CPFindRectangle::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "FindRectangle");
     doc.Brief("Finds the bounding rectangle of the pixels above a threshold.",
               "Searches the first plane of the input for the pixels greater than threshold "
               "(NaN pixels count as greater) and outputs the smallest rectangle holding them, "
@@ -26,70 +27,25 @@ void CPFindRectangle::GetPluginSetup(CValueMap& setup) {
     doc.Parameter("threshold", m_threshold, "pixels greater than this are searched for");
     doc.Keywords({"bounding box", "rectangle", "region of interest", "crop"});
     doc.SeeAlso("FindAndCutRectangle, ExpandBox, ZoneList");
-    doc.WriteTo(setup);
-}
-
-void CPFindRectangle::NodeInit() {
-    m_threshold = Parameters().EntryDouble("threshold", m_threshold);
-}
-
-CPFindRectangle::SRectangle CPFindRectangle::Search(const CImage& image, double threshold,
-                                                    const char* where) {
-    if (std::isnan(threshold)) throw CException(where, "threshold is NaN, not a number");
-    const CSize& size = image.Size();
-    const int64_t width = size.z > 0 ? size.x : 0, height = size.z > 0 ? size.y : 0;
-    SRectangle found;
-    const bool grey = DispatchGrey(image.Type(), [&]<class T>(std::type_identity<T>) {
-        const T* data = image.Data<T>();
-        const CAbove<T> above(threshold);
-        found = Bounds(width, height, [&](int64_t i) {
-            const T v = data[i];
-            return above(v) || v != v;
-        });
-    });
-    if (grey) return found;
-    // Colour: channel c of pixel i at data[i * step + c * offset].
-    const int64_t pixels = image.Pixels();
-    auto colour = [&]<class T>(const T* data, int64_t step, int64_t offset) {
-        return Bounds(width, height, [&](int64_t i) {
-            const T* p = data + i * step;
-            const double mean = (static_cast<double>(p[0]) + static_cast<double>(p[offset]) +
-                                 static_cast<double>(p[2 * offset])) /
-                                3;
-            return !(mean <= threshold);
-        });
-    };
-    if (image.Type() == IMAGE_RGB_8) return colour(image.Data<uint8_t>(), 1, pixels);
-    if (image.Type() == IMAGE_RGB_8I) return colour(image.Data<uint8_t>(), 3, 1);
-    return colour(image.Data<float>(), 3, 1);
-}
-
-std::unique_ptr<CImage> CPFindRectangle::Table(const SRectangle& r) {
-    auto table = std::make_unique<CImage>(IMAGE_GREY_F, CSize(4, 1, 1));
-    float* row = table->Data<float>();
-    const bool empty = r.Empty();
-    const int64_t cells[4] = {r.xmin, r.xmax, r.ymin, r.ymax};
-    for (int c = 0; c < 4; ++c)
-        row[c] = empty ? -1.0f : static_cast<float>(cells[c]);
-    return table;
 }
 
 void CPFindRectangle::Run() {
     const char* where = "(utility plugins) FindRectangle::Run";
-    const CImage* input = ImageOnPin(*this, 0, where);
-    const SRectangle r = Search(*input, m_threshold, where);
+    const CImage* input = InputImage(0, NumberedInput(where));
+    if (std::isnan(m_threshold)) throw CException(where, "threshold is NaN, not a number");
+    const SRectangle r = SearchAbove(*input, m_threshold);
+    const auto [xmin, xmax, ymin, ymax] = r.Corners();
     auto corners = std::make_unique<CValueMap>();
-    const bool empty = r.Empty();
     auto set = [&](const char* key, int64_t value) {
         corners->SetEntry(key, new CValueLong(static_cast<int32_t>(value)));
     };
-    set("ax", empty ? -1 : r.xmin);
-    set("ay", empty ? -1 : r.ymin);
-    set("bx", empty ? -1 : r.xmax);
-    set("by", empty ? -1 : r.ymax);
-    set("width", empty ? 0 : r.xmax - r.xmin + 1);
-    set("height", empty ? 0 : r.ymax - r.ymin + 1);
-    SetStackOutput(0, OwnedImage(Table(r)));
+    set("ax", xmin);
+    set("ay", ymin);
+    set("bx", xmax);
+    set("by", ymax);
+    set("width", r.Empty() ? 0 : xmax - xmin + 1);
+    set("height", r.Empty() ? 0 : ymax - ymin + 1);
+    SetStackOutput(0, OwnedImage(TableRow(r.Corners())));
     SetStackOutput(1, std::move(corners));
 }
 

@@ -1,14 +1,13 @@
 #pragma once
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
 // Hands out a copy of an image's attribute map.
 class CPGetImageAttributes : public CPNode {
   public:
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override {}
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 };
 

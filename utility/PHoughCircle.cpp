@@ -1,8 +1,10 @@
 #include "PHoughCircle.h"
 
-#include <algorithm>
-#include <cmath>
 #include <limits>
+#include <vector>
+
+#include "algorithms/HoughCircles.h"
+#include "support/Tables.h"
 
 namespace ORVA {
 
@@ -13,22 +15,10 @@ const char* const WHERE = "(utility plugins) HoughCircle::Run";
 // The accumulator may hold at most this many cells (8 GiB of floats).
 constexpr int64_t MAX_CELLS = std::numeric_limits<int32_t>::max();
 
-// Circles up to this radius have fewer than 65536 pixels.
-constexpr int64_t NARROW_RADIUS = 8000;
-
-// Whether a circle of `radius` can pass through two pixels of a width x height grid, its centre
-// being one of them: beyond the grid's diagonal a plane gets no votes.
-bool Reachable(int64_t radius, int64_t width, int64_t height) {
-    if (width < 1 || height < 1 || radius > std::numeric_limits<int32_t>::max()) return false;
-    return radius * radius <= (width - 1) * (width - 1) + (height - 1) * (height - 1);
-}
-
 }  // namespace
 
-CPHoughCircle::CPHoughCircle() = default;
-
-void CPHoughCircle::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Transformation", "HoughCircle");
+void CPHoughCircle::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Transformation", "HoughCircle");
     doc.Brief(
         "Hough transform for circles: finds circles of a range of radii in an edge image.",
         "Every non-zero pixel of the first plane of the input is an edge pixel. For each radius "
@@ -47,19 +37,23 @@ void CPHoughCircle::GetPluginSetup(CValueMap& setup) {
         "hough_circle_peaks, except that the accumulator counts votes instead of fractions and "
         "every pixel of a rasterised circle votes once.\n\n"
         "Radii must be at least 1. The accumulator is limited to 2147483647 cells.");
-    doc.Parameter("radius_min", m_radiusMin,
-                  "The smallest radius searched, in pixels (1 or more).");
+    doc.Parameter("radius_min", m_radiusMin, "The smallest radius searched, in pixels (1 or more).")
+        .Minimum(1);
     doc.Parameter("radius_max", m_radiusMax,
                   "The largest radius searched, in pixels (radius_min or more); it is searched "
-                  "when radius_min plus a multiple of radius_step reaches it.");
-    doc.Parameter("radius_step", m_radiusStep, "The step between the radii searched (1 or more).");
+                  "when radius_min plus a multiple of radius_step reaches it.")
+        .Minimum(1);
+    doc.Parameter("radius_step", m_radiusStep, "The step between the radii searched (1 or more).")
+        .Minimum(1);
     doc.Parameter("threshold", m_threshold,
                   "The fraction of a circle's pixels that must vote for it, from 0 to 1.")
-        .Type("double or long");
+        .DoubleOrLong()
+        .Range(0.0, 1.0);
     doc.Parameter("min_distance", m_minDistance,
                   "Centres closer than this to the centre of a stronger circle are dropped; 0 "
-                  "takes radius_min.");
-    doc.Parameter("max_count", m_maxCount, "The most circles listed; 0 lists all.");
+                  "takes radius_min.")
+        .Minimum(0);
+    doc.Parameter("max_count", m_maxCount, "The most circles listed; 0 lists all.").Minimum(0);
     doc.Input(0, "Edge image of type IMAGE_GREY_F or IMAGE_GREY_8; non-zero pixels are edges.");
     doc.Output(0,
                "Accumulator of type IMAGE_GREY_F, width x height x number of radii: plane i "
@@ -69,20 +63,10 @@ void CPHoughCircle::GetPluginSetup(CValueMap& setup) {
                "strongest first (4 x 0 for none).");
     doc.Keywords({"Hough transform", "circle", "detect circles", "circle detector", "accumulator"});
     doc.SeeAlso("HoughCircleTJ, Hough");
-    doc.WriteTo(setup);
-}
-
-void CPHoughCircle::NodeInit() {
-    m_radiusMin = Parameters().EntryLong("radius_min", m_radiusMin);
-    m_radiusMax = Parameters().EntryLong("radius_max", m_radiusMax);
-    m_radiusStep = Parameters().EntryLong("radius_step", m_radiusStep);
-    ReadDoubleOrLong(Parameters(), "threshold", m_threshold);
-    m_minDistance = Parameters().EntryLong("min_distance", m_minDistance);
-    m_maxCount = Parameters().EntryLong("max_count", m_maxCount);
 }
 
 void CPHoughCircle::Run() {
-    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
+    const CImage* input = InputImage(0, {.where = WHERE});
     if (input->Type() != IMAGE_GREY_F && input->Type() != IMAGE_GREY_8)
         throw CException(WHERE, CString("input image is of type %1; IMAGE_GREY_F or IMAGE_GREY_8 "
                                         "expected")
@@ -110,6 +94,7 @@ void CPHoughCircle::Run() {
                                     .Arg(width)
                                     .Arg(height)
                                     .Arg(radii));
+    CImage::CheckMemory(IMAGE_GREY_F, CSize(width, height, radii), WHERE);
     auto accumulator = std::make_unique<CImage>(IMAGE_GREY_F, CSize(width, height, radii),
                                                 CSize(0, 0, 0), CImage::NoInit{});
 
@@ -119,87 +104,17 @@ void CPHoughCircle::Run() {
             input->Type(), [&]<class T>(std::type_identity<T>) {
                 edges = EdgePixels(input->Data<T>(), width, height);
             });
-    // Small circles count in 16 bits, which keeps more of a plane in cache while the votes
-    // scatter over it. Planes beyond the image's diagonal get no votes.
-    const int64_t planeSize = width * height;
     float* planes = accumulator->Data<float>();
-    std::vector<uint16_t> counts;
-    for (int64_t i = 0; i < radii && planeSize > 0; ++i) {
-        const int64_t radius = m_radiusMin + i * m_radiusStep;
-        float* plane = planes + i * planeSize;
-        const bool votes = !edges.empty() && Reachable(radius, width, height);
-        if (votes && radius <= NARROW_RADIUS) {
-            counts.assign(static_cast<size_t>(planeSize), 0);
-            HoughCircleVote(edges, radius, counts.data(), width, height);
-            for (size_t j = 0; j < counts.size(); ++j)
-                plane[j] = static_cast<float>(counts[j]);
-            continue;
-        }
-        std::fill(plane, plane + planeSize, 0.0f);
-        if (votes) HoughCircleVote(edges, radius, plane, width, height);
-    }
+    HoughCircleAccumulate(edges, width, height, m_radiusMin, m_radiusStep, radii, planes);
     const int64_t minDistance = m_minDistance > 0 ? m_minDistance : m_radiusMin;
     const std::vector<SHoughCircle> circles =
         edges.empty() ? std::vector<SHoughCircle>()
                       : HoughCirclePeaks(planes, width, height, radii, m_radiusMin, m_radiusStep,
                                          m_threshold, minDistance, m_maxCount);
-    std::unique_ptr<CImage> table = CircleTable(circles);
+    std::unique_ptr<CImage> table = MakeTable(4, static_cast<int64_t>(circles.size()));
+    CircleRows(circles, table->Data<float>());
     SetStackOutput(0, OwnedImage(std::move(accumulator)));
     SetStackOutput(1, OwnedImage(std::move(table)));
-}
-
-std::vector<SHoughCircle> HoughCirclePeaks(const float* accumulator, int64_t width, int64_t height,
-                                           int64_t radii, int64_t radiusMin, int64_t radiusStep,
-                                           double threshold, int64_t minDistance,
-                                           int64_t maxCount) {
-    struct SCandidate {
-        double fraction;
-        float votes;
-        int64_t cell;  // plane * width * height + y * width + x
-    };
-    std::vector<SCandidate> candidates;
-    const int64_t planeSize = width * height;
-    for (int64_t i = 0; i < radii; ++i) {
-        const int64_t radius = radiusMin + i * radiusStep;
-        if (!Reachable(radius, width, height)) break;
-        const auto pixels = static_cast<double>(CircleOutline(radius).size());
-        const double needed = std::max(1.0, threshold * pixels);
-        const float* plane = accumulator + i * planeSize;
-        // Most cells fall short: a block is looked at cell by cell only when one of them is
-        // enough, which a vectorised pass of comparisons tells.
-        const auto enough = static_cast<float>(std::ceil(needed));  // counts are whole
-        constexpr int64_t BLOCK = 64;
-        for (int64_t start = 0; start < planeSize; start += BLOCK) {
-            const int64_t end = std::min(start + BLOCK, planeSize);
-            int any = 0;
-            for (int64_t j = start; j < end; ++j)
-                any |= plane[j] >= enough;
-            if (!any) continue;
-            for (int64_t j = start; j < end; ++j)
-                if (plane[j] >= needed)
-                    candidates.push_back(
-                        {static_cast<double>(plane[j]) / pixels, plane[j], i * planeSize + j});
-        }
-    }
-    // Equal fractions of exact integers divide into equal doubles, so the order is strict.
-    std::sort(candidates.begin(), candidates.end(), [](const SCandidate& a, const SCandidate& b) {
-        if (a.fraction != b.fraction) return a.fraction > b.fraction;
-        if (a.votes != b.votes) return a.votes > b.votes;
-        return a.cell < b.cell;
-    });
-
-    std::vector<SHoughCircle> circles;
-    CCentreSuppression suppression(width, height, minDistance);
-    for (const SCandidate& candidate : candidates) {
-        const int64_t plane = candidate.cell / planeSize, rest = candidate.cell % planeSize;
-        const int64_t x = rest % width, y = rest / width;
-        if (suppression.Suppressed(x, y)) continue;
-        suppression.Take(x, y);
-        circles.push_back({static_cast<double>(x), static_cast<double>(y),
-                           static_cast<double>(radiusMin + plane * radiusStep), candidate.votes});
-        if (maxCount > 0 && static_cast<int64_t>(circles.size()) >= maxCount) break;
-    }
-    return circles;
 }
 
 }  // namespace ORVA

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <memory>
-
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -10,14 +8,8 @@ namespace ORVA {
 class CPImageInfo : public CPNode {
   public:
     CPImageInfo();
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
-
-    // "type", "width", "height", "depth" and, where the attributes name one, "image_path".
-    static std::unique_ptr<CValueMap> InfoMap(const CImage& image);
-    // An IMAGE_GREY_F image 1 x 3 x 1 holding width, height and depth.
-    static std::unique_ptr<CImage> InfoImage(const CImage& image);
 
   private:
     bool m_verbose;

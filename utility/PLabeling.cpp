@@ -5,8 +5,8 @@
 
 namespace ORVA {
 
-void CPLabeling::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "LabelImage", "Labeling");
+void CPLabeling::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "LabelImage", "Labeling");
     doc.Brief("Labels the connected components of an image.",
               "Every connected region of pixels with one and the same non-zero value gets its own "
               "label 1 to n, numbered in the order in which the regions first occur row by row. "
@@ -19,30 +19,26 @@ void CPLabeling::GetPluginSetup(CValueMap& setup) {
     doc.Output(0,
                "Label image of the size of the input, of the input's type or of type "
                "IMAGE_GREY_F with upcast.");
-    doc.Parameter("neighbourhood", static_cast<int32_t>(m_neighbourhood),
-                  "neighbourhood of a pixel, valid entries are 4 and 8. By default it is set to 4");
+    doc.Parameter("neighbourhood", m_neighbourhood,
+                  "neighbourhood of a pixel, valid entries are 4 and 8. By default it is set to 4")
+        .Fallback(4)
+        .OneOf({4, 8});
     doc.Parameter("upcast", m_upcast,
                   "Indicates whether the output image is cast to float. By default it is set to "
                   "false.")
+        .Fallback(false)
         .Toggle();
-    doc.Parameter("verbose", m_verbose, "print function feedback to log area.").Toggle();
-    doc.ParameterText("out]", "image", "the label image", false);
-    doc.ParameterText("in]", "image", "the image to label", false);
+    doc.Parameter("verbose", m_verbose, "print function feedback to log area.")
+        .Fallback(false)
+        .Toggle();
+    doc.DocumentationOnly("out]", "image", "the label image", false);
+    doc.DocumentationOnly("in]", "image", "the image to label", false);
     doc.Keywords({"labeling", "conneced components", "segmentation", "objects", "labels"});
-    doc.WriteTo(setup);
-}
-
-void CPLabeling::NodeInit() {
-    m_neighbourhood = static_cast<uint32_t>(Parameters().EntryLong("neighbourhood", 4));
-    m_upcast = Parameters().EntryBool("upcast", false);
-    m_verbose = Parameters().EntryBool("verbose", false);
 }
 
 void CPLabeling::Run() {
     const char* where = "(utility plugins) Labeling::Run";
-    CValue* value = GetStackInput(0, false);
-    CImage* input = HoldsType<CImage>(value) ? UnwrapPointer<CImage>(value, where) : nullptr;
-    if (!input) throw CException(where, "input image is NULL");
+    const CImage* input = InputImage(0, {.where = where, .notImage = "input image is NULL"});
     const CSize size = input->Size();
     if (size.IsEmpty()) {
         // An empty input first gets a blank stand-in, which the empty label image below replaces.

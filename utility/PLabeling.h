@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "ConnectedComponents.h"
-#include "NodeSupport.h"
+#include "algorithms/ConnectedComponents.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -11,8 +11,7 @@ namespace ORVA {
 // memory from run to run.
 class CPLabeling : public CPNode {
   public:
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
   private:

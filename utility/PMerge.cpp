@@ -1,6 +1,9 @@
 #include "PMerge.h"
 
 #include <algorithm>
+#include <cstdint>
+
+#include "algorithms/Averaging.h"
 
 namespace ORVA {
 
@@ -8,24 +11,22 @@ namespace {
 const char* const WHERE = "(utility plugins) Merge::Run";
 }  // namespace
 
-void CPMerge::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "Merge");
+void CPMerge::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "Merge");
     doc.RawDescription("BRIEF\nComputes the arithmetic average of two images, deprecated.\n\n\n");
-    doc.Parameter("number", int32_t(0), "not used");
+    doc.ParameterNeverRead("number", int32_t(0), "not used");
     doc.Input(0, "First input image of type IMAGE_GREY_F.");
     doc.Input(1,
               "Second input image of type IMAGE_GREY_F, at least as large as the first plane "
               "of the first.");
     doc.Output(0, "Average of the first plane of both images, of the size of the first image.");
-    doc.WriteTo(setup);
 }
 
 void CPMerge::Run() {
-    const CValue* first = GetStackInput(0, false);
-    const CValue* second = GetStackInput(1, false);
-    if (!first || !second) throw CException(WHERE, "input image is NULL");
-    const CImage* image0 = UnwrapPointer<CImage>(first, WHERE);
-    const CImage* image1 = UnwrapPointer<CImage>(second, WHERE);
+    if (!HasStackInput(0) || !HasStackInput(1)) throw CException(WHERE, "input image is NULL");
+    // Both values must hold images before a null image is reported.
+    const CImage* image0 = InputImage(0, {.where = WHERE, .optional = true});
+    const CImage* image1 = InputImage(1, {.where = WHERE, .optional = true});
     if (!image0 || !image1) throw CException(WHERE, "input image is NULL");
     if (image0->Type() != IMAGE_GREY_F)
         throw CException(WHERE, "input image is not of type IMAGE_GREY_F");
@@ -43,7 +44,7 @@ void CPMerge::Run() {
                                         "the first plane of the first input image of size %2")
                                     .Arg(image1->Size().ToString())
                                     .Arg(image0->Size().ToString()));
-    MergeKernel::Average(image0->Data<float>(), image1->Data<float>(), result->Data<float>(), n);
+    Averaging::Average(image0->Data<float>(), image1->Data<float>(), result->Data<float>(), n);
     SetStackOutput(0, OwnedImage(std::move(result)));
 }
 

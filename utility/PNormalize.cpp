@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "algorithms/Normalization.h"
+
 namespace ORVA {
 
 namespace {
@@ -13,14 +15,10 @@ const char* const WHERE = "(utility plugins) Normalize::Run";
 // without meaning anything.
 constexpr int64_t MAX_EMPTY_TILES = int64_t(1) << 24;
 
-using namespace NormalizeKernel;
+// A tile count below this is refused.
+constexpr int64_t MIN_TILES = 1;
 
-template <bool PreClip, class T, class O>
-void Normalize(const T* in, O* out, const CSize& size, const int64_t (&tiles)[3], SRange clip,
-               const SRange* fixed, SRange output, float outDefault) {
-    const SRange range = fixed ? *fixed : TiledExtremes<PreClip>(in, size, tiles, clip);
-    MapOrFill<PreClip>(in, out, size.Elements(), clip, range, output, outDefault);
-}
+using namespace Normalization;
 
 }  // namespace
 
@@ -34,8 +32,8 @@ CPNormalize::CPNormalize()
       m_mapMax(0.0f),
       m_upcast(false) {}
 
-void CPNormalize::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "Normalize");
+void CPNormalize::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "Normalize");
     doc.Brief("Normalize pixel values of the input image",
               "Maps the grey values linearly from an input range onto the range out_min to "
               "out_max. The input range is the image's minimum and maximum, averaged over "
@@ -45,14 +43,14 @@ void CPNormalize::GetPluginSetup(CValueMap& setup) {
               "they are measured and to the input range before they are mapped. All "
               "arithmetic is in 32-bit float; byte results are truncated and keep their low 8 "
               "bits. Tile counts must be at least 1.");
-    doc.Parameter("out_min", m_outMin, "lower end of the output range").Type("double or long");
+    doc.Parameter("out_min", m_outMin, "lower end of the output range").DoubleOrLong();
     doc.Parameter("out_max", m_outMax,
                   "upper end of the output range; if it equals out_min, both are moved apart by "
                   "one")
-        .Type("double or long");
+        .DoubleOrLong();
     doc.Parameter("out_default", m_outDefault,
                   "value of every output pixel when the input range is empty")
-        .Type("double or long");
+        .DoubleOrLong();
     doc.Parameter("min_max_map", m_minMaxMap,
                   "pre-clipping range of the form \"min max\"; NULL switches it off");
     doc.Parameter("map_min", m_mapMin,
@@ -61,9 +59,9 @@ void CPNormalize::GetPluginSetup(CValueMap& setup) {
     doc.Parameter("map_max", m_mapMax,
                   "fixed upper end of the input range, it is used only if map_min != 0 and "
                   "map_max != 0");
-    doc.Parameter("tileX", m_tiles[0], "number of tiles along x");
-    doc.Parameter("tileY", m_tiles[1], "number of tiles along y");
-    doc.Parameter("tileZ", m_tiles[2], "number of tiles along z");
+    doc.Parameter("tileX", m_tiles[0], "number of tiles along x").Minimum(MIN_TILES);
+    doc.Parameter("tileY", m_tiles[1], "number of tiles along y").Minimum(MIN_TILES);
+    doc.Parameter("tileZ", m_tiles[2], "number of tiles along z").Minimum(MIN_TILES);
     doc.Parameter("upcast", m_upcast, "make the output IMAGE_GREY_F whatever the input type")
         .Toggle();
     doc.Input(0, "Input image of type IMAGE_GREY_F or IMAGE_GREY_8.");
@@ -71,34 +69,20 @@ void CPNormalize::GetPluginSetup(CValueMap& setup) {
                "Normalized image of the input's type, or of type IMAGE_GREY_F when upcast is "
                "true.");
     doc.Keywords({"normalize", "normalise", "grayvalue", "clipping"});
-    doc.WriteTo(setup);
 }
 
 void CPNormalize::NodeInit() {
-    const CValueMap& parameters = Parameters();
-    ReadDoubleOrLong(parameters, "out_min", m_outMin);
-    ReadDoubleOrLong(parameters, "out_max", m_outMax);
-    ReadDoubleOrLong(parameters, "out_default", m_outDefault);
-    m_minMaxMap = parameters.EntryString("min_max_map", m_minMaxMap);
-    m_mapMin = static_cast<float>(parameters.EntryDouble("map_min", m_mapMin));
-    m_mapMax = static_cast<float>(parameters.EntryDouble("map_max", m_mapMax));
+    CPNode::NodeInit();
     WidenOutputRange(m_outMin, m_outMax);
-    const char* keys[3] = {"tileX", "tileY", "tileZ"};
-    for (int axis = 0; axis < 3; ++axis)
-        m_tiles[axis] = parameters.EntryLong(keys[axis], static_cast<int32_t>(m_tiles[axis]));
-    m_upcast = parameters.EntryBool("upcast", m_upcast);
 }
 
 void CPNormalize::Run() {
-    const CValue* value = GetStackInput(0, false);
-    if (!value) throw CException(WHERE, "input image is NULL");
-    const CImage* input = UnwrapPointer<CImage>(value, WHERE);
-    if (!input) throw CException(WHERE, "input image is NULL");
+    const CImage* input = InputImage(0, {.where = WHERE});
     if (input->Type() != IMAGE_GREY_F && input->Type() != IMAGE_GREY_8)
         throw CException(WHERE, "input image is not of type IMAGE_GREY_F or IMAGE_GREY_8");
 
     const int64_t(&tiles)[3] = m_tiles;
-    if (tiles[0] < 1 || tiles[1] < 1 || tiles[2] < 1)
+    if (tiles[0] < MIN_TILES || tiles[1] < MIN_TILES || tiles[2] < MIN_TILES)
         throw CException(WHERE, CString("tile counts must be at least 1, but they are %1")
                                     .Arg(CPos(tiles[0], tiles[1], tiles[2]).ToString()));
     int64_t count = 0;

@@ -1,13 +1,12 @@
 #include "PNormalizeLine.h"
 
-#include <limits>
-
-#include "InputChecks.h"
+#include "algorithms/Normalization.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 
-void CPNormalizeLine::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "NormalizeLine");
+void CPNormalizeLine::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "NormalizeLine");
     doc.Brief("Normalize the pixel values of every row of the input image",
               "Maps every row (every y of every plane) linearly from its own minimum and maximum "
               "onto the range out_min to out_max, as Normalize maps the whole image: NaN pixels "
@@ -19,55 +18,28 @@ void CPNormalizeLine::GetPluginSetup(CValueMap& setup) {
     doc.Output(0,
                "Normalized image of the input's type, or of type IMAGE_GREY_F when upcast is "
                "true.");
-    doc.Parameter("out_min", m_outMin, "lower end of the output range").Type("double or long");
+    doc.Parameter("out_min", m_outMin, "lower end of the output range").DoubleOrLong();
     doc.Parameter("out_max", m_outMax,
                   "upper end of the output range; if it equals out_min, both are moved apart by "
                   "one")
-        .Type("double or long");
+        .DoubleOrLong();
     doc.Parameter("out_default", m_outDefault,
                   "value of every pixel of a row whose minimum equals its maximum")
-        .Type("double or long");
+        .DoubleOrLong();
     doc.Parameter("upcast", m_upcast, "make the output IMAGE_GREY_F whatever the input type")
         .Toggle();
     doc.Keywords({"normalize", "normalise", "grayvalue", "row", "line"});
     doc.SeeAlso("Normalize");
-    doc.WriteTo(setup);
 }
 
 void CPNormalizeLine::NodeInit() {
-    const CValueMap& parameters = Parameters();
-    ReadDoubleOrLong(parameters, "out_min", m_outMin);
-    ReadDoubleOrLong(parameters, "out_max", m_outMax);
-    ReadDoubleOrLong(parameters, "out_default", m_outDefault);
-    NormalizeKernel::WidenOutputRange(m_outMin, m_outMax);
-    m_upcast = parameters.EntryBool("upcast", m_upcast);
+    CPNode::NodeInit();
+    Normalization::WidenOutputRange(m_outMin, m_outMax);
 }
-
-template <class T, class O>
-void CPNormalizeLine::NormalizeRows(const T* in, O* out, int64_t width, int64_t rows, float outMin,
-                                    float outMax, float outDefault) {
-    using namespace NormalizeKernel;
-    constexpr float INF = std::numeric_limits<float>::infinity();
-    const SRange noClip{0.0f, 0.0f};
-    for (int64_t row = 0; row < rows; ++row, in += width, out += width) {
-        float maximum = -INF, minimum = INF;
-        SegmentExtremes<false>(in, width, noClip, maximum, minimum);
-        // A row of NaN only has no extremes: it takes the default, as a flat row does.
-        const SRange range = minimum <= maximum ? SRange{minimum, maximum} : SRange{0.0f, 0.0f};
-        MapOrFill<false>(in, out, width, noClip, range, {outMin, outMax}, outDefault);
-    }
-}
-
-template void CPNormalizeLine::NormalizeRows(const float*, float*, int64_t, int64_t, float, float,
-                                             float);
-template void CPNormalizeLine::NormalizeRows(const uint8_t*, uint8_t*, int64_t, int64_t, float,
-                                             float, float);
-template void CPNormalizeLine::NormalizeRows(const uint8_t*, float*, int64_t, int64_t, float, float,
-                                             float);
 
 void CPNormalizeLine::Run() {
     const char* where = "(utility plugins) NormalizeLine::Run";
-    const CImage* input = ImageOnPin(*this, 0, where);
+    const CImage* input = InputImage(0, NumberedInput(where));
     RequireType(*input, 0, {IMAGE_GREY_F, IMAGE_GREY_8}, where);
     const CSize size = input->Size();
     auto result = std::make_unique<CImage>(m_upcast ? IMAGE_GREY_F : input->Type(), size,
@@ -77,11 +49,11 @@ void CPNormalizeLine::Run() {
         input->Type(), [&]<class T>(std::type_identity<T>) {
             const T* in = input->Data<T>();
             if (m_upcast)
-                NormalizeRows(in, result->Data<float>(), size.x, rows, m_outMin, m_outMax,
-                              m_outDefault);
+                Normalization::NormalizeRows(in, result->Data<float>(), size.x, rows, m_outMin,
+                                             m_outMax, m_outDefault);
             else
-                NormalizeRows(in, result->Data<T>(), size.x, rows, m_outMin, m_outMax,
-                              m_outDefault);
+                Normalization::NormalizeRows(in, result->Data<T>(), size.x, rows, m_outMin,
+                                             m_outMax, m_outDefault);
         });
     SetStackOutput(0, OwnedImage(std::move(result)));
 }

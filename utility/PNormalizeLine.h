@@ -1,8 +1,6 @@
 #pragma once
 
-#include <cstdint>
-
-#include "PNormalize.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -10,14 +8,9 @@ namespace ORVA {
 // maximum onto the output range, with the arithmetic of Normalize.
 class CPNormalizeLine : public CPNode {
   public:
-    void GetPluginSetup(CValueMap& setup) override;
+    void Declare(CSetupDocument& doc) override;
     void NodeInit() override;
     void Run() override;
-
-    // Maps the rows (of `width` samples each) of `in` into `out`.
-    template <class T, class O>
-    static void NormalizeRows(const T* in, O* out, int64_t width, int64_t rows, float outMin,
-                              float outMax, float outDefault);
 
   private:
     float m_outMin = 0.0f;

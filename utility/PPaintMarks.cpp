@@ -1,32 +1,17 @@
 #include "PPaintMarks.h"
 
-#include <algorithm>
-#include <iterator>
-
-#include "Tables.h"
+#include "algorithms/Drawing.h"
+#include "support/Enumerations.h"
+#include "support/Tables.h"
 
 namespace ORVA {
 
 namespace {
-
 const char* const WHERE = "(utility plugins) PaintMarks::Run";
-
-struct SShape {
-    const char* name;
-    EnMark mark;
-};
-constexpr SShape SHAPES[] = {{"CROSS", EnMark::CROSS},
-                             {"PLUS", EnMark::PLUS},
-                             {"POINT", EnMark::POINT},
-                             {"SQUARE", EnMark::SQUARE},
-                             {"CIRCLE", EnMark::CIRCLE}};
-
 }  // namespace
 
-CPPaintMarks::CPPaintMarks() : m_shape("CROSS"), m_size(3), m_value(255.0), m_xColumn(0) {}
-
-void CPPaintMarks::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "PaintMarks");
+void CPPaintMarks::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "PaintMarks");
     doc.Brief("Paints a mark at every point of a table into a copy of the input image.",
               "Each row of the table on input 1 is a point: x in column x_column, y in the next "
               "one, further columns ignored (for the tables of GetCoordinates with its label "
@@ -43,60 +28,37 @@ void CPPaintMarks::GetPluginSetup(CValueMap& setup) {
               "without saturation): truncated toward zero with the low bits kept; binary images "
               "get 1 for any non-zero value.");
     doc.Parameter("shape", m_shape, "the mark: CROSS, PLUS, POINT, SQUARE or CIRCLE")
-        .Values("CROSS, PLUS, POINT, SQUARE, CIRCLE");
-    doc.Parameter("size", m_size, "how far the mark reaches from its point, in pixels (0 or more)");
-    doc.Parameter("value", m_value, "value painted, in every channel").Type("double or long");
-    doc.Parameter("x_column", m_xColumn, "column of the table that holds x; y is the next one");
+        .Values(MARK_SHAPES);
+    doc.Parameter("size", m_size, "how far the mark reaches from its point, in pixels (0 or more)")
+        .Minimum(0);
+    doc.Parameter("value", m_value, "value painted, in every channel").DoubleOrLong();
+    doc.Parameter("x_column", m_xColumn, "column of the table that holds x; y is the next one")
+        .Minimum(0);
     doc.Input(0, "Input image of any pixel type.");
     doc.Input(1, "Table of points of type IMAGE_GREY_F, one point per row.");
     doc.Output(0, "Copy of the input image with the marks painted.");
     doc.Keywords({"mark", "marker", "cross", "draw points", "overlay", "annotate"});
     doc.SeeAlso("GetCoordinates, FindMax, DrawCircle, DrawString");
-    doc.WriteTo(setup);
-}
-
-void CPPaintMarks::NodeInit() {
-    m_shape = Parameters().EntryString("shape", m_shape);
-    m_size = Parameters().EntryLong("size", m_size);
-    ReadDoubleOrLong(Parameters(), "value", m_value);
-    m_xColumn = Parameters().EntryLong("x_column", m_xColumn);
 }
 
 void CPPaintMarks::Run() {
-    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
+    const CImage* input = InputImage(0, {.where = WHERE});
     if (m_xColumn < 0)
         throw CException(
             WHERE, CString("parameter x_column must be 0 or more, but it is %1").Arg(m_xColumn));
-    const CImage* table =
-        InputTable(GetStackInput(1, false), WHERE, "input 1", int64_t(m_xColumn) + 2);
+    const CImage* table = InputTable(*this, 1, WHERE, int64_t(m_xColumn) + 2);
     if (!table) throw CException(WHERE, "input 1 (the table of points) is NULL");
     if (m_size < 0)
         throw CException(WHERE,
                          CString("parameter size must be 0 or more, but it is %1").Arg(m_size));
-
-    const SShape* shape = std::find_if(std::begin(SHAPES), std::end(SHAPES),
-                                       [&](const SShape& s) { return m_shape == s.name; });
-    if (shape == std::end(SHAPES))
-        throw CException(WHERE, CString("parameter shape must be one of CROSS, PLUS, POINT, "
-                                        "SQUARE or CIRCLE, but it is '%1'")
-                                    .Arg(m_shape));
+    const auto shape = EnumerationEntry<EnMark>(MARK_SHAPES, m_shape, WHERE,
+                                                "parameter shape must be one of CROSS, PLUS, "
+                                                "POINT, SQUARE or CIRCLE, but it is '%1'");
 
     std::unique_ptr<CImage> output = CImageExtraction::Clone(*input);
     DispatchCanvas(*output, false, m_value, [&]<class T>(const SCanvas<T>& canvas) {
-        const float* data = table->Data<float>();
-        const int64_t columns = table->Size().x, rows = TableRows(*table);
-        switch (shape->mark) {
-            case EnMark::CROSS:
-                return PaintMarks<EnMark::CROSS>(canvas, data, columns, rows, m_xColumn, m_size);
-            case EnMark::PLUS:
-                return PaintMarks<EnMark::PLUS>(canvas, data, columns, rows, m_xColumn, m_size);
-            case EnMark::POINT:
-                return PaintMarks<EnMark::POINT>(canvas, data, columns, rows, m_xColumn, m_size);
-            case EnMark::SQUARE:
-                return PaintMarks<EnMark::SQUARE>(canvas, data, columns, rows, m_xColumn, m_size);
-            case EnMark::CIRCLE:
-                return PaintMarks<EnMark::CIRCLE>(canvas, data, columns, rows, m_xColumn, m_size);
-        }
+        PaintMarks(canvas, shape, table->Data<float>(), table->Size().x, TableRows(*table),
+                   m_xColumn, m_size);
     });
     SetStackOutput(0, OwnedImage(std::move(output)));
 }

@@ -1,19 +1,20 @@
 #include "PProjection.h"
 
-#include "InputChecks.h"
+#include "algorithms/AxisProjection.h"
+#include "support/Enumerations.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 
 namespace {
 
 const char* const WHERE = "(utility plugins) Projection::Run";
+const char* const AXES = "X, Y, Z";  // axes 0, 1 and 2
 
 }  // namespace
 
-CPProjection::CPProjection() : m_axis("Y"), m_mode("SUM") {}
-
-void CPProjection::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "Projection");
+void CPProjection::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "Projection");
     doc.Brief(
         "Collapses an image along one axis by the sum, mean, maximum or minimum.",
         "The output has the input's size but for an extent of 1 along axis: X collapses each "
@@ -23,38 +24,21 @@ void CPProjection::GetPluginSetup(CValueMap& setup) {
         "number of values collapsed. A NaN makes its SUM and MEAN NaN, while MAX and MIN skip "
         "it and give NaN only where every value is NaN. Collapsing an extent of 0 gives 0 for "
         "SUM and NaN for the others.");
-    doc.Parameter("axis", m_axis, "The axis collapsed: X, Y or Z.").Values("X, Y, Z");
+    doc.Parameter("axis", m_axis, "The axis collapsed: X, Y or Z.").Values(AXES);
     doc.Parameter("mode", m_mode, "How the values are collapsed: SUM, MEAN, MAX or MIN.")
-        .Values("SUM, MEAN, MAX, MIN");
+        .Values(PROJECTION_MODES);
     doc.Input(0, "Input image of a grey or binary type.");
     doc.Output(0, "Output image of type IMAGE_GREY_F, of extent 1 along axis.");
     doc.Keywords({"projection", "profile", "sum", "mean", "maximum", "minimum", "collapse"});
     doc.SeeAlso("RayMaximum, RayMinimum");
-    doc.WriteTo(setup);
-}
-
-void CPProjection::NodeInit() {
-    m_axis = Parameters().EntryString("axis", m_axis);
-    m_mode = Parameters().EntryString("mode", m_mode);
 }
 
 void CPProjection::Run() {
-    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
+    const CImage* input = InputImage(0, {.where = WHERE});
     RequireSingleChannel(*input, GREY_OR_BINARY_EXPECTED, WHERE);
-    const int axis = m_axis == "X" ? 0 : m_axis == "Y" ? 1 : m_axis == "Z" ? 2 : -1;
-    if (axis < 0) throw CException(WHERE, CString("axis is '%1'; X, Y or Z expected").Arg(m_axis));
-    EnProjection mode;
-    if (m_mode == "SUM")
-        mode = EnProjection::SUM;
-    else if (m_mode == "MEAN")
-        mode = EnProjection::MEAN;
-    else if (m_mode == "MAX")
-        mode = EnProjection::MAX;
-    else if (m_mode == "MIN")
-        mode = EnProjection::MIN;
-    else
-        throw CException(WHERE,
-                         CString("mode is '%1'; SUM, MEAN, MAX or MIN expected").Arg(m_mode));
+    const int axis = EnumerationEntry<int>(AXES, m_axis, WHERE, "axis is '%1'; X, Y or Z expected");
+    const auto mode = EnumerationEntry<EnProjection>(
+        PROJECTION_MODES, m_mode, WHERE, "mode is '%1'; SUM, MEAN, MAX or MIN expected");
 
     CSize size = input->Size();
     size[axis] = 1;

@@ -2,8 +2,8 @@
 
 namespace ORVA {
 
-void CPRayMaximum::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "RayMaximum");
+void CPRayMaximum::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "RayMaximum");
     doc.Brief("Node to compute the maximum of every ray, that is, every line in the z-direction.",
               "Integer values are compared unsigned. For IMAGE_GREY_F a NaN in the first plane "
               "stays the result of its ray, and a NaN in a later plane is passed over. An input "
@@ -16,7 +16,7 @@ void CPRayMaximum::GetPluginSetup(CValueMap& setup) {
         "Largest grayvalues projected to 2d image, image has same type, width and height as the "
         "input image.");
     doc.Keywords({"maximum", "ray", "z direction"});
-    doc.WriteTo(setup);
+    DeclareRunOnce(doc);
 }
 
 }  // namespace ORVA

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "RayProjection.h"
+#include "support/RayProjectionNode.h"
 
 namespace ORVA {
 
 // The largest value along every ray in z.
-class CPRayMaximum : public CRayProjectionNode<EnRay::MAXIMUM> {
+class CPRayMaximum : public CRayProjectionNode<Rays::EnRay::MAXIMUM> {
   public:
-    void GetPluginSetup(CValueMap& setup) override;
+    void Declare(CSetupDocument& doc) override;
 };
 
 }  // namespace ORVA

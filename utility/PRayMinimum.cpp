@@ -2,8 +2,8 @@
 
 namespace ORVA {
 
-void CPRayMinimum::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "RayMinimum");
+void CPRayMinimum::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "RayMinimum");
     doc.Brief("Node to compute the minimum of every ray, that is, every line in the z-direction.",
               "Integer values are compared unsigned. For IMAGE_GREY_F a NaN in the first plane "
               "stays the result of its ray, and a NaN in a later plane is passed over. An input "
@@ -16,7 +16,7 @@ void CPRayMinimum::GetPluginSetup(CValueMap& setup) {
         "Smallest grayvalues projected to 2d image, image has same type, width and height as "
         "the input image.");
     doc.Keywords({"minimum", "ray", "z direction"});
-    doc.WriteTo(setup);
+    DeclareRunOnce(doc);
 }
 
 }  // namespace ORVA

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "RayProjection.h"
+#include "support/RayProjectionNode.h"
 
 namespace ORVA {
 
 // The smallest value along every ray in z.
-class CPRayMinimum : public CRayProjectionNode<EnRay::MINIMUM> {
+class CPRayMinimum : public CRayProjectionNode<Rays::EnRay::MINIMUM> {
   public:
-    void GetPluginSetup(CValueMap& setup) override;
+    void Declare(CSetupDocument& doc) override;
 };
 
 }  // namespace ORVA

@@ -2,12 +2,14 @@
 
 #include <iostream>
 
-#include "ImageFiles.h"
+#include "codecs/ImageFiles.h"
+#include "support/Files.h"
 
 namespace ORVA {
 
 namespace {
 const char* const WHERE = "(utility plugins) ReadImage::Run";
+const char* const RGB_TYPES = "IMAGE_RGB_8I,IMAGE_RGB_8";
 }  // namespace
 
 CPReadImage::CPReadImage()
@@ -15,19 +17,20 @@ CPReadImage::CPReadImage()
       m_rgbType("IMAGE_RGB_8I"),
       m_verbose(false) {}
 
-void CPReadImage::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("In-/Output", "File", "ReadImage");
+void CPReadImage::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "In-/Output", "File", "ReadImage");
     doc.Brief(
         "Reads a PNG, TIFF, JPEG, PGM or PPM file into an image.",
         "The format is recognised by the first bytes of the file, whatever its extension. "
         "Samples keep the values stored in the file: grey becomes IMAGE_GREY_8, _16, _32 or "
         "_64 by its bits, IMAGE_GREY_F or IMAGE_GREY_D for float; colour becomes the type "
-        "rgb_type names, and 32-bit float colour (TIFF) IMAGE_RGB_FI. 16-bit colour is scaled "
-        "to 8 bits with rounding, as OpenCV's imread does. Alpha channels are dropped, "
-        "palettes expanded, 1-, 2- and 4-bit grey PNGs scaled to 0..255. The pages of a TIFF "
-        "become the planes of a 3-D image when they all have one size and type (reduced-"
-        "resolution pages are skipped); otherwise reading fails. The path is kept in the "
-        "image attribute \"image_path\".");
+        "rgb_type names, and 32-bit float colour (TIFF) IMAGE_RGB_FI. 16-bit colour becomes 8 "
+        "bits rounded to the nearest integer: v / 257, or v * 255 / maximum for a PPM whose "
+        "maximum is below 65535 (OpenCV's imread keeps the high byte instead). Alpha channels "
+        "and transparency are dropped, palettes expanded, 1-, 2- and 4-bit grey PNGs scaled to "
+        "0..255. The pages of a TIFF become the planes of a 3-D image when they all have one "
+        "size and type (reduced-resolution pages are skipped); otherwise reading fails. The "
+        "path is kept in the image attribute \"image_path\".");
     doc.Note(
         "PGM/PPM may be binary (P5, P6) or text (P2, P3); a maximum sample value above 255 "
         "means 16-bit samples, big-endian in binary files. Samples above the maximum are an "
@@ -45,38 +48,35 @@ void CPReadImage::GetPluginSetup(CValueMap& setup) {
     doc.Parameter("rgb_type", m_rgbType,
                   "pixel type of 8- and 16-bit colour: IMAGE_RGB_8I (interleaved) or "
                   "IMAGE_RGB_8 (planar)")
-        .Values("IMAGE_RGB_8I,IMAGE_RGB_8");
+        .Values(RGB_TYPES);
     doc.Parameter("verbose", m_verbose, "print the format, size and type read to standard output")
         .Toggle()
         .Order(98);
-    doc.Parameter("run_once", m_runOnce.Enabled(),
+    // A missing key keeps the switch; reading it clears the has-run flag all the same.
+    doc.Parameter("run_once", m_runOnce,
                   "read the file only on the first run after the parameters were set")
+        .Fallback(m_runOnce.Enabled())
         .Toggle()
         .Order(99);
     doc.Output(0, "Output image: grey, RGB or a 3-D stack of TIFF pages.");
     doc.Keywords(
         {"image", "file", "load", "read", "open", "png", "tiff", "jpeg", "pgm", "ppm", "imread"});
     doc.SeeAlso("SaveImage, ReadASCII");
-    doc.WriteTo(setup);
-}
-
-void CPReadImage::NodeInit() {
-    m_filename = Parameters().EntryString("filename", m_filename);
-    m_rgbType = Parameters().EntryString("rgb_type", m_rgbType);
-    m_verbose = Parameters().EntryBool("verbose", m_verbose);
-    m_runOnce.Reset(Parameters().EntryBool("run_once", m_runOnce.Enabled()));
+    doc.UndocumentedReadInRun(AUTOMATIC_LABEL, CValue::VAL_BOOL);
 }
 
 void CPReadImage::Run() {
     if (m_runOnce.Skip()) return;
-    if (m_rgbType != "IMAGE_RGB_8I" && m_rgbType != "IMAGE_RGB_8")
+    if (!IsAllowedValue(RGB_TYPES, m_rgbType))
         throw CException(WHERE,
                          "rgb_type is '" + m_rgbType + "', expected IMAGE_RGB_8I or IMAGE_RGB_8");
     std::string path = CPath(CStringTools::UnwrapEnvVars(m_filename)).PathString();
     std::unique_ptr<CImage> image;
     {
-        CFileBytes file(path, WHERE);
-        image = DecodeImage(file.Data(), file.Size(), EnImageFormat::UNKNOWN, path, WHERE);
+        // A stream is read only as far as the file it carries goes.
+        CFileBytes file(path, WHERE, ImageFileExtent);
+        image = DecodeImage(file.Data(), file.Size(), EnImageFormat::UNKNOWN, path, WHERE,
+                            {.bytes = ReadLimit(WHERE)});
         if (m_verbose)
             std::cout << "ReadImage: "
                       << ImageFormatName(DetectImageFormat(file.Data(), file.Size())) << " '"
@@ -91,10 +91,7 @@ void CPReadImage::Run() {
     }
     image->Attributes().SetEntry("image_path", new CValueString(path));
     SetStackOutput(0, OwnedImage(std::move(image)));
-    if (Parameters().EntryBool("ui/automaticLabel", true)) {
-        Parameters().SetEntry("ui/tooltip", new CValueString(path));
-        Parameters().SetEntry("ui/label", new CValueString(CPath(path).Name()));
-    }
+    LabelWithFile(Parameters(), path);
     m_runOnce.MarkDone();
 }
 

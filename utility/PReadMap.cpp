@@ -2,6 +2,8 @@
 
 #include <iostream>
 
+#include "support/Files.h"
+
 namespace ORVA {
 
 namespace {
@@ -26,8 +28,8 @@ std::string KeysNear(const CValueMap& map, const std::string& key) {
 
 CPReadMap::CPReadMap() : m_filename("NULL"), m_verbose(false) {}
 
-void CPReadMap::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Generic", "Utility", "ReadMap");
+void CPReadMap::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Generic", "Utility", "ReadMap");
     doc.Brief(
         "Reads a map of values from a file in the framework's text format.",
         "The file holds one JSON object, as TextSerializer and \"orva describe --json\" write "
@@ -45,20 +47,15 @@ void CPReadMap::GetPluginSetup(CValueMap& setup) {
         .Path("JSON files (*.json);; Text files (*.txt);; All files (*.*)");
     doc.Parameter("key", m_key, "entry to output instead of the whole map; empty for all");
     doc.Parameter("verbose", m_verbose, "print what was read to the log").Toggle().Order(98);
-    doc.Parameter("run_once", m_runOnce.Enabled(),
+    // A missing key keeps the switch; reading it clears the has-run flag all the same.
+    doc.Parameter("run_once", m_runOnce,
                   "read the file only on the first run after the parameters are set")
+        .Fallback(m_runOnce.Enabled())
         .Toggle()
         .Order(99);
     doc.Keywords({"map", "read", "load", "file", "JSON", "settings", "configuration"});
     doc.SeeAlso("TextSerializer, StaticStorage");
-    doc.WriteTo(setup);
-}
-
-void CPReadMap::NodeInit() {
-    m_filename = Parameters().EntryString("filename", m_filename);
-    m_key = Parameters().EntryString("key", m_key);
-    m_verbose = Parameters().EntryBool("verbose", m_verbose);
-    m_runOnce.Reset(Parameters().EntryBool("run_once", m_runOnce.Enabled()));
+    doc.UndocumentedReadInRun(AUTOMATIC_LABEL, CValue::VAL_BOOL);
 }
 
 void CPReadMap::Run() {
@@ -66,12 +63,7 @@ void CPReadMap::Run() {
     std::string path = CPath(CStringTools::UnwrapEnvVars(m_filename)).PathString();
     if (path == "NULL" || path.empty())
         throw CException(LOCATION, CString("no file to read: filename is '%1'").Arg(path));
-    std::unique_ptr<CValue> value;
-    try {
-        value = CTextSerializer::FromFile(path);
-    } catch (const CException& error) {
-        throw CException(LOCATION, error.Message());
-    }
+    std::unique_ptr<CValue> value = ReadValueFile(path, LOCATION);
     CValueMap* map = value->Map();
     if (!map)
         throw CException(LOCATION,
@@ -87,10 +79,7 @@ void CPReadMap::Run() {
         value = std::move(entry);
     }
     SetStackOutput(0, std::move(value));
-    if (Parameters().EntryBool("ui/automaticLabel", true)) {
-        Parameters().SetEntry("ui/tooltip", new CValueString(path));
-        Parameters().SetEntry("ui/label", new CValueString(CPath(path).Name()));
-    }
+    LabelWithFile(Parameters(), path);
     m_runOnce.MarkDone();
 }
 

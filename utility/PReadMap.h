@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -10,8 +10,7 @@ namespace ORVA {
 class CPReadMap : public CPNode {
   public:
     CPReadMap();
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
   private:

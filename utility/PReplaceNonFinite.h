@@ -1,9 +1,6 @@
 #pragma once
 
-#include <cstdint>
-#include <limits>
-
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -11,8 +8,7 @@ namespace ORVA {
 class CPReplaceNonFinite : public CPNode {
   public:
     CPReplaceNonFinite();
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
   private:
@@ -20,18 +16,5 @@ class CPReplaceNonFinite : public CPNode {
     float m_negativeInfinity;
     float m_nan;
 };
-
-namespace ReplaceNonFiniteKernel {
-
-inline void Replace(const float* in, float* out, int64_t n, float positiveInfinity,
-                    float negativeInfinity, float nan) {
-    constexpr float inf = std::numeric_limits<float>::infinity();
-    for (int64_t i = 0; i < n; ++i) {
-        const float v = in[i];
-        out[i] = v != v ? nan : v == inf ? positiveInfinity : v == -inf ? negativeInfinity : v;
-    }
-}
-
-}  // namespace ReplaceNonFiniteKernel
 
 }  // namespace ORVA

@@ -1,66 +1,38 @@
 #include "PRingBuffer.h"
 
-#include <algorithm>
-#include <type_traits>
+#include "algorithms/Averaging.h"
 
 namespace ORVA {
 
 namespace {
 constexpr const char* LOCATION = "(utility plugins) RingBuffer::Run";
-
-// sum += image; tells whether the image holds a NaN or an infinity.
-template <class T>
-bool AddImage(double* sum, const T* image, int64_t count) {
-    int nonFinite = 0;
-    for (int64_t i = 0; i < count; ++i) {
-        double value = static_cast<double>(image[i]);
-        sum[i] += value;
-        if constexpr (std::is_floating_point_v<T>) nonFinite |= (value - value) != 0.0;
-    }
-    return nonFinite != 0;
-}
-
-// sum += added - dropped, for two images of one type; tells whether `added` holds a NaN or an
-// infinity.
-template <class T>
-bool ReplaceImage(double* sum, const T* added, const T* dropped, int64_t count) {
-    int nonFinite = 0;
-    for (int64_t i = 0; i < count; ++i) {
-        double value = static_cast<double>(added[i]);
-        sum[i] = sum[i] + value - static_cast<double>(dropped[i]);
-        if constexpr (std::is_floating_point_v<T>) nonFinite |= (value - value) != 0.0;
-    }
-    return nonFinite != 0;
-}
-
-template <class T>
-void SubtractImage(double* sum, const T* image, int64_t count) {
-    for (int64_t i = 0; i < count; ++i)
-        sum[i] -= static_cast<double>(image[i]);
-}
+constexpr int32_t MIN_SIZE = 1;
 
 bool Add(double* sum, const CImage& image) {
     bool nonFinite = false;
     DispatchGrey(image.Type(), [&]<class T>(std::type_identity<T>) {
-        nonFinite = AddImage(sum, image.Data<T>(), image.Pixels());
+        nonFinite = Averaging::AddImage(sum, image.Data<T>(), image.Pixels());
     });
     return nonFinite;
 }
 
+// The image a value holds, or null.
+const CImage* HeldImage(const CValue& value) {
+    return HoldsType<CImage>(&value) ? UnwrapPointer<CImage>(&value, LOCATION) : nullptr;
+}
+
 // A deep copy that the buffer owns alone: images are copied, as are the pointees of other
 // pointer values.
-std::unique_ptr<CValue> Keep(const CValue& input) {
-    if (HoldsType<CImage>(&input))
-        if (const CImage* image = InputImage(&input, LOCATION))
-            return OwnedImage(std::make_unique<CImage>(*image));
-    return input.CloneUnique(OWNERSHIP_DEEP);
+std::unique_ptr<CValue> Keep(const CValue& value) {
+    if (const CImage* image = HeldImage(value)) return OwnedImage(std::make_unique<CImage>(*image));
+    return value.CloneUnique(OWNERSHIP_DEEP);
 }
 }  // namespace
 
 CPRingBuffer::CPRingBuffer() : m_size(10), m_clear(false) {}
 
-void CPRingBuffer::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "RingBuffer");
+void CPRingBuffer::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "RingBuffer").KeepsState();
     doc.Brief(
         "Keeps the last values of its input across runs, and the mean of kept grey images.",
         "Every run adds a copy of input 0 (images are copied deeply, other values cloned) and "
@@ -84,23 +56,27 @@ void CPRingBuffer::GetPluginSetup(CValueMap& setup) {
     doc.Output(1,
                "Pixel-wise mean of the kept images as IMAGE_GREY_F, when all are single-channel "
                "images of one size; else empty.");
-    doc.Parameter("size", m_size, "how many values are kept, at least 1");
+    doc.Parameter("size", m_size, "how many values are kept, at least 1").Minimum(MIN_SIZE);
     doc.Parameter("clear", m_clear, "empty the buffer at the next run").Toggle();
     doc.Keywords(
         {"ring buffer", "history", "queue", "running mean", "moving average", "temporal", "state"});
     doc.SeeAlso("StaticStorage, StaticImage");
-    doc.WriteTo(setup);
 }
 
 void CPRingBuffer::NodeInit() {
-    int32_t size = Parameters().EntryLong("size", m_size);
-    if (size != m_size) Clear();
-    m_size = size;
-    m_clear = Parameters().EntryBool("clear", m_clear);
+    // A new size empties the buffer, also when a later read fails.
+    const int32_t size = m_size;
+    try {
+        CPNode::NodeInit();
+    } catch (...) {
+        if (m_size != size) Clear();
+        throw;
+    }
+    if (m_size != size) Clear();
 }
 
 void CPRingBuffer::Run() {
-    if (m_size < 1)
+    if (m_size < MIN_SIZE)
         throw CException(LOCATION, CString("size must be at least 1, not %1").Arg(m_size));
     if (m_clear) {
         Clear();
@@ -120,10 +96,8 @@ void CPRingBuffer::Run() {
     } else if (HasStackOutput(1)) {
         auto mean =
             std::make_unique<CImage>(IMAGE_GREY_F, m_sumSize, CSize(0, 0, 0), CImage::NoInit{});
-        float* out = mean->Data<float>();
-        const double count = static_cast<double>(m_entries.size());
-        for (int64_t i = 0; i < mean->Pixels(); ++i)
-            out[i] = static_cast<float>(m_sum[static_cast<size_t>(i)] / count);
+        Averaging::MeanOfSum(m_sum.data(), mean->Data<float>(), mean->Pixels(),
+                             static_cast<double>(m_entries.size()));
         SetStackOutput(1, OwnedImage(std::move(mean)));
     }
 }
@@ -136,8 +110,7 @@ void CPRingBuffer::Clear() {
 
 void CPRingBuffer::Push(std::unique_ptr<CValue> value) {
     SEntry added;
-    const CImage* image =
-        HoldsType<CImage>(value.get()) ? UnwrapPointer<CImage>(value.get(), LOCATION) : nullptr;
+    const CImage* image = HeldImage(*value);
     if (image && image->Type().Channels() == 1) added.grey = image;
     added.value = std::move(value);
     m_entries.push_back(std::move(added));
@@ -159,7 +132,7 @@ void CPRingBuffer::Push(std::unique_ptr<CValue> value) {
     if (dropped.grey && dropped.grey->Type() == entry.grey->Type() && !dropped.nonFinite) {
         DispatchGrey(entry.grey->Type(), [&]<class T>(std::type_identity<T>) {
             entry.nonFinite =
-                ReplaceImage(sum, entry.grey->Data<T>(), dropped.grey->Data<T>(), count);
+                Averaging::ReplaceImage(sum, entry.grey->Data<T>(), dropped.grey->Data<T>(), count);
         });
         return;
     }
@@ -171,7 +144,7 @@ void CPRingBuffer::Push(std::unique_ptr<CValue> value) {
         return;
     }
     DispatchGrey(dropped.grey->Type(), [&]<class T>(std::type_identity<T>) {
-        SubtractImage(sum, dropped.grey->Data<T>(), count);
+        Averaging::SubtractImage(sum, dropped.grey->Data<T>(), count);
     });
 }
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -14,7 +14,7 @@ namespace ORVA {
 class CPRingBuffer : public CPNode {
   public:
     CPRingBuffer();
-    void GetPluginSetup(CValueMap& setup) override;
+    void Declare(CSetupDocument& doc) override;
     void NodeInit() override;
     void Run() override;
 

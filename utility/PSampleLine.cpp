@@ -1,9 +1,11 @@
 #include "PSampleLine.h"
 
-#include <limits>
+#include <cmath>
 
-#include "InputChecks.h"
-#include "Tables.h"
+#include "algorithms/Sampling.h"
+#include "support/Enumerations.h"
+#include "support/InputChecks.h"
+#include "support/Tables.h"
 
 namespace ORVA {
 
@@ -14,17 +16,8 @@ const char* const WHERE = "(utility plugins) SampleLine::Run";
 constexpr int64_t MAX_SAMPLES = int64_t(1) << 24;
 }  // namespace
 
-CPSampleLine::CPSampleLine()
-    : m_x0(0.0),
-      m_y0(0.0),
-      m_x1(10.0),
-      m_y1(0.0),
-      m_count(0),
-      m_interpolation("BILINEAR"),
-      m_outsideValue(std::numeric_limits<double>::quiet_NaN()) {}
-
-void CPSampleLine::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "SampleLine");
+void CPSampleLine::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "SampleLine");
     doc.Brief(
         "Samples the input image along a straight segment (a profile).",
         "Takes count samples evenly spaced from (x0, y0) to (x1, y1), both ends included, or "
@@ -38,16 +31,17 @@ void CPSampleLine::GetPluginSetup(CValueMap& setup) {
         "image takes outside_value: for NEAREST when its nearest pixel lies outside, for "
         "BILINEAR when it lies beyond the outermost pixel centres. Only the first plane of a 3-D "
         "image is sampled. Values are computed in double precision and stored as floats.");
-    doc.Parameter("x0", m_x0, "column of the start").Type("double or long");
-    doc.Parameter("y0", m_y0, "row of the start").Type("double or long");
-    doc.Parameter("x1", m_x1, "column of the end").Type("double or long");
-    doc.Parameter("y1", m_y1, "row of the end").Type("double or long");
-    doc.Parameter("count", m_count, "number of samples; 0 for one per pixel of length plus one");
+    doc.Parameter("x0", m_x0, "column of the start").DoubleOrLong();
+    doc.Parameter("y0", m_y0, "row of the start").DoubleOrLong();
+    doc.Parameter("x1", m_x1, "column of the end").DoubleOrLong();
+    doc.Parameter("y1", m_y1, "row of the end").DoubleOrLong();
+    doc.Parameter("count", m_count, "number of samples; 0 for one per pixel of length plus one")
+        .Range(0, MAX_SAMPLES);
     doc.Parameter("interpolation", m_interpolation,
                   "how values between pixel centres are read: BILINEAR or NEAREST")
-        .Values("BILINEAR, NEAREST");
+        .Values(INTERPOLATIONS);
     doc.Parameter("outside_value", m_outsideValue, "value of samples outside the image")
-        .Type("double or long");
+        .DoubleOrLong();
     doc.Input(0,
               "Input image of a single-channel type (IMAGE_GREY_8, _16, _32, _64, _F, _D or "
               "binary).");
@@ -59,26 +53,17 @@ void CPSampleLine::GetPluginSetup(CValueMap& setup) {
     doc.Output(1, "The profile: an IMAGE_GREY_F image of count x 1 holding the values.");
     doc.Keywords({"profile", "line profile", "sample", "interpolation", "intensity profile"});
     doc.SeeAlso("SamplePoints");
-    doc.WriteTo(setup);
-}
-
-void CPSampleLine::NodeInit() {
-    ReadDoubleOrLong(Parameters(), "x0", m_x0);
-    ReadDoubleOrLong(Parameters(), "y0", m_y0);
-    ReadDoubleOrLong(Parameters(), "x1", m_x1);
-    ReadDoubleOrLong(Parameters(), "y1", m_y1);
-    m_count = Parameters().EntryLong("count", m_count);
-    m_interpolation = Parameters().EntryString("interpolation", m_interpolation);
-    ReadDoubleOrLong(Parameters(), "outside_value", m_outsideValue);
 }
 
 void CPSampleLine::Run() {
-    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
+    const CImage* input = InputImage(0, {.where = WHERE});
     RequireSingleChannel(*input, SINGLE_CHANNEL_EXPECTED, WHERE);
-    const EnInterpolation mode = InterpolationByName(m_interpolation, WHERE);
+    const auto mode = EnumerationEntry<EnInterpolation>(
+        INTERPOLATIONS, m_interpolation, WHERE,
+        "parameter interpolation must be NEAREST or BILINEAR, but it is '%1'");
 
     double ends[4] = {m_x0, m_y0, m_x1, m_y1};
-    if (const CImage* table = InputTable(GetStackInput(1, false), WHERE, "input 1", 4)) {
+    if (const CImage* table = InputTable(*this, 1, WHERE, 4)) {
         if (TableRows(*table) == 0) throw CException(WHERE, "input 1 has no rows");
         for (int i = 0; i < 4; ++i)
             ends[i] = table->Data<float>()[i];

@@ -1,11 +1,12 @@
 #include "PSamplePoints.h"
 
 #include <algorithm>
-#include <limits>
 #include <vector>
 
-#include "InputChecks.h"
-#include "Tables.h"
+#include "algorithms/Sampling.h"
+#include "support/Enumerations.h"
+#include "support/InputChecks.h"
+#include "support/Tables.h"
 
 namespace ORVA {
 
@@ -13,14 +14,8 @@ namespace {
 const char* const WHERE = "(utility plugins) SamplePoints::Run";
 }  // namespace
 
-CPSamplePoints::CPSamplePoints()
-    : m_interpolation("BILINEAR"),
-      m_outsideValue(std::numeric_limits<double>::quiet_NaN()),
-      m_xColumn(0),
-      m_zColumn(-1) {}
-
-void CPSamplePoints::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "SamplePoints");
+void CPSamplePoints::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "SamplePoints");
     doc.Brief(
         "Samples the input image at the points of a table.",
         "Each row of the table on input 1 is a point: x in column x_column, y in the next one, "
@@ -36,11 +31,13 @@ void CPSamplePoints::GetPluginSetup(CValueMap& setup) {
         "with a coordinate that is not finite. Values are computed in double precision.");
     doc.Parameter("interpolation", m_interpolation,
                   "how values between pixel centres are read: BILINEAR or NEAREST")
-        .Values("BILINEAR, NEAREST");
+        .Values(INTERPOLATIONS);
     doc.Parameter("outside_value", m_outsideValue, "value of points outside the image")
-        .Type("double or long");
-    doc.Parameter("x_column", m_xColumn, "column of the table that holds x; y is the next one");
-    doc.Parameter("z_column", m_zColumn, "column of the table that holds z; -1 for none");
+        .DoubleOrLong();
+    doc.Parameter("x_column", m_xColumn, "column of the table that holds x; y is the next one")
+        .Minimum(0);
+    doc.Parameter("z_column", m_zColumn, "column of the table that holds z; -1 for none")
+        .Minimum(-1);
     doc.Input(0,
               "Input image of a single-channel type (IMAGE_GREY_8, _16, _32, _64, _F, _D or "
               "binary).");
@@ -50,20 +47,14 @@ void CPSamplePoints::GetPluginSetup(CValueMap& setup) {
                CSetupDocument::PIN_VECTOR);
     doc.Keywords({"sample", "interpolation", "pixel values", "lookup", "points"});
     doc.SeeAlso("SampleLine, GetCoordinates, CurveIndex");
-    doc.WriteTo(setup);
-}
-
-void CPSamplePoints::NodeInit() {
-    m_interpolation = Parameters().EntryString("interpolation", m_interpolation);
-    ReadDoubleOrLong(Parameters(), "outside_value", m_outsideValue);
-    m_xColumn = Parameters().EntryLong("x_column", m_xColumn);
-    m_zColumn = Parameters().EntryLong("z_column", m_zColumn);
 }
 
 void CPSamplePoints::Run() {
-    const CImage* input = RequiredInputImage(GetStackInput(0, false), WHERE);
+    const CImage* input = InputImage(0, {.where = WHERE});
     RequireSingleChannel(*input, SINGLE_CHANNEL_EXPECTED, WHERE);
-    const EnInterpolation mode = InterpolationByName(m_interpolation, WHERE);
+    const auto mode = EnumerationEntry<EnInterpolation>(
+        INTERPOLATIONS, m_interpolation, WHERE,
+        "parameter interpolation must be NEAREST or BILINEAR, but it is '%1'");
     if (m_xColumn < 0)
         throw CException(
             WHERE, CString("parameter x_column must be 0 or more, but it is %1").Arg(m_xColumn));
@@ -72,7 +63,7 @@ void CPSamplePoints::Run() {
             WHERE,
             CString("parameter z_column must be -1 (none) or more, but it is %1").Arg(m_zColumn));
     const int64_t columns = std::max<int64_t>(int64_t(m_xColumn) + 2, int64_t(m_zColumn) + 1);
-    const CImage* points = InputTable(GetStackInput(1, false), WHERE, "input 1", columns);
+    const CImage* points = InputTable(*this, 1, WHERE, columns);
     if (!points) throw CException(WHERE, "input 1 (the table of points) is NULL");
 
     const int64_t rows = TableRows(*points);

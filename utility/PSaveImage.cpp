@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <iostream>
 
-#include "ImageFiles.h"
+#include "codecs/ImageFiles.h"
+#include "support/Files.h"
 
 namespace ORVA {
 
 namespace {
 const char* const WHERE = "(utility plugins) SaveImage::Run";
+const char* const FORMATS = "AUTO,PNG,TIFF,JPEG,PNM";
 
 // The format "format" names, or for "AUTO" the one of the file's extension.
 EnImageFormat ChooseFormat(const std::string& choice, const std::string& path) {
@@ -27,11 +29,13 @@ EnImageFormat ChooseFormat(const std::string& choice, const std::string& path) {
                                         ".tif, .tiff, .jpg, .jpeg, .pgm, .ppm or .pnm, or set "
                                         "format to PNG, TIFF, JPEG or PNM");
     }
-    if (name == "PNG") return EnImageFormat::PNG;
-    if (name == "TIFF") return EnImageFormat::TIFF;
-    if (name == "JPEG") return EnImageFormat::JPEG;
-    if (name == "PNM") return EnImageFormat::PNM;
-    throw CException(WHERE, "format is '" + choice + "', expected AUTO, PNG, TIFF, JPEG or PNM");
+    if (!IsAllowedValue(FORMATS, choice))
+        throw CException(WHERE,
+                         "format is '" + choice + "', expected AUTO, PNG, TIFF, JPEG or PNM");
+    return name == "PNG"    ? EnImageFormat::PNG
+           : name == "TIFF" ? EnImageFormat::TIFF
+           : name == "JPEG" ? EnImageFormat::JPEG
+                            : EnImageFormat::PNM;
 }
 }  // namespace
 
@@ -42,8 +46,8 @@ CPSaveImage::CPSaveImage()
       m_compression(-1),
       m_verbose(false) {}
 
-void CPSaveImage::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("In-/Output", "File", "SaveImage");
+void CPSaveImage::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "In-/Output", "File", "SaveImage");
     doc.Brief(
         "Writes an image to a PNG, TIFF, JPEG, PGM or PPM file.",
         "The format follows the extension of the file name (.png, .tif or .tiff, .jpg or "
@@ -65,17 +69,20 @@ void CPSaveImage::GetPluginSetup(CValueMap& setup) {
             "*.pnm);; All files (*.*)")
         .Save();
     doc.Parameter("format", m_format, "file format; AUTO takes it from the extension")
-        .Values("AUTO,PNG,TIFF,JPEG,PNM");
+        .Values(FORMATS);
     doc.Parameter("quality", m_quality, "JPEG quality, 1 (smallest) to 100 (best)");
     doc.Parameter("compression", m_compression,
                   "-1 for each format's fast default (PNG: zlib level 1, as OpenCV; TIFF: "
                   "none), 0 to 9 for the zlib level of PNG and, for TIFF, none at 0 and "
-                  "Deflate with a predictor above");
+                  "Deflate with a predictor above")
+        .Range(MIN_COMPRESSION, MAX_COMPRESSION);
     doc.Parameter("verbose", m_verbose, "print the file, format, size and type written")
         .Toggle()
         .Order(98);
-    doc.Parameter("run_once", m_runOnce.Enabled(),
+    // A missing key keeps the switch; reading it clears the has-run flag all the same.
+    doc.Parameter("run_once", m_runOnce,
                   "write only on the first run after the parameters were set")
+        .Fallback(m_runOnce.Enabled())
         .Toggle()
         .Order(99);
     doc.Input(0, "Input image of a type the format holds, 2-D (3-D for TIFF).");
@@ -83,24 +90,14 @@ void CPSaveImage::GetPluginSetup(CValueMap& setup) {
     doc.Keywords({"image", "file", "save", "write", "export", "png", "tiff", "jpeg", "pgm", "ppm",
                   "imwrite"});
     doc.SeeAlso("ReadImage, SaveASCII");
-    doc.WriteTo(setup);
-}
-
-void CPSaveImage::NodeInit() {
-    m_filename = Parameters().EntryString("filename", m_filename);
-    m_format = Parameters().EntryString("format", m_format);
-    m_quality = Parameters().EntryLong("quality", m_quality);
-    m_compression = Parameters().EntryLong("compression", m_compression);
-    m_verbose = Parameters().EntryBool("verbose", m_verbose);
-    m_runOnce.Reset(Parameters().EntryBool("run_once", m_runOnce.Enabled()));
+    doc.UndocumentedReadInRun(AUTOMATIC_LABEL, CValue::VAL_BOOL);
 }
 
 void CPSaveImage::Run() {
     if (m_runOnce.Skip()) return;
-    const CValue* input = GetStackInput(0, false);
-    if (!input) throw CException(WHERE, "no input image on pin 0");
-    if (!HoldsType<CImage>(input)) throw CException(WHERE, "input 0 is not an image");
-    const CImage* image = RequiredInputImage(input, WHERE);
+    // An empty pin and a value without an image are told apart.
+    if (!GetStackInput(0, false)) throw CException(WHERE, "no input image on pin 0");
+    const CImage* image = InputImage(0, {.where = WHERE, .notImage = "input 0 is not an image"});
     std::string path = CPath(CStringTools::UnwrapEnvVars(m_filename)).PathString();
     EnImageFormat format = ChooseFormat(m_format, path);
     SEncodeOptions options;
@@ -111,10 +108,7 @@ void CPSaveImage::Run() {
         std::cout << "SaveImage: " << ImageFormatName(format) << " '" << path << "', "
                   << image->Size().ToString() << " " << image->Type().Name() << std::endl;
     SetStackOutput(0, std::make_unique<CValueString>(path));
-    if (Parameters().EntryBool("ui/automaticLabel", true)) {
-        Parameters().SetEntry("ui/tooltip", new CValueString(path));
-        Parameters().SetEntry("ui/label", new CValueString(CPath(path).Name()));
-    }
+    LabelWithFile(Parameters(), path);
     m_runOnce.MarkDone();
 }
 

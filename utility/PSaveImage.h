@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -11,8 +11,7 @@ namespace ORVA {
 class CPSaveImage : public CPNode {
   public:
     CPSaveImage();
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
   private:

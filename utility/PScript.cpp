@@ -1,18 +1,7 @@
 #include "PScript.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cctype>
-#include <cerrno>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -20,7 +9,8 @@
 #include <optional>
 #include <set>
 
-extern char** environ;
+#include "base/Interrupt.h"
+#include "support/Process.h"
 
 namespace ORVA {
 
@@ -32,9 +22,6 @@ constexpr const char* DEFAULT_COMMAND =
     "sh \"%ORVADIR%/examples/scripts/invert.sh\" %IN0% %OUT0% 255";
 // Placeholders name pins 0 to 99.
 constexpr int PINS = 100;
-// How much of the standard error is kept, and how much of it a message shows.
-constexpr size_t KEPT_ERROR = 4096;
-constexpr size_t SHOWN_ERROR = 2000;
 // Nine significant digits read back as the same float.
 constexpr int FLOAT_DIGITS = 9;
 
@@ -97,58 +84,6 @@ std::string Literal(const std::string& path) {
     return CString(path).Replace("%", "%%");
 }
 
-// What a message adds about the standard error of the command.
-std::string ErrorEnd(const std::string& tail) {
-    std::string_view text = tail;
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
-        text.remove_suffix(1);
-    if (text.empty()) return " It wrote nothing to standard error.";
-    std::string cut;
-    if (text.size() > SHOWN_ERROR) {
-        text = text.substr(text.size() - SHOWN_ERROR);
-        // Start at a line when one begins in the part shown.
-        if (size_t feed = text.find('\n'); feed != std::string_view::npos && feed + 1 < text.size())
-            text.remove_prefix(feed + 1);
-        cut = "...";
-    }
-    return " Its standard error ends with:\n" + cut + std::string(text);
-}
-
-// A private directory for the files of one run, removed with everything in it when it goes
-// unless it is to be kept.
-class CScratchDirectory {
-  public:
-    explicit CScratchDirectory(bool keep) : m_keep(keep) {
-        std::error_code error;
-        std::filesystem::path base = std::filesystem::temp_directory_path(error);
-        if (error) base = "/tmp";
-        std::string pattern = (base / "orva-script-XXXXXX").string();
-        if (!mkdtemp(pattern.data()))
-            throw CException(LOCATION, "cannot make a temporary directory in '" + base.string() +
-                                           "': " + std::strerror(errno));
-        m_path = pattern;
-    }
-    ~CScratchDirectory() {
-        if (m_keep) {
-            std::cout << "Script: the files are kept in '" << m_path << "'" << std::endl;
-            return;
-        }
-        std::error_code error;
-        std::filesystem::remove_all(m_path, error);
-    }
-    CScratchDirectory(const CScratchDirectory&) = delete;
-    CScratchDirectory& operator=(const CScratchDirectory&) = delete;
-
-    std::string File(const SPlaceholder& placeholder) const {
-        return m_path + (placeholder.output ? "/out" : "/in") + std::to_string(placeholder.pin) +
-               ".txt";
-    }
-
-  private:
-    std::string m_path;
-    bool m_keep;
-};
-
 // Writes input `pin` where the command expects it: an image as a text matrix through
 // SaveASCII, a number, bool or string as its text.
 void WriteInput(const CValue& input, const std::string& path, int pin) {
@@ -192,7 +127,7 @@ void WriteInput(const CValue& input, const std::string& path, int pin) {
 }
 
 // Reads the file of %OUT<pin>% through ReadASCII.
-std::unique_ptr<CValue> ReadOutput(const std::string& path, int pin, const SScriptExit& exit,
+std::unique_ptr<CValue> ReadOutput(const std::string& path, int pin, const SProcessExit& exit,
                                    bool keep) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error))
@@ -219,105 +154,19 @@ std::unique_ptr<CValue> ReadOutput(const std::string& path, int pin, const SScri
     return image;
 }
 
-// Shows a word as a shell would need it, for the log.
-std::string Quoted(const std::string& word) {
-    if (!word.empty() && word.find_first_of(" \t\n'\"\\$`;&|<>()*?[]#~%") == std::string::npos)
-        return word;
-    return "'" + CString(word).Replace("'", "'\\''") + "'";
+// The file of a placeholder in the run's directory.
+std::string PinFile(const CTemporaryDirectory& directory, const SPlaceholder& placeholder) {
+    return directory.Path() + (placeholder.output ? "/out" : "/in") +
+           std::to_string(placeholder.pin) + ".txt";
 }
 
-// A file descriptor, closed when it goes.
-class CDescriptor {
-  public:
-    explicit CDescriptor(int fd = -1) : m_fd(fd) {}
-    ~CDescriptor() { Close(); }
-    CDescriptor(const CDescriptor&) = delete;
-    CDescriptor& operator=(const CDescriptor&) = delete;
-    int Get() const noexcept { return m_fd; }
-    void Close() {
-        if (m_fd >= 0) ::close(m_fd);
-        m_fd = -1;
-    }
-
-  private:
-    int m_fd;
-};
-
-// The process of a command: its group is killed and the process reaped when it goes early.
-class CChild {
-  public:
-    explicit CChild(pid_t pid) : m_pid(pid) {}
-    ~CChild() {
-        if (m_pid > 0) Kill();
-    }
-    CChild(const CChild&) = delete;
-    CChild& operator=(const CChild&) = delete;
-
-    // Whether it has ended; then `status` holds how.
-    bool Ended(int& status) {
-        pid_t done = waitpid(m_pid, &status, WNOHANG);
-        if (done == m_pid) {
-            m_pid = 0;
-            return true;
-        }
-        if (done < 0 && errno != EINTR)
-            throw CException(
-                LOCATION, CString("lost the process of the command: %1").Arg(std::strerror(errno)));
-        return false;
-    }
-    void Kill() {
-        ::kill(-m_pid, SIGKILL);
-        int status = 0;
-        while (waitpid(m_pid, &status, 0) < 0 && errno == EINTR) {
-        }
-        m_pid = 0;
-    }
-
-  private:
-    pid_t m_pid;
-};
-
-// Reads what the pipe holds now into `tail` (keeping its end) and passes it on to standard
-// error; false once the pipe is closed. At most `rounds` reads.
-bool Drain(int fd, std::string& tail, int rounds = 1 << 30) {
-    char buffer[4096];
-    while (rounds-- > 0) {
-        ssize_t count = ::read(fd, buffer, sizeof buffer);
-        if (count == 0) return false;
-        if (count < 0) {
-            if (errno == EINTR) continue;
-            return errno == EAGAIN || errno == EWOULDBLOCK;
-        }
-        std::cerr.write(buffer, count);
-        tail.append(buffer, static_cast<size_t>(count));
-        if (tail.size() > 2 * KEPT_ERROR) tail.erase(0, tail.size() - KEPT_ERROR);
-    }
-    std::cerr.flush();
-    return true;
-}
-
-// posix_spawn's settings, released when they go.
-struct SSpawnSettings {
-    SSpawnSettings() {
-        posix_spawn_file_actions_init(&actions);
-        posix_spawnattr_init(&attributes);
-    }
-    ~SSpawnSettings() {
-        posix_spawn_file_actions_destroy(&actions);
-        posix_spawnattr_destroy(&attributes);
-    }
-    SSpawnSettings(const SSpawnSettings&) = delete;
-    SSpawnSettings& operator=(const SSpawnSettings&) = delete;
-    posix_spawn_file_actions_t actions;
-    posix_spawnattr_t attributes;
-};
 }  // namespace
 
 CPScript::CPScript()
     : m_command(DEFAULT_COMMAND), m_timeout(60.0), m_keepFiles(false), m_verbose(false) {}
 
-void CPScript::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "Script");
+void CPScript::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "Script").KeepsState();
     doc.Brief(
         "Runs an external program on temporary text files.",
         "Each input that \"command\" names as %IN0%, %IN1%, ... is written to a new file in a "
@@ -356,35 +205,31 @@ void CPScript::GetPluginSetup(CValueMap& setup) {
         doc.Output(pin, CString("The file %OUT%1% read as an IMAGE_GREY_F image.").Arg(pin));
     doc.Parameter("command", m_command,
                   "the program and its arguments, with %IN0%, %OUT0%, ... for the files");
+    // Read as "double or long", documented as "double" as it always was.
     doc.Parameter("timeout", m_timeout,
-                  "seconds the program may run before it is killed; 0 or less waits for ever");
+                  "seconds the program may run before it is killed; 0 or less waits for ever")
+        .DoubleOrLong()
+        .Type("double");
     doc.Parameter("keep_files", m_keepFiles,
                   "keep the temporary directory and print its path, to look at the files")
         .Toggle();
     doc.Parameter("verbose", m_verbose, "print the command as it is run, and its duration")
         .Toggle()
         .Order(98);
-    doc.Parameter("run_once", m_runOnce.Enabled(),
+    // A missing key keeps the switch; reading it clears the has-run flag all the same.
+    doc.Parameter("run_once", m_runOnce,
                   "run the program only on the first run after the parameters are set")
+        .Fallback(m_runOnce.Enabled())
         .Toggle()
         .Order(99);
     doc.Keywords(
         {"script", "external", "program", "command", "process", "shell", "python", "call"});
     doc.SeeAlso("SaveASCII, ReadASCII, ConvertType");
-    doc.WriteTo(setup);
-}
-
-void CPScript::NodeInit() {
-    m_command = Parameters().EntryString("command", m_command);
-    ReadDoubleOrLong(Parameters(), "timeout", m_timeout);
-    m_keepFiles = Parameters().EntryBool("keep_files", m_keepFiles);
-    m_verbose = Parameters().EntryBool("verbose", m_verbose);
-    m_runOnce.Reset(Parameters().EntryBool("run_once", m_runOnce.Enabled()));
 }
 
 void CPScript::Run() {
     if (m_runOnce.Skip()) return;
-    std::vector<std::string> words = SplitCommand(m_command);
+    std::vector<std::string> words = SplitCommand(m_command, LOCATION);
     if (words.empty()) throw CException(LOCATION, "the command is empty");
     std::set<int> inputs, outputs;
     for (const std::string& word : words)
@@ -399,22 +244,26 @@ void CPScript::Run() {
                              CString("the command uses %IN%1% but input %1 is empty").Arg(pin));
     }
 
-    CScratchDirectory directory(m_keepFiles);
+    // A signal to the host stops the command; the directory goes before this does.
+    CInterruptible interruptible;
+    CTemporaryDirectory directory("orva-script", m_keepFiles, "Script: the files are kept in ",
+                                  LOCATION);
     for (int pin : inputs)
-        WriteInput(*GetStackInput(pin, false), directory.File({false, pin}), pin);
+        WriteInput(*GetStackInput(pin, false), PinFile(directory, {false, pin}), pin);
     std::vector<std::string> arguments;
     for (const std::string& word : words)
-        arguments.push_back(Expand(
-            word, [&](const SPlaceholder& placeholder) { return directory.File(placeholder); }));
+        arguments.push_back(Expand(word, [&](const SPlaceholder& placeholder) {
+            return PinFile(directory, placeholder);
+        }));
     if (m_verbose) {
         std::cout << "Script: running";
         for (const std::string& argument : arguments)
-            std::cout << ' ' << Quoted(argument);
+            std::cout << ' ' << ShellQuoted(argument);
         std::cout << std::endl;
     }
 
     auto start = std::chrono::steady_clock::now();
-    SScriptExit exit = RunScriptProcess(arguments, m_timeout);
+    SProcessExit exit = RunProcess(arguments, m_timeout, LOCATION);
     if (m_verbose)
         std::cout
             << "Script: the command took "
@@ -422,6 +271,14 @@ void CPScript::Run() {
                    std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
                    3)
             << " s" << std::endl;
+    if (exit.interrupted) {
+        const int signal = InterruptSignal();
+        throw CException(LOCATION, signal ? CString("interrupted by signal %1 (%2): the command "
+                                                    "was stopped")
+                                                .Arg(signal)
+                                                .Arg(strsignal(signal))
+                                          : CString("interrupted: the command was stopped"));
+    }
     if (exit.timedOut)
         throw CException(
             LOCATION,
@@ -439,131 +296,11 @@ void CPScript::Run() {
     // Outputs are set only when every file could be read.
     std::vector<std::pair<int, std::unique_ptr<CValue>>> results;
     for (int pin : outputs)
-        results.emplace_back(pin, ReadOutput(directory.File({true, pin}), pin, exit, m_keepFiles));
+        results.emplace_back(pin,
+                             ReadOutput(PinFile(directory, {true, pin}), pin, exit, m_keepFiles));
     for (auto& [pin, result] : results)
         SetStackOutput(pin, std::move(result));
     m_runOnce.MarkDone();
-}
-
-std::vector<std::string> SplitCommand(std::string_view command) {
-    std::vector<std::string> words;
-    std::string word;
-    bool inWord = false;
-    for (size_t i = 0; i < command.size(); ++i) {
-        char c = command[i];
-        if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
-            if (inWord) words.push_back(std::move(word));
-            word.clear();
-            inWord = false;
-            continue;
-        }
-        inWord = true;
-        if (c == '\'') {
-            size_t close = command.find('\'', i + 1);
-            if (close == std::string_view::npos)
-                throw CException(LOCATION, CString("the command has a ' at %1 that is not closed")
-                                               .Arg(static_cast<int64_t>(i)));
-            word.append(command.substr(i + 1, close - i - 1));
-            i = close;
-        } else if (c == '"') {
-            size_t open = i;
-            for (++i;; ++i) {
-                if (i >= command.size())
-                    throw CException(LOCATION,
-                                     CString("the command has a \" at %1 that is not closed")
-                                         .Arg(static_cast<int64_t>(open)));
-                char d = command[i];
-                if (d == '"') break;
-                if (d == '\\' && i + 1 < command.size() &&
-                    (command[i + 1] == '"' || command[i + 1] == '\\'))
-                    d = command[++i];
-                word.push_back(d);
-            }
-        } else if (c == '\\' && i + 1 < command.size()) {
-            word.push_back(command[++i]);
-        } else {
-            word.push_back(c);
-        }
-    }
-    if (inWord) words.push_back(std::move(word));
-    return words;
-}
-
-SScriptExit RunScriptProcess(const std::vector<std::string>& arguments, double timeout) {
-    if (arguments.empty()) throw CException(LOCATION, "the command is empty");
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
-        throw CException(LOCATION, CString("cannot make a pipe: %1").Arg(std::strerror(errno)));
-    CDescriptor reader(ends[0]), writer(ends[1]);
-
-    SSpawnSettings settings;
-    posix_spawn_file_actions_addopen(&settings.actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&settings.actions, writer.Get(), STDERR_FILENO);
-    // Its own process group, so that a timeout ends whatever it started; no signal blocked or
-    // ignored because the host had it so.
-    sigset_t none, defaults;
-    sigemptyset(&none);
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    posix_spawnattr_setsigmask(&settings.attributes, &none);
-    posix_spawnattr_setsigdefault(&settings.attributes, &defaults);
-    posix_spawnattr_setpgroup(&settings.attributes, 0);
-    posix_spawnattr_setflags(&settings.attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK |
-                                                       POSIX_SPAWN_SETSIGDEF);
-    std::vector<char*> argv;
-    for (const std::string& argument : arguments)
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-
-    // What the host printed comes before what the program prints.
-    std::cout.flush();
-    std::cerr.flush();
-    std::fflush(nullptr);
-    pid_t pid = 0;
-    if (int failed = posix_spawnp(&pid, argv[0], &settings.actions, &settings.attributes,
-                                  argv.data(), environ))
-        throw CException(LOCATION, "cannot run '" + arguments[0] + "': " + std::strerror(failed));
-    CChild child(pid);
-    writer.Close();
-    fcntl(reader.Get(), F_SETFL, fcntl(reader.Get(), F_GETFL) | O_NONBLOCK);
-
-    using Clock = std::chrono::steady_clock;
-    // Beyond about 30 years a limit is no limit, and the arithmetic stays in range.
-    const bool limited = timeout > 0.0 && timeout < 1e9;
-    const Clock::time_point deadline =
-        limited ? Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                     std::chrono::duration<double>(timeout))
-                : Clock::time_point::max();
-    SScriptExit result;
-    bool open = true;
-    int nap = 1;  // milliseconds between looks once the pipe is closed
-    int status = 0;
-    for (;;) {
-        if (child.Ended(status)) break;
-        Clock::time_point now = Clock::now();
-        if (now >= deadline) {
-            child.Kill();
-            result.timedOut = true;
-            break;
-        }
-        // With the pipe open, its end wakes us as the program exits.
-        int wait = open ? 100 : nap;
-        if (!open) nap = std::min(nap * 2, 50);
-        if (limited)
-            wait = static_cast<int>(std::min<int64_t>(
-                wait,
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - now).count() + 1));
-        pollfd ready{reader.Get(), POLLIN, 0};
-        if (::poll(&ready, open ? 1 : 0, wait) > 0) open = Drain(reader.Get(), result.errorTail);
-    }
-    // What is left, without waiting for processes it may have left behind.
-    if (open) Drain(reader.Get(), result.errorTail, 64);
-    std::cerr.flush();
-    if (!result.timedOut) {
-        if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
-        if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
-    }
-    return result;
 }
 
 }  // namespace ORVA

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "algorithms/PixelSelection.h"
+
 namespace ORVA {
 
 namespace {
@@ -9,7 +11,7 @@ namespace {
 const char* const WHERE = "SelectPixel";
 
 using Id = IImage::CType::EnId;
-using namespace SelectPixelKernel;
+using namespace Selection;
 
 bool Selectable(IImage::CType type) {
     return type == IMAGE_BINARY_FG || type == IMAGE_GREY_8 || type == IMAGE_GREY_16 ||
@@ -19,11 +21,6 @@ bool Selectable(IImage::CType type) {
 // Sizes match when one of the three extents agrees.
 bool Matching(const CSize& a, const CSize& b) {
     return a.x == b.x || a.y == b.y || a.z == b.z;
-}
-
-// The image of an optional source pin; a value holding no image counts as no image.
-const CImage* Source(const CValue* value) {
-    return value ? UnwrapPointer<CImage>(value, WHERE) : nullptr;
 }
 
 // Calls f with the unsigned type of the result's sample width.
@@ -44,8 +41,8 @@ void DispatchWidth(IImage::CType type, F&& f) {
 
 }  // namespace
 
-void CPSelectPixel::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "SelectPixel");
+void CPSelectPixel::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "SelectPixel");
     doc.Brief("Select pixels from two inputs according to a condition image.",
               "Where the 'if' pixel is non-zero the output takes the 'then' pixel, elsewhere "
               "the 'else' pixel. A source whose pin is empty is the constant of its parameter, "
@@ -57,8 +54,8 @@ void CPSelectPixel::GetPluginSetup(CValueMap& setup) {
               "fewer pixels than the output, the remaining output pixels stay 0. Accepted types "
               "are IMAGE_BINARY_FG (MONO), IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32 and "
               "IMAGE_GREY_F.");
-    doc.Parameter("then", 0.0, "constant used where no 'then' image is connected");
-    doc.Parameter("else", 0.0, "constant used where no 'else' image is connected");
+    doc.ParameterReadInRun("then", 0.0, "constant used where no 'then' image is connected");
+    doc.ParameterReadInRun("else", 0.0, "constant used where no 'else' image is connected");
     doc.Input(0, "'condition' image of an arbitrary type. Pixels are converted to boolean.")
         .Label("'if'");
     doc.Input(1,
@@ -72,23 +69,18 @@ void CPSelectPixel::GetPluginSetup(CValueMap& setup) {
         .Label("'else'")
         .Optional();
     doc.Output(0, "Output image of the same type as 'then' image.");
-    doc.WriteTo(setup);
 }
 
 void CPSelectPixel::Run() {
-    const CValue* ifValue = GetStackInput(0, false);
-    const CValue* thenValue = GetStackInput(1, false);
-    const CValue* elseValue = GetStackInput(2, false);
-    if (!ifValue) throw CException(WHERE, "first input image 'if' is NULL");
-    if (!HoldsType<CImage>(ifValue)) throw CException(WHERE, "First input 'if' is not an image");
-    if (thenValue && !HoldsType<CImage>(thenValue))
-        throw CException(WHERE, "Second input 'then' is not an image");
-    if (elseValue && !HoldsType<CImage>(elseValue))
-        throw CException(WHERE, "Third input 'else' is not an image");
-    const CImage* condition = UnwrapPointer<CImage>(ifValue, WHERE);
+    // Pin 0 is looked at first, but a null image on it is reported after the other pins.
+    if (!HasStackInput(0)) throw CException(WHERE, "first input image 'if' is NULL");
+    const CImage* condition = InputImage(
+        0, {.where = WHERE, .notImage = "First input 'if' is not an image", .optional = true});
+    const CImage* thenImage = InputImage(
+        1, {.where = WHERE, .notImage = "Second input 'then' is not an image", .optional = true});
+    const CImage* elseImage = InputImage(
+        2, {.where = WHERE, .notImage = "Third input 'else' is not an image", .optional = true});
     if (!condition) throw CException(WHERE, "first input image 'if' is NULL");
-    const CImage* thenImage = Source(thenValue);
-    const CImage* elseImage = Source(elseValue);
 
     if (thenImage) {
         if (!Matching(condition->Size(), thenImage->Size()))

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -8,8 +8,8 @@ namespace ORVA {
 // read from the parameter map on every run, so the node keeps no members.
 class CPSetImageAttributes : public CPNode {
   public:
+    void Declare(CSetupDocument& doc) override;
     void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override {}
     void Run() override;
 };
 

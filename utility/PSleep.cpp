@@ -7,19 +7,12 @@ namespace ORVA {
 
 CPSleep::CPSleep() : m_time(10), m_unit("milliseconds") {}
 
-void CPSleep::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument document("Image", "Utility", "Sleep");
-    document.Minimal();
-    document.Parameter("time", m_time);
-    document.Parameter("unit", m_unit).Values("milliseconds,seconds");
-    document.Input(0);
-    document.Output(0);
-    document.WriteTo(setup);
-}
-
-void CPSleep::NodeInit() {
-    m_time = Parameters().EntryLong("time", m_time);
-    m_unit = Parameters().EntryString("unit", m_unit);
+void CPSleep::Declare(CSetupDocument& doc) {
+    doc.Identity("Image", "Utility", "Sleep").Minimal();
+    doc.Parameter("time", m_time);
+    doc.Parameter("unit", m_unit).Values("milliseconds,seconds");
+    doc.Input(0);
+    doc.Output(0);
 }
 
 uint32_t CPSleep::WaitMilliseconds(int32_t time, const std::string& unit) {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -11,8 +11,7 @@ namespace ORVA {
 class CPSleep : public CPNode {
   public:
     CPSleep();
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
     // The wait for `time` (not negative) in `unit`: seconds become milliseconds in unsigned

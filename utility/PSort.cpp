@@ -1,33 +1,18 @@
 #include "PSort.h"
 
-#include <limits>
-#include <vector>
+#include "algorithms/RowSort.h"
+#include "support/InputChecks.h"
 
 namespace ORVA {
 
 namespace {
-
 const char* const WHERE = "(utility plugins) Sort::Run";
-
-using Id = IImage::CType::EnId;
-using namespace SortKernel;
-
-template <class T, class Index>
-void SortPlanes(const CImage& input, CImage& result, int64_t column) {
-    const CSize& size = input.Size();
-    const int64_t plane = size.x * size.y;
-    std::vector<SEntry<Index>> a(static_cast<size_t>(size.y)), b(static_cast<size_t>(size.y));
-    for (int64_t z = 0; z < size.z; ++z)
-        SortPlane<T, Index>(input.Data<T>() + z * plane, result.Data<T>() + z * plane, size.x,
-                            size.y, column, a.data(), b.data());
-}
-
 }  // namespace
 
 CPSort::CPSort() : m_column(0) {}
 
-void CPSort::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "Sort");
+void CPSort::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "Sort");
     doc.Brief("Plugins sorts all rows in image by a given column.",
               "Sorts the rows of the input image in ascending order according to the\npixel "
               "values in the given column.");
@@ -35,25 +20,19 @@ void CPSort::GetPluginSetup(CValueMap& setup) {
     doc.Note(
         "Integer values are compared unsigned. Rows with equal values come out in no "
         "promised order; rows whose float value is NaN go to the top or the bottom.");
-    doc.Parameter("column", m_column, "x index of the column whose values ascend, 0..width-1");
+    doc.Parameter("column", m_column, "x index of the column whose values ascend, 0..width-1")
+        .Fallback(0)
+        .Minimum(0);
     doc.Input(0,
               "Input image of type IMAGE_GREY_8, IMAGE_GREY_F, IMAGE_GREY_16, IMAGE_GREY_32, nor "
               "IMAGE_MONO_BINARY.");
     doc.Output(0, "Output image of the same type and size as the input image.");
     doc.Keywords({"sort", "ascending order", "row"});
-    doc.WriteTo(setup);
-}
-
-void CPSort::NodeInit() {
-    m_column = Parameters().EntryLong("column", 0);
 }
 
 void CPSort::Run() {
-    const CValue* value = GetStackInput(0, false);
-    if (!value) throw CException(WHERE, "input 0 is NULL");
-    if (!HoldsType<CImage>(value)) throw CException(WHERE, "input 0 is not an image");
-    const CImage* input = UnwrapPointer<CImage>(value, WHERE);
-    if (!input) throw CException(WHERE, "input 0 is NULL");
+    using Id = IImage::CType::EnId;
+    const CImage* input = InputImage(0, NumberedInput(WHERE));
     const IImage::CType type = input->Type();
     if (type != IMAGE_GREY_F && type != IMAGE_GREY_8 && type != IMAGE_GREY_16 &&
         type != IMAGE_GREY_32 && type != IMAGE_BINARY_FG)
@@ -68,10 +47,7 @@ void CPSort::Run() {
     const bool known =
         DispatchType<Id::GREY_F, Id::GREY_32, Id::GREY_16, Id::GREY_8, Id::BINARY_FG>(
             type, [&]<class T>(std::type_identity<T>) {
-                if (size.y <= std::numeric_limits<uint32_t>::max())
-                    SortPlanes<T, uint32_t>(*input, *result, m_column);
-                else
-                    SortPlanes<T, uint64_t>(*input, *result, m_column);
+                RowSort::SortRows(input->Data<T>(), result->Data<T>(), size, m_column);
             });
     if (!known)
         throw CException("Sort", CString("Image type %1 not supported.").Arg(type.ToString()));

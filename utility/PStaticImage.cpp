@@ -17,29 +17,25 @@ CImage g_image(IMAGE_GREY_F, CSize(0, 0, 0));
 
 CPStaticImage::CPStaticImage() : m_mode("READ") {}
 
-void CPStaticImage::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument document = UtilityDocument("Image", "Utility", "StaticImage");
-    document.Brief("Keeps one float image between runs and shares it between all nodes.",
-                   "WRITE stores a copy of the IMAGE_GREY_F image on input 0; READ outputs a "
-                   "copy of the stored image, which is empty (0 x 0 x 0) before the first "
-                   "WRITE. Any other mode does nothing. The image lives as long as the module "
-                   "and is shared by every StaticImage node of the process.");
-    document.Input(0, "Image of type IMAGE_GREY_F to store (WRITE).").Optional();
-    document.Output(0, "Copy of the stored image (READ).");
-    document.Parameter("mode", m_mode, "operation on the stored image").Values("READ, WRITE");
-    document.Keywords({"static", "global", "variable", "storage", "state"});
-    document.SeeAlso("StaticStorage");
-    document.WriteTo(setup);
-}
-
-void CPStaticImage::NodeInit() {
-    m_mode = Parameters().EntryString("mode", "READ");
+void CPStaticImage::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "StaticImage").KeepsState();
+    doc.Brief("Keeps one float image between runs and shares it between all nodes.",
+              "WRITE stores a copy of the IMAGE_GREY_F image on input 0; READ outputs a "
+              "copy of the stored image, which is empty (0 x 0 x 0) before the first "
+              "WRITE. Any other mode does nothing. The image lives as long as the module "
+              "and is shared by every StaticImage node of the process.");
+    doc.Input(0, "Image of type IMAGE_GREY_F to store (WRITE).").Optional();
+    doc.Output(0, "Copy of the stored image (READ).");
+    doc.Parameter("mode", m_mode, "operation on the stored image")
+        .Fallback("READ")
+        .Values("READ, WRITE");
+    doc.Keywords({"static", "global", "variable", "storage", "state"});
+    doc.SeeAlso("StaticStorage");
 }
 
 void CPStaticImage::Run() {
     if (m_mode == "WRITE") {
-        const CImage* input = InputImage(GetStackInput(0, false), LOCATION);
-        if (!input) throw CException(LOCATION, "input image is NULL");
+        const CImage* input = InputImage(0, {.where = LOCATION});
         if (input->Type() != IMAGE_GREY_F)
             throw CException(LOCATION, "input image must be of type IMAGE_GREY_F");
         std::lock_guard lock(g_imageMutex);

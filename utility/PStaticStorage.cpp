@@ -9,6 +9,8 @@ namespace {
 
 constexpr const char* LOCATION = "StaticStorage";
 constexpr const char* REGISTRY_KEY = "tmp/StaticStorage";
+constexpr const char* MODES = "READ, WRITE, DELETE, CLEAR, SHADOW_READ, SHADOW_WRITE";
+constexpr const char* STORAGES = "STATIC, REGISTRY";
 
 // The module's map lives from load to unload; every node of the process shares it.
 std::mutex g_staticMutex;
@@ -29,56 +31,14 @@ bool IsValidKey(const std::string& key) {
     return !key.empty() && !key.starts_with("../");
 }
 
-}  // namespace
-
-CPStaticStorage::CPStaticStorage() : m_mode("READ"), m_storage("STATIC") {}
-
-void CPStaticStorage::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument document = UtilityDocument("Image", "Utility", "StaticStorage");
-    document.Brief(
-        "Keeps values between runs and shares them between all nodes of the process.",
-        "Works like a global variable: a value written under a key by one node can be read by "
-        "any other StaticStorage node, in any graph, until it is overwritten, deleted or "
-        "cleared. Supported kinds are CImage, CValueMap, CValueVector, CValueBool, "
-        "CValueDouble, CValueLong, CValueString.\n"
-        "WRITE stores a copy of input 0 (images are copied deeply), READ outputs a new copy of "
-        "the stored value, DELETE removes the key, CLEAR removes every key. SHADOW_WRITE "
-        "stores only what the input points to, without copying or owning it, so the object "
-        "must outlive the entry; SHADOW_READ outputs a plain copy of the entry.\n"
-        "STATIC keeps the values in this module (they are lost when it is unloaded); REGISTRY "
-        "keeps them in the registry entry \"tmp/StaticStorage\" of the framework, which "
-        "survives the module.");
-    document.Note(
-        "The key must not be empty nor begin with \"../\" unless input 0 holds a value; CLEAR "
-        "needs no key. A key with \"/\" addresses a nested map. Mode and storage are compared "
-        "exactly, in capitals. Reading a key that holds no value is an error, as is writing "
-        "without a value on input 0. Access to each shared map is serialised, so graphs may "
-        "run on several threads. A SHADOW_WRITE entry in REGISTRY must not outlive the object "
-        "it refers to, nor the module that made that object.");
-    document.Input(0, "Value to store (WRITE, SHADOW_WRITE).", CSetupDocument::PIN_VALUE)
-        .Optional();
-    document.Output(0, "Value read (READ, SHADOW_READ).", CSetupDocument::PIN_VALUE);
-    document.Parameter("mode", m_mode, "operation on the storage")
-        .Values("READ, WRITE, DELETE, CLEAR, SHADOW_READ, SHADOW_WRITE");
-    document.Parameter("key", m_key, "key of the entry");
-    document.Parameter("storage", m_storage, "which shared map is used").Values("STATIC, REGISTRY");
-    document.Keywords({"static", "global", "variable", "storage", "registry", "state"});
-    document.WriteTo(setup);
-}
-
-void CPStaticStorage::NodeInit() {
-    m_mode = Parameters().EntryString("mode", "READ");
-    // The key falls back to the same text as the mode, as it always has.
-    m_key = Parameters().EntryString("key", "READ");
-    m_storage = Parameters().EntryString("storage", "STATIC");
-}
-
-std::unique_ptr<CValue> CPStaticStorage::CopyByKind(const CValue& value) {
+// A new value of the kind of `value` with its content: images deep-copied into a new owning
+// value, maps and vectors cloned, scalars rebuilt. Other kinds throw.
+std::unique_ptr<CValue> CopyByKind(const CValue& value) {
     if (HoldsType<CImage>(&value)) {
         // The framework makes the owning value, so that an entry left in the registry holds
         // no code of this module when the module is unloaded.
         CValuePointer<CImage> borrowed(UnwrapPointer<CImage>(&value, LOCATION));
-        std::unique_ptr<CValue> copy = PassOnCopy(&borrowed);
+        std::unique_ptr<CValue> copy = CPNode::PassOnCopy(&borrowed);
         return copy ? std::move(copy) : std::make_unique<CValueOwnedPointer<CImage>>();
     }
     switch (value.GenericType()) {
@@ -96,6 +56,43 @@ std::unique_ptr<CValue> CPStaticStorage::CopyByKind(const CValue& value) {
         default:
             throw CException(LOCATION, "Unsupported input type: " + TypeName(value.Type()));
     }
+}
+
+}  // namespace
+
+CPStaticStorage::CPStaticStorage() : m_mode("READ"), m_storage("STATIC") {}
+
+void CPStaticStorage::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "StaticStorage").KeepsState();
+    doc.Brief(
+        "Keeps values between runs and shares them between all nodes of the process.",
+        "Works like a global variable: a value written under a key by one node can be read by "
+        "any other StaticStorage node, in any graph, until it is overwritten, deleted or "
+        "cleared. Supported kinds are CImage, CValueMap, CValueVector, CValueBool, "
+        "CValueDouble, CValueLong, CValueString.\n"
+        "WRITE stores a copy of input 0 (images are copied deeply), READ outputs a new copy of "
+        "the stored value, DELETE removes the key, CLEAR removes every key. SHADOW_WRITE "
+        "stores only what the input points to, without copying or owning it, so the object "
+        "must outlive the entry; SHADOW_READ outputs a plain copy of the entry.\n"
+        "STATIC keeps the values in this module (they are lost when it is unloaded); REGISTRY "
+        "keeps them in the registry entry \"tmp/StaticStorage\" of the framework, which "
+        "survives the module.");
+    doc.Note(
+        "The key must not be empty nor begin with \"../\" unless input 0 holds a value; CLEAR "
+        "needs no key. A key with \"/\" addresses a nested map. Mode and storage are compared "
+        "exactly, in capitals. Reading a key that holds no value is an error, as is writing "
+        "without a value on input 0. Access to each shared map is serialised, so graphs may "
+        "run on several threads. A SHADOW_WRITE entry in REGISTRY must not outlive the object "
+        "it refers to, nor the module that made that object.");
+    doc.Input(0, "Value to store (WRITE, SHADOW_WRITE).", CSetupDocument::PIN_VALUE).Optional();
+    doc.Output(0, "Value read (READ, SHADOW_READ).", CSetupDocument::PIN_VALUE);
+    doc.Parameter("mode", m_mode, "operation on the storage").Fallback("READ").Values(MODES);
+    // The key falls back to the same text as the mode, as it always has.
+    doc.Parameter("key", m_key, "key of the entry").Fallback("READ");
+    doc.Parameter("storage", m_storage, "which shared map is used")
+        .Fallback("STATIC")
+        .Values(STORAGES);
+    doc.Keywords({"static", "global", "variable", "storage", "registry", "state"});
 }
 
 void CPStaticStorage::Run() {

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -13,13 +13,8 @@ namespace ORVA {
 class CPStaticStorage : public CPNode {
   public:
     CPStaticStorage();
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
-
-    // A new value of the kind of `value` with its content: images deep-copied into a new
-    // owning value, maps and vectors cloned, scalars rebuilt. Other kinds throw.
-    static std::unique_ptr<CValue> CopyByKind(const CValue& value);
 
   private:
     // Carries out the mode on `map`, whose lock the caller holds.

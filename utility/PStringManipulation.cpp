@@ -1,8 +1,8 @@
 #include "PStringManipulation.h"
 
-#include <algorithm>
-#include <charconv>
 #include <limits>
+
+#include "algorithms/TextOperations.h"
 
 namespace ORVA {
 
@@ -10,49 +10,33 @@ namespace {
 constexpr const char* LOCATION = "(utility plugins) StringManipulation::Run";
 constexpr const char* MODES =
     "CONCAT, PREPEND, REPLACE, SUBSTRING, UPPER, LOWER, TRIM, SPLIT, LENGTH, TO_NUMBER, FORMAT";
-constexpr std::string_view WHITE_SPACE = " \t\n\r\f\v";
-// Placeholders %1 ... %9 take inputs 0 ... 8.
-constexpr int FORMAT_INPUTS = 9;
 
-// Whether the byte begins a character: it is not a UTF-8 continuation byte.
-bool StartsCharacter(char c) {
-    return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-}
-
-int64_t CharacterCount(std::string_view text) {
-    return std::count_if(text.begin(), text.end(), StartsCharacter);
-}
-
-// The byte offset of character `index` (the text's size when it has fewer characters).
-size_t ByteOffset(std::string_view text, int64_t index) {
-    for (size_t i = 0; i < text.size(); ++i)
-        if (StartsCharacter(text[i]) && index-- == 0) return i;
-    return text.size();
-}
-
-std::string_view Trim(std::string_view text) {
-    size_t first = text.find_first_not_of(WHITE_SPACE);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(WHITE_SPACE) - first + 1);
-}
-
-std::string ChangeCase(std::string text, bool upper) {
-    for (char& c : text) {
-        if (upper && c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-        if (!upper && c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+// A value as text: strings as they are, numbers in their shortest exact form, bools as "true"
+// or "false", no value (or a null) as the empty text. Other kinds throw.
+std::string ValueText(const CValue* value, int pin) {
+    if (!value) return {};
+    switch (value->GenericType()) {
+        case CValue::VAL_NULL:
+            return {};
+        case CValue::VAL_STRING:
+        case CValue::VAL_BOOL:
+        case CValue::VAL_LONG:
+        case CValue::VAL_DOUBLE:
+            return value->String();  // doubles through FormatNumber: shortest exact
+        default:
+            throw CException(LOCATION, CString("input %1 holds a %2; a string, a number or a bool "
+                                               "was expected")
+                                           .Arg(pin)
+                                           .Arg(TypeName(value->Type())));
     }
-    return text;
 }
 
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 }  // namespace
 
 CPStringManipulation::CPStringManipulation() : m_mode("CONCAT"), m_start(0), m_length(-1) {}
 
-void CPStringManipulation::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "StringManipulation");
+void CPStringManipulation::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "StringManipulation");
     doc.Brief(
         "Joins, replaces, cuts, splits, measures or formats text.",
         "Input 0 is turned into text first: a string as it is, a number in its shortest form "
@@ -95,21 +79,18 @@ void CPStringManipulation::GetPluginSetup(CValueMap& setup) {
     doc.Keywords({"string", "text", "concatenate", "replace", "substring", "split", "format",
                   "number", "case", "trim"});
     doc.SeeAlso("StringToImage, ImageToString");
-    doc.WriteTo(setup);
-}
-
-void CPStringManipulation::NodeInit() {
-    m_mode = Parameters().EntryString("mode", m_mode);
-    m_text = Parameters().EntryString("text", m_text);
-    m_search = Parameters().EntryString("search", m_search);
-    m_replace = Parameters().EntryString("replace", m_replace);
-    m_start = Parameters().EntryLong("start", m_start);
-    m_length = Parameters().EntryLong("length", m_length);
 }
 
 void CPStringManipulation::Run() {
     if (m_mode == "FORMAT") {
-        SetStackOutput(0, std::make_unique<CValueString>(Format()));
+        std::string filled = Text::FillPlaceholders(m_text, [&](int pin) {
+            const CValue* value = GetStackInput(pin, false);
+            if (!value)
+                throw CException(LOCATION, "the text uses %" + std::to_string(pin + 1) +
+                                               " but input " + std::to_string(pin) + " is empty");
+            return ValueText(value, pin);
+        });
+        SetStackOutput(0, std::make_unique<CValueString>(std::move(filled)));
         return;
     }
     std::string input = ValueText(GetStackInput(0, false), 0);
@@ -123,137 +104,34 @@ void CPStringManipulation::Run() {
             throw CException(LOCATION, "REPLACE needs a search text that is not empty");
         result = std::make_unique<CValueString>(CString(input).Replace(m_search, m_replace));
     } else if (m_mode == "SUBSTRING") {
-        result = std::make_unique<CValueString>(Substring(input, m_start, m_length));
+        result = std::make_unique<CValueString>(Text::Substring(input, m_start, m_length));
     } else if (m_mode == "UPPER" || m_mode == "LOWER") {
-        result = std::make_unique<CValueString>(ChangeCase(std::move(input), m_mode == "UPPER"));
+        result =
+            std::make_unique<CValueString>(Text::ChangeCase(std::move(input), m_mode == "UPPER"));
     } else if (m_mode == "TRIM") {
-        result = std::make_unique<CValueString>(Trim(input));
+        result = std::make_unique<CValueString>(Text::Trim(input));
     } else if (m_mode == "SPLIT") {
         auto pieces = std::make_unique<CValueVector>();
-        for (std::string& piece : Split(input, m_search))
+        for (std::string& piece : Text::Split(input, m_search))
             pieces->PushBack(new CValueString(std::move(piece)));
         result = std::move(pieces);
     } else if (m_mode == "LENGTH") {
-        int64_t count = CharacterCount(input);
+        int64_t count = Text::CharacterCount(input);
         if (count > std::numeric_limits<int32_t>::max())
             throw CException(
                 LOCATION, CString("the text has %1 characters, more than a long holds").Arg(count));
         result = std::make_unique<CValueLong>(static_cast<int32_t>(count));
     } else if (m_mode == "TO_NUMBER") {
-        result = ParseNumber(input);
+        std::variant<int32_t, double> number = Text::ParseNumber(input, LOCATION);
+        if (const int32_t* integer = std::get_if<int32_t>(&number))
+            result = std::make_unique<CValueLong>(*integer);
+        else
+            result = std::make_unique<CValueDouble>(std::get<double>(number));
     } else {
         throw CException(LOCATION,
                          "unknown mode '" + m_mode + "': expected one of " + std::string(MODES));
     }
     SetStackOutput(0, std::move(result));
-}
-
-std::string CPStringManipulation::ValueText(const CValue* value, int pin) {
-    if (!value) return {};
-    switch (value->GenericType()) {
-        case CValue::VAL_NULL:
-            return {};
-        case CValue::VAL_STRING:
-        case CValue::VAL_BOOL:
-        case CValue::VAL_LONG:
-        case CValue::VAL_DOUBLE:
-            return value->String();  // doubles through FormatNumber: shortest exact
-        default:
-            throw CException(LOCATION, CString("input %1 holds a %2; a string, a number or a bool "
-                                               "was expected")
-                                           .Arg(pin)
-                                           .Arg(TypeName(value->Type())));
-    }
-}
-
-std::string CPStringManipulation::Substring(std::string_view text, int32_t start, int32_t length) {
-    int64_t count = CharacterCount(text);
-    int64_t first =
-        start < 0 ? std::max<int64_t>(count + start, 0) : std::min<int64_t>(start, count);
-    int64_t last = length < 0 ? count : std::min<int64_t>(first + length, count);
-    size_t begin = ByteOffset(text, first);
-    size_t end = begin + ByteOffset(text.substr(begin), last - first);
-    return std::string(text.substr(begin, end - begin));
-}
-
-std::vector<std::string> CPStringManipulation::Split(std::string_view text,
-                                                     std::string_view separator) {
-    std::vector<std::string> pieces;
-    if (separator.empty()) {
-        for (size_t start = text.find_first_not_of(WHITE_SPACE); start != std::string_view::npos;) {
-            size_t end = std::min(text.find_first_of(WHITE_SPACE, start), text.size());
-            pieces.emplace_back(text.substr(start, end - start));
-            start = text.find_first_not_of(WHITE_SPACE, end);
-        }
-        return pieces;
-    }
-    for (size_t start = 0;;) {
-        size_t hit = text.find(separator, start);
-        pieces.emplace_back(text.substr(start, hit - start));
-        if (hit == std::string_view::npos) return pieces;
-        start = hit + separator.size();
-    }
-}
-
-std::unique_ptr<CValue> CPStringManipulation::ParseNumber(std::string_view text) {
-    std::string_view number = Trim(text);
-    // from_chars takes no '+'; a sign must be followed by the number itself.
-    std::string_view digits = number;
-    if (!digits.empty() && digits[0] == '+' && digits.size() > 1 && digits[1] != '-')
-        digits.remove_prefix(1);
-    const char* begin = digits.data();
-    const char* end = begin + digits.size();
-    bool integer = !digits.empty() &&
-                   std::all_of(begin + (digits[0] == '-' ? 1 : 0), end, IsDigit) && digits != "-";
-    if (integer) {
-        int32_t value = 0;
-        auto [at, error] = std::from_chars(begin, end, value);
-        if (error == std::errc() && at == end) return std::make_unique<CValueLong>(value);
-    }
-    double value = 0.0;
-    auto [at, error] = std::from_chars(begin, end, value);
-    if (digits.empty() || at != end ||
-        (error != std::errc() && error != std::errc::result_out_of_range))
-        throw CException(LOCATION, CString("'%1' is not a number").Arg(text));
-    if (error == std::errc::result_out_of_range)
-        throw CException(LOCATION, CString("'%1' is beyond the range of a double").Arg(text));
-    return std::make_unique<CValueDouble>(value);
-}
-
-std::string CPStringManipulation::Format() {
-    std::string result;
-    std::vector<std::string> texts(FORMAT_INPUTS);
-    std::vector<bool> read(FORMAT_INPUTS, false);
-    for (size_t i = 0; i < m_text.size(); ++i) {
-        // A placeholder is '%' and one or two digits, as CString::Arg reads them.
-        if (m_text[i] != '%' || i + 1 >= m_text.size() || !IsDigit(m_text[i + 1])) {
-            result.push_back(m_text[i]);
-            continue;
-        }
-        int number = m_text[i + 1] - '0';
-        size_t length = 1;
-        if (i + 2 < m_text.size() && IsDigit(m_text[i + 2])) {
-            number = number * 10 + (m_text[i + 2] - '0');
-            length = 2;
-        }
-        if (number < 1 || number > FORMAT_INPUTS) {
-            result.append(m_text, i, 1 + length);
-        } else {
-            int pin = number - 1;
-            if (!read[pin]) {
-                const CValue* value = GetStackInput(pin, false);
-                if (!value)
-                    throw CException(LOCATION, "the text uses %" + std::to_string(number) +
-                                                   " but input " + std::to_string(pin) +
-                                                   " is empty");
-                texts[pin] = ValueText(value, pin);
-                read[pin] = true;
-            }
-            result.append(texts[pin]);
-        }
-        i += length;
-    }
-    return result;
 }
 
 }  // namespace ORVA

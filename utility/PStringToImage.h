@@ -2,8 +2,7 @@
 
 #include <string>
 
-#include "AsciiNumbers.h"
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -11,8 +10,7 @@ namespace ORVA {
 class CPStringToImage : public CPNode {
   public:
     CPStringToImage();
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
     // The text as the last Run left it: "\n" pairs turned into line feeds, " \n" appended.

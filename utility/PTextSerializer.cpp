@@ -3,12 +3,15 @@
 #include <fstream>
 #include <iostream>
 
+#include "support/Files.h"
+
 namespace ORVA {
 
 namespace {
 constexpr const char* LOCATION = "(utility plugins) TextSerializer::Run";
 // Deeper indents only make files larger; a mistyped one could fill the disk.
 constexpr int32_t MAX_INDENT = 64;
+const char* const MODES = "WRITE, READ";
 }  // namespace
 
 CTextSerializerNode::CTextSerializerNode(const char* instance)
@@ -16,8 +19,8 @@ CTextSerializerNode::CTextSerializerNode(const char* instance)
     SetInstance(instance);
 }
 
-void CTextSerializerNode::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "Utility", "TextSerializer");
+void CTextSerializerNode::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "Utility", "TextSerializer");
     doc.Brief(
         "Writes any value as JSON text, or reads a value back from such a file.",
         "WRITE turns input 0 (a number, bool, string, map, vector or image, with metadata) "
@@ -33,43 +36,38 @@ void CTextSerializerNode::GetPluginSetup(CValueMap& setup) {
     doc.Input(0, "Value to write (WRITE).", CSetupDocument::PIN_VALUE).Optional();
     doc.Output(0, "The text written (WRITE) as a CValueString, or the value read (READ).",
                CSetupDocument::PIN_VALUE);
-    doc.Parameter("mode", m_mode, "WRITE a value as text, or READ one from a file")
-        .Values("WRITE, READ");
+    doc.Parameter("mode", m_mode, "WRITE a value as text, or READ one from a file").Values(MODES);
     doc.Parameter("filename", m_filename,
                   "file to write or read; environment variables like %ORVADIR% are expanded; "
                   "STDOUT (WRITE: standard output) and NULL (WRITE: no file) are no files")
         .Path("JSON files (*.json);; Text files (*.txt);; All files (*.*)");
-    doc.Parameter("indent", m_indent, "blanks per level of nesting; 0 writes one line");
+    // Anything up to MAX_INDENT; 0 and less write one line.
+    doc.Parameter("indent", m_indent, "blanks per level of nesting; 0 writes one line")
+        .Range(INT32_MIN, MAX_INDENT);
     doc.Parameter("verbose", m_verbose, "print what is written or read to the log")
         .Toggle()
         .Order(98);
-    doc.Parameter("run_once", m_runOnce.Enabled(),
+    // A missing key keeps the switch; reading it clears the has-run flag all the same.
+    doc.Parameter("run_once", m_runOnce,
                   "write or read only on the first run after the parameters are set")
+        .Fallback(m_runOnce.Enabled())
         .Toggle()
         .Order(99);
     doc.Keywords({"serialize", "JSON", "text", "file", "write", "read", "save", "load", "dump"});
     doc.SeeAlso("ReadMap, StaticStorage");
-    doc.WriteTo(setup);
-}
-
-void CTextSerializerNode::NodeInit() {
-    m_mode = Parameters().EntryString("mode", m_mode);
-    m_filename = Parameters().EntryString("filename", m_filename);
-    m_indent = Parameters().EntryLong("indent", m_indent);
-    m_verbose = Parameters().EntryBool("verbose", m_verbose);
-    m_runOnce.Reset(Parameters().EntryBool("run_once", m_runOnce.Enabled()));
+    doc.UndocumentedReadInRun(AUTOMATIC_LABEL, CValue::VAL_BOOL);
 }
 
 void CTextSerializerNode::Run() {
     if (m_runOnce.Skip()) return;
     std::string path = CStringTools::UnwrapEnvVars(m_filename);
-    if (m_mode == "WRITE")
-        Write(path);
-    else if (m_mode == "READ")
-        Read(path);
-    else
+    if (!IsAllowedValue(MODES, m_mode))
         throw CException(LOCATION,
                          CString("unknown mode '%1': expected WRITE or READ").Arg(m_mode));
+    if (m_mode == "WRITE")
+        Write(path);
+    else
+        Read(path);
     m_runOnce.MarkDone();
 }
 
@@ -99,7 +97,7 @@ void CTextSerializerNode::Write(const std::string& path) {
         if (m_verbose)
             std::cout << "TextSerializer: wrote " << text->Text().size() + 1 << " bytes to '"
                       << file << "'" << std::endl;
-        Label(file);
+        LabelWithFile(Parameters(), file);
     }
     SetStackOutput(0, std::move(text));
 }
@@ -108,23 +106,12 @@ void CTextSerializerNode::Read(const std::string& path) {
     if (path == "NULL" || path == "STDOUT" || path.empty())
         throw CException(LOCATION, CString("READ needs a file to read, not '%1'").Arg(path));
     std::string file = CPath(path).PathString();
-    std::unique_ptr<CValue> value;
-    try {
-        value = CTextSerializer::FromFile(file);
-    } catch (const CException& error) {
-        throw CException(LOCATION, error.Message());
-    }
+    std::unique_ptr<CValue> value = ReadValueFile(file, LOCATION);
     if (m_verbose)
         std::cout << "TextSerializer: read a " << TypeName(value->Type()) << " from '" << file
                   << "'" << std::endl;
     SetStackOutput(0, std::move(value));
-    Label(file);
-}
-
-void CTextSerializerNode::Label(const std::string& path) {
-    if (!Parameters().EntryBool("ui/automaticLabel", true)) return;
-    Parameters().SetEntry("ui/tooltip", new CValueString(path));
-    Parameters().SetEntry("ui/label", new CValueString(CPath(path).Name()));
+    LabelWithFile(Parameters(), file);
 }
 
 }  // namespace ORVA

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -12,15 +12,12 @@ namespace ORVA {
 class CTextSerializerNode : public CPNode {
   public:
     explicit CTextSerializerNode(const char* instance = "TextSerializerNode");
-    void GetPluginSetup(CValueMap& setup) override;
-    void NodeInit() override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
   private:
     void Write(const std::string& path);
     void Read(const std::string& path);
-    // "ui/tooltip" and "ui/label" for the file, unless "ui/automaticLabel" is false.
-    void Label(const std::string& path);
 
     std::string m_mode;
     std::string m_filename;

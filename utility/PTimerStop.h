@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "NodeSupport.h"
+#include "support/NodeSupport.h"
 
 namespace ORVA {
 
@@ -11,7 +11,7 @@ namespace ORVA {
 class CPTimerStop : public CPNode {
   public:
     CPTimerStop();
-    void GetPluginSetup(CValueMap& setup) override;
+    void Declare(CSetupDocument& doc) override;
     void Run() override;
 
     uint32_t Id() const noexcept { return m_id; }

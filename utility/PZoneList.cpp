@@ -1,13 +1,16 @@
 #include "PZoneList.h"
 
-#include <algorithm>
-#include <limits>
 #include <new>
+#include <vector>
+
+#include "algorithms/LabelBoxes.h"
+#include "algorithms/LabelValues.h"
+#include "support/TableOutput.h"
 
 namespace ORVA {
 
-void CPZoneList::GetPluginSetup(CValueMap& setup) {
-    CSetupDocument doc = UtilityDocument("Image", "LabelImage", "ZoneList");
+void CPZoneList::Declare(CSetupDocument& doc) {
+    UtilityIdentity(doc, "Image", "LabelImage", "ZoneList");
     doc.Brief(
         "Lists the bounding box of every label of a label image.",
         "Every pixel value k from 1 to the largest value (IMAGE_GREY_F values truncated "
@@ -27,64 +30,26 @@ void CPZoneList::GetPluginSetup(CValueMap& setup) {
               "Label image of type IMAGE_GREY_F, IMAGE_GREY_8, IMAGE_BINARY_FG, IMAGE_GREY_16 or "
               "IMAGE_GREY_32.");
     doc.Output(0, "The zones: a vector of maps (VALUEVECTOR) or an IMAGE_GREY_F table (IMAGE).");
+    doc.Undocumented("run_once", m_runOnce);
     doc.Parameter("output_mode", m_outputMode, "form of the output: VALUEVECTOR or IMAGE")
-        .Values("VALUEVECTOR, IMAGE")
-        .Order(0);
-    doc.Parameter("xoffset", m_xoffset).Order(1);
-    doc.Parameter("yoffset", m_yoffset).Order(2);
-    doc.ParameterText("x_offset", "long", "margin added left and right of every zone", false);
-    doc.ParameterText("y_offset", "long", "margin added above and below every zone", false);
+        .Values("VALUEVECTOR, IMAGE");
+    doc.Parameter("xoffset", m_xoffset);
+    doc.Parameter("yoffset", m_yoffset);
+    // The offsets' texts were written for keys the node does not have, so no parameter shows
+    // them.
+    doc.DocumentationOnly("x_offset", "long", "margin added left and right of every zone", false);
+    doc.DocumentationOnly("y_offset", "long", "margin added above and below every zone", false);
     doc.Keywords({"bonding box", "label", "coordinates"});
-    doc.WriteTo(setup);
 }
 
 void CPZoneList::NodeInit() {
-    m_runOnce.Reset(Parameters().EntryBool("run_once", m_runOnce.Enabled()));
-    m_xoffset = Parameters().EntryLong("xoffset", m_xoffset);
-    m_yoffset = Parameters().EntryLong("yoffset", m_yoffset);
-    m_outputMode = Parameters().EntryString("output_mode", m_outputMode);
-}
-
-template <class T>
-std::vector<CPZoneList::SZone> CPZoneList::Zones(const T* data, const CSize& size, int64_t maxLabel,
-                                                 int64_t xoffset, int64_t yoffset) {
-    std::vector<SZone> zones(static_cast<size_t>(std::max<int64_t>(maxLabel, 0)),
-                             SZone{size.x, 0, size.y, 0, size.z, 0, 0, 0, 0});
-    const T* pixel = data;
-    for (int64_t z = 0; z < size.z; ++z)
-        for (int64_t y = 0; y < size.y; ++y)
-            for (int64_t x = 0; x < size.x; ++x) {
-                const int64_t label = LabelOf(*pixel++);
-                if (label == NO_LABEL || label > maxLabel) continue;
-                SZone& zone = zones[static_cast<size_t>(label - 1)];
-                zone.xmin = std::min(zone.xmin, x);
-                zone.xmax = std::max(zone.xmax, x);
-                zone.ymin = std::min(zone.ymin, y);
-                zone.ymax = std::max(zone.ymax, y);
-                zone.zmin = std::min(zone.zmin, z);
-                zone.zmax = std::max(zone.zmax, z);
-            }
-    for (SZone& zone : zones) {
-        zone.width = zone.xmax - zone.xmin + 1;
-        zone.height = zone.ymax - zone.ymin + 1;
-        zone.depth = zone.zmax - zone.zmin + 1;
-        zone.xmin = std::max<int64_t>(0, zone.xmin - xoffset);
-        zone.ymin = std::max<int64_t>(0, zone.ymin - yoffset);
-        zone.zmin = std::max<int64_t>(0, zone.zmin);
-        zone.xmax = std::min(size.x - 1, zone.xmax + xoffset);
-        zone.ymax = std::min(size.y - 1, zone.ymax + yoffset);
-        zone.zmax = std::min(size.z - 1, zone.zmax);
-    }
-    return zones;
+    // A missing "run_once" keeps the switch, and the has-run flag is cleared all the same (the
+    // binding alone leaves both when the key is missing).
+    m_runOnce.Reset(m_runOnce.Enabled());
+    CPNode::NodeInit();
 }
 
 namespace {
-
-// A long value; coordinates that huge offsets pushed beyond 32 bits are clamped.
-CValueLong* Long(int64_t value) {
-    return new CValueLong(static_cast<int32_t>(std::clamp<int64_t>(
-        value, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max())));
-}
 
 void SetKeys(CValueMap& map, int32_t xoffset, int32_t yoffset, bool is2d) {
     map.SetEntry("ID", new CValueString("ZoneList"));
@@ -98,22 +63,17 @@ void SetKeys(CValueMap& map, int32_t xoffset, int32_t yoffset, bool is2d) {
 void CPZoneList::Run() {
     const char* where = "(utility plugins) ZoneList::Run";
     if (m_runOnce.Skip()) return;
-    CValue* value = GetStackInput(0, false);
-    if (!value) throw CException(where, "input image is NULL");
-    if (!HoldsType<CImage>(value)) throw CException(where, "Invalid stack input 0");
-    const CImage* input = UnwrapPointer<CImage>(value, where);
-    if (!input) throw CException(where, "input image is NULL");
+    const CImage* input = InputImage(0, {.where = where, .notImage = "Invalid stack input 0"});
     const CSize size = input->Size();
     const bool is2d = size.z == 1;
 
     std::vector<SZone> zones;
-    int64_t maxLabel = 0;
     bool typed =
         DispatchType<IImage::CType::GREY_F, IImage::CType::GREY_8, IImage::CType::BINARY_FG,
                      IImage::CType::GREY_16, IImage::CType::GREY_32>(
             input->Type(), [&]<class T>(std::type_identity<T>) {
                 const T* data = input->Data<T>();
-                maxLabel = MaxLabel(data, input->Pixels());
+                const int64_t maxLabel = MaxLabel(data, input->Pixels());
                 if (maxLabel > MAX_LABEL)
                     throw CException(where,
                                      CString("label %1 is too large for a zone list (at most %2)")
@@ -128,44 +88,35 @@ void CPZoneList::Run() {
             });
     if (!typed) throw CException(where, "Invalid image type");
 
-    std::unique_ptr<CValue> output;
+    // The table has the corners, x before y; the maps have everything.
+    std::vector<SField> fields = {
+        {"label", true, false}, {"ax", true}, {"bx", true}, {"ay", true}, {"by", true}};
+    if (!is2d) fields.insert(fields.end(), {{"az", true}, {"bz", true}});
+    fields.insert(fields.end(), {{"width", true, false}, {"height", true, false}});
+    if (!is2d) fields.push_back({"depth", true, false});
+    auto fill = [&](int64_t i, double* cells) {
+        const SZone& zone = zones[static_cast<size_t>(i)];
+        *cells++ = static_cast<double>(i + 1);
+        for (int64_t value : {zone.box.xmin, zone.box.xmax, zone.box.ymin, zone.box.ymax})
+            *cells++ = static_cast<double>(value);
+        if (!is2d) {
+            *cells++ = static_cast<double>(zone.zmin);
+            *cells++ = static_cast<double>(zone.zmax);
+        }
+        *cells++ = static_cast<double>(zone.width);
+        *cells++ = static_cast<double>(zone.height);
+        if (!is2d) *cells = static_cast<double>(zone.depth);
+    };
+    const int64_t n = static_cast<int64_t>(zones.size());
     if (m_outputMode == "VALUEVECTOR") {
-        auto list = std::make_unique<CValueVector>();
-        for (size_t k = 0; k < zones.size(); ++k) {
-            const SZone& zone = zones[k];
-            auto entry = std::make_unique<CValueMap>();
-            entry->SetEntry("label", Long(static_cast<int64_t>(k) + 1));
-            entry->SetEntry("ax", Long(zone.xmin));
-            entry->SetEntry("ay", Long(zone.ymin));
-            entry->SetEntry("bx", Long(zone.xmax));
-            entry->SetEntry("by", Long(zone.ymax));
-            entry->SetEntry("width", Long(zone.width));
-            entry->SetEntry("height", Long(zone.height));
-            if (!is2d) {
-                entry->SetEntry("az", Long(zone.zmin));
-                entry->SetEntry("bz", Long(zone.zmax));
-                entry->SetEntry("depth", Long(zone.depth));
-            }
-            list->PushBack(std::move(entry));
-        }
+        std::unique_ptr<CValueVector> list = TableRecords(fields, n, fill);
         SetKeys(list->Meta(), m_xoffset, m_yoffset, is2d);
-        output = std::move(list);
+        SetStackOutput(0, std::move(list));
     } else {
-        const int64_t columns = is2d ? 4 : 6;
-        auto table = std::make_unique<CImage>(
-            IMAGE_GREY_F, CSize(columns, static_cast<int64_t>(zones.size()), 1));
-        float* row = table->Data<float>();
-        for (const SZone& zone : zones) {
-            const int64_t cells[6] = {zone.xmin, zone.xmax, zone.ymin,
-                                      zone.ymax, zone.zmin, zone.zmax};
-            for (int64_t c = 0; c < columns; ++c)
-                row[c] = static_cast<float>(cells[c]);
-            row += columns;
-        }
+        std::unique_ptr<CImage> table = TableImage(fields, n, fill);
         SetKeys(table->Attributes(), m_xoffset, m_yoffset, is2d);
-        output = OwnedImage(std::move(table));
+        SetStackOutput(0, OwnedImage(std::move(table)));
     }
-    SetStackOutput(0, std::move(output));
     m_runOnce.MarkDone();
 }
 

@@ -12,6 +12,7 @@
 #include "Describe.h"
 #include "Graph.h"
 #include "Host.h"
+#include "base/Interrupt.h"
 
 using namespace ORVA;
 using namespace orva;
@@ -84,13 +85,14 @@ void PrintValues(const std::vector<std::pair<std::string, const CValue*>>& value
     std::cout << CTextSerializer::ToText(map, 2) << std::endl;
 }
 
-void PrintTime(const SNode& node) {
-    double total = std::chrono::duration<double, std::milli>(node.time).count();
-    if (node.runs == 1)
-        std::fprintf(stderr, "time: %s %.3f ms\n", node.id.c_str(), total);
+void PrintTime(const CHostNode& node) {
+    double total = std::chrono::duration<double, std::milli>(node.Time()).count();
+    if (node.Runs() == 1)
+        std::fprintf(stderr, "time: %s %.3f ms\n", node.Id().c_str(), total);
     else
-        std::fprintf(stderr, "time: %s %ld runs, %.3f ms total, %.3f ms mean\n", node.id.c_str(),
-                     node.runs, total, node.runs ? total / static_cast<double>(node.runs) : 0.0);
+        std::fprintf(stderr, "time: %s %ld runs, %.3f ms total, %.3f ms mean\n", node.Id().c_str(),
+                     node.Runs(), total,
+                     node.Runs() ? total / static_cast<double>(node.Runs()) : 0.0);
 }
 
 int List(const SOptions& options) {
@@ -103,18 +105,17 @@ int List(const SOptions& options) {
 
 int Describe(const SOptions& options) {
     if (options.arguments.size() != 1) throw UsageError("describe takes one node");
-    std::unique_ptr<SNode> node = CreateNode(options.arguments[0], options.arguments[0]);
+    CHostNode node(options.arguments[0], options.arguments[0]);
     if (options.json)
-        std::cout << CTextSerializer::ToText(node->setup, 2) << std::endl;
+        std::cout << CTextSerializer::ToText(node.Setup(), 2) << std::endl;
     else
-        std::cout << TextPage(
-            SNodeHelp::FromSetup(node->setup, node->name.moduleName, node->name.node));
+        std::cout << TextPage(SNodeHelp::FromNode(node));
     return 0;
 }
 
 int Pipe(const SOptions& options) {
     // Every node is made and set before the first one runs.
-    std::vector<std::unique_ptr<SNode>> nodes;
+    std::vector<std::unique_ptr<CHostNode>> nodes;
     for (const std::string& argument : options.arguments) {
         if (argument == "!") {
             if (nodes.empty()) throw UsageError("a pipe starts with a node, not '!'");
@@ -123,22 +124,22 @@ int Pipe(const SOptions& options) {
             if (!nodes.empty()) nodes.pop_back();
             std::string id =
                 argument + (nodes.empty() ? "" : "#" + std::to_string(nodes.size() + 1));
-            nodes.push_back(CreateNode(id, argument));
+            nodes.push_back(std::make_unique<CHostNode>(id, argument));
         } else {
-            ApplySetting(*nodes.back(), argument);
+            nodes.back()->Apply(argument, {});
         }
     }
     if (nodes.empty()) throw UsageError("pipe needs a node");
     if (!nodes.back()) throw UsageError("a pipe ends with a node, not '!'");
 
     for (auto& node : nodes)
-        Initialise(*node);
+        node->Initialise();
     for (size_t i = 0; i < nodes.size(); ++i) {
-        if (i > 0) nodes[i]->node->SetStackInput(0, nodes[i - 1]->node->StackOutput(0));
-        RunNode(*nodes[i]);
+        if (i > 0) nodes[i]->Node().SetStackInput(0, nodes[i - 1]->Node().StackOutput(0));
+        nodes[i]->Run();
         if (options.time) PrintTime(*nodes[i]);
     }
-    CPNode& last = *nodes.back()->node;
+    CPNode& last = nodes.back()->Node();
     std::vector<std::pair<std::string, const CValue*>> outputs;
     for (int pin = 0; pin < last.StackOutputs(); ++pin)
         if (last.IsStackOutputSet(pin))
@@ -152,19 +153,32 @@ int RunGraph(const SOptions& options) {
     CGraph graph = CGraph::Load(options.arguments[0]);
     for (const std::string& setting : options.sets)
         graph.Set(setting);
-    std::vector<std::pair<std::string, std::pair<SNode*, int>>> prints;
+    std::vector<std::pair<std::string, std::pair<CHostNode*, int>>> prints;
     for (const std::string& reference : options.prints)
         prints.emplace_back(reference, graph.Find(reference));
 
     graph.Initialise();
-    graph.Run(options.repeat, options.repeat > 1 && isatty(STDERR_FILENO));
+    const bool progress = options.repeat > 1 && isatty(STDERR_FILENO);
+    for (long round = 0; round < options.repeat; ++round) {
+        graph.Run();
+        if (progress) {
+            constexpr int WIDTH = 40;
+            int done = static_cast<int>(WIDTH * (round + 1) / options.repeat);
+            std::fprintf(stderr, "\r[%s%s] %ld/%ld",
+                         std::string(static_cast<size_t>(done), '#').c_str(),
+                         std::string(static_cast<size_t>(WIDTH - done), '.').c_str(), round + 1,
+                         options.repeat);
+            if (round + 1 == options.repeat) std::fputc('\n', stderr);
+            std::fflush(stderr);
+        }
+    }
     if (options.time)
         for (const auto& node : graph.Nodes())
             PrintTime(*node);
     if (!prints.empty()) {
         std::vector<std::pair<std::string, const CValue*>> values;
         for (const auto& [reference, target] : prints)
-            values.emplace_back(reference, target.first->node->StackOutput(target.second));
+            values.emplace_back(reference, target.first->Node().StackOutput(target.second));
         PrintValues(values);
     }
     return 0;
@@ -182,20 +196,20 @@ int Doc(const SOptions& options) {
     std::vector<SNodeHelp> pages;
     std::vector<std::string> links;
     for (const std::string& name : names) {
-        std::unique_ptr<SNode> node;
+        std::unique_ptr<CHostNode> node;
         {
             // Deprecation warnings are for graphs that use a node, not for its help.
             std::ostringstream silence;
             std::streambuf* previous = std::cout.rdbuf(silence.rdbuf());
             try {
-                node = CreateNode(name, module + "::" + name);
+                node = std::make_unique<CHostNode>(name, module + "::" + name);
             } catch (const UsageError&) {
                 std::cout.rdbuf(previous);
                 continue;  // a name whose node is not part of the module
             }
             std::cout.rdbuf(previous);
         }
-        SNodeHelp help = SNodeHelp::FromSetup(node->setup, module, name);
+        SNodeHelp help = SNodeHelp::FromNode(*node);
         std::filesystem::path page = help.helpPage.empty() ? directory / ("P" + name) / "index.html"
                                                            : std::filesystem::path(help.helpPage);
         std::filesystem::create_directories(page.parent_path());
@@ -217,6 +231,8 @@ int main(int argc, char** argv) {
     }
     std::string command = argv[1];
     InstallRoot();  // sets ORVADIR for the nodes' default paths
+    // A signal stops running scripts cleanly, then ends orva by that signal.
+    InstallInterruptHandlers();
     try {
         SOptions options = ParseOptions(argc, argv);
         if (command == "list") return List(options);
@@ -225,6 +241,10 @@ int main(int argc, char** argv) {
         if (command == "run") return RunGraph(options);
         if (command == "doc") return Doc(options);
         throw UsageError("unknown command '" + command + "'");
+    } catch (const NodeFailure& failure) {
+        std::cout.flush();
+        std::cerr << "error: " << failure.what() << std::endl;
+        return 1;
     } catch (const UsageError& error) {
         std::cout.flush();
         std::cerr << "orva: " << error.what() << "\n(orva --help shows how to call it)"

@@ -1,5 +1,6 @@
 #include "PluginSdk/Node.h"
 
+#include "PluginSdk/SetupDocument.h"
 #include "base/Exception.h"
 #include "image/Extraction.h"
 #include "image/Image.h"
@@ -39,10 +40,22 @@ bool CPNode::TestInterface(const CString& name) {
            name == "CPNode";
 }
 
-void CPNode::NodeInit() {}
+void CPNode::GetPluginSetup(CValueMap& setup) {
+    CSetupDocument doc;
+    Declare(doc);
+    doc.WriteTo(setup);
+}
+
+void CPNode::NodeInit() {
+    CSetupDocument doc;
+    Declare(doc);
+    doc.ReadFrom(m_parameters);
+}
+
+void CPNode::Declare(CSetupDocument&) {}
 
 int CPNode::DebugLevel() {
-    return m_parameters.EntryLong("debug_level", 0);
+    return m_parameters.EntryLong(DEBUG_LEVEL_KEY, 0);
 }
 
 const CValueMap& CPNode::Parameters() const {
@@ -97,6 +110,23 @@ CValue* CPNode::GetStackInput(int pin, bool required) {
                         : nullptr;
     if (!value && required) throw CException("CPNode", CString("input %1 is empty").Arg(pin));
     return value;
+}
+
+const CImage* CPNode::InputImage(int pin, const SImageInput& rules) {
+    auto fail = [&](const char* message) {
+        CString text(message);
+        if (text.find("%1") != std::string::npos) text = text.Arg(pin);
+        throw CException(rules.where, text);
+    };
+    const CValue* value = GetStackInput(pin, false);
+    if (value && !HoldsType<CImage>(value)) {
+        if (!rules.notImage)
+            CValuePointerBase::RaiseExceptionBadType(rules.where, value, typeid(CImage));
+        fail(rules.notImage);
+    }
+    const CImage* image = value ? UnwrapPointer<CImage>(value, rules.where) : nullptr;
+    if (!image && !rules.optional) fail(rules.missing);
+    return image;
 }
 
 bool CPNode::HasStackInput(long pin) const {
@@ -185,8 +215,10 @@ std::unique_ptr<CValue> CPNode::PassOnCopy(const CValue* input) {
 
 CValueMap ParameterValues(const CValueMap& setup, const CValueMap& settings) {
     CValueMap values;
-    if (const CValue* declared = setup.Entry("parameters"); declared && declared->Map()) values = *declared->Map();
-    for (const auto& [key, entry] : settings) values.SetEntry(key, entry->CloneUnique());
+    if (const CValue* declared = setup.Entry("parameters"); declared && declared->Map())
+        values = *declared->Map();
+    for (const auto& [key, entry] : settings)
+        values.SetEntry(key, entry->CloneUnique());
     return values;
 }
 

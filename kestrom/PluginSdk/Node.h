@@ -10,6 +10,22 @@
 
 namespace ORVA {
 
+class CSetupDocument;
+class CImage;
+
+// How a node takes an image input, and the messages (at `where`) for what it cannot take. A
+// "%1" in a message is the pin number.
+struct SImageInput {
+    const char* where;
+    // An empty pin, or a value holding a null image.
+    const char* missing = "input image is NULL";
+    // A value that holds something else than an image; null for the framework's "expected a
+    // value holding CImage, but found ..." message.
+    const char* notImage = nullptr;
+    // An optional pin gives no image, rather than `missing`, when it is empty or null.
+    bool optional = false;
+};
+
 class TARSEL_API IObject {
   public:
     virtual ~IObject();
@@ -35,6 +51,11 @@ class TARSEL_API IVectorizable {
 // setup document, hands it the parameter map (Init), lets it read its parameters (NodeInit)
 // and then, per execution, places inputs and calls Run, which leaves results on the outputs.
 //
+// A node declares itself once, in Declare: identity, texts, pins, and each parameter bound to
+// its member. The setup document (GetPluginSetup) and the reads of NodeInit come from that
+// declaration unless the node overrides them; a node whose NodeInit does more calls
+// CPNode::NodeInit first.
+//
 // Inputs are borrowed from the host. Outputs are owned by the node until the host takes them,
 // and stay until they are replaced: a Run that sets no output leaves the previous one.
 class TARSEL_API CPNode : public IPluginObject, public IVectorizable {
@@ -48,15 +69,16 @@ class TARSEL_API CPNode : public IPluginObject, public IVectorizable {
 
     // ---- the virtual operations, in slot order ----
     void SetInstance(const char* name) override;
-    void GetPluginSetup(CValueMap& setup) override = 0;
+    // Writes the document of the node's declaration.
+    void GetPluginSetup(CValueMap& setup) override;
     // Replaces the parameter map by a copy of `parameters` (an empty map for null).
     void Init(const CValueMap* parameters) override;
     // Whether the node implements the named interface ("IObject", "IPluginObject",
     // "IVectorizable", "CPNode").
     virtual bool TestInterface(const CString& name);
-    // Refreshes the parameter members from Parameters(); nodes without parameters keep this.
+    // Refreshes the members bound in the declaration from Parameters().
     virtual void NodeInit();
-    // The parameter "debug_level" (long, 0): AddDebugData keeps data up to this level.
+    // The parameter DEBUG_LEVEL_KEY (long, 0): AddDebugData keeps data up to this level.
     virtual int DebugLevel();
     virtual const CValueMap& Parameters() const;
     virtual CValueMap& Parameters();
@@ -71,6 +93,11 @@ class TARSEL_API CPNode : public IPluginObject, public IVectorizable {
     virtual void DeleteData();
 
   public:
+    // The node's declaration (see CSetupDocument); nodes that declare nothing keep this.
+    virtual void Declare(CSetupDocument& doc);
+
+    static constexpr const char* DEBUG_LEVEL_KEY = "debug_level";
+
     // The node's state: its parameter map and instance name.
     CValueVector* Vectorize() const override;
     void Devectorize(const CValueVector* state) override;
@@ -78,6 +105,8 @@ class TARSEL_API CPNode : public IPluginObject, public IVectorizable {
     // ---- pins, as the node sees them ----
     // The value on input `pin`, or null when it is empty. With `required` an empty pin throws.
     CValue* GetStackInput(int pin, bool required = false);
+    // The image on input `pin`, checked by `rules`; null only for an optional pin.
+    const CImage* InputImage(int pin, const SImageInput& rules);
     bool HasStackInput(long pin) const;
     // One more than the highest input pin the host has placed.
     long StackInputs() const;

@@ -37,11 +37,7 @@ value_list RunPlugin(const std::string& address, const std::vector<value>& input
     node->SetInstance(target.node.c_str());
     CValueMap setup;
     node->GetPluginSetup(setup);
-    CValueMap values;
-    if (const CValue* declared = setup.Entry("parameters"); declared && declared->Map())
-        values = *declared->Map();
-    for (const auto& [key, entry] : parameters)
-        values.SetEntry(key, entry->CloneUnique());
+    CValueMap values = ParameterValues(setup, parameters);
     node->Init(&values);
     node->NodeInit();
     for (size_t pin = 0; pin < inputs.size(); ++pin)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 
 #include "Value/Pointer.h"
 #include "base/Exception.h"
@@ -13,6 +14,29 @@ namespace ORVA {
 
 CSetupDocument::CParameter& CSetupDocument::CParameter::Type(std::string word) {
     m_type = std::move(word);
+    return *this;
+}
+
+CSetupDocument::CParameter& CSetupDocument::CParameter::DoubleOrLong() {
+    m_type = "double or long";
+    m_doubleOrLong = true;
+    return *this;
+}
+
+CSetupDocument::CParameter& CSetupDocument::CParameter::Range(double minimum, double maximum) {
+    m_minimum = minimum;
+    m_maximum = maximum;
+    return *this;
+}
+
+CSetupDocument::CParameter& CSetupDocument::CParameter::Minimum(double minimum) {
+    m_minimum = minimum;
+    return *this;
+}
+
+CSetupDocument::CParameter& CSetupDocument::CParameter::OneOf(
+    std::initializer_list<int64_t> values) {
+    m_allowed.assign(values);
     return *this;
 }
 
@@ -65,10 +89,90 @@ CSetupDocument::CPin& CSetupDocument::CPin::Label(std::string label) {
     return *this;
 }
 
+CSetupDocument::IBinding::~IBinding() = default;
+
+std::unique_ptr<CValue> CSetupDocument::CParameter::MakeValue(bool value) {
+    return std::make_unique<CValueBool>(value);
+}
+
+std::unique_ptr<CValue> CSetupDocument::CParameter::MakeValue(const std::string& value) {
+    return std::make_unique<CValueString>(value);
+}
+
+std::unique_ptr<CValue> CSetupDocument::CParameter::MakeValue(const char* value) {
+    return std::make_unique<CValueString>(value ? value : "");
+}
+
+std::unique_ptr<CValue> CSetupDocument::CParameter::MakeValue(int64_t value) {
+    // The document holds longs of 32 bits; wider members show their value clamped.
+    int64_t clamped = std::clamp<int64_t>(value, std::numeric_limits<int32_t>::min(),
+                                          std::numeric_limits<int32_t>::max());
+    return std::make_unique<CValueLong>(static_cast<int32_t>(clamped));
+}
+
+std::unique_ptr<CValue> CSetupDocument::CParameter::MakeValue(double value) {
+    return std::make_unique<CValueDouble>(value);
+}
+
+std::unique_ptr<CValue> CSetupDocument::CParameter::Value() const {
+    if (m_binding) return m_binding->Value();
+    return m_value ? m_value->CloneUnique() : nullptr;
+}
+
+CValue::EnValType CSetupDocument::CParameter::Kind() const {
+    if (m_value) return m_value->GenericType();
+    return m_binding ? m_binding->Value()->GenericType() : CValue::VAL_NULL;
+}
+
+const CValue* CSetupDocument::CParameter::HintValue(std::string_view key) const {
+    for (const auto& [name, value] : m_hints)
+        if (name == key) return value.get();
+    return nullptr;
+}
+
+std::vector<std::string> CSetupDocument::CParameter::AllowedValues() const {
+    const CValue* list = HintValue("val/enValues");
+    return list ? SplitAllowedValues(list->String()) : std::vector<std::string>();
+}
+
+std::vector<std::string> SplitAllowedValues(std::string_view list) {
+    std::vector<std::string> values;
+    size_t begin = 0;
+    while (begin <= list.size()) {
+        size_t end = std::min(list.find(',', begin), list.size());
+        std::string_view entry = list.substr(begin, end - begin);
+        entry.remove_prefix(std::min(entry.find_first_not_of(' '), entry.size()));
+        entry.remove_suffix(entry.size() - (entry.find_last_not_of(' ') + 1));
+        if (!entry.empty()) values.emplace_back(entry);
+        begin = end + 1;
+    }
+    return values;
+}
+
+bool IsAllowedValue(std::string_view list, std::string_view value) {
+    for (const std::string& entry : SplitAllowedValues(list))
+        if (entry == value) return true;
+    return false;
+}
+
 // ---- declarations ----
 
-CSetupDocument::CSetupDocument(std::string pluginType, std::string subType, std::string name)
-    : m_pluginType(std::move(pluginType)), m_subType(std::move(subType)), m_name(std::move(name)) {}
+CSetupDocument::CSetupDocument(std::string pluginType, std::string subType, std::string name) {
+    Identity(std::move(pluginType), std::move(subType), std::move(name));
+}
+
+CSetupDocument& CSetupDocument::Identity(std::string pluginType, std::string subType,
+                                         std::string name) {
+    m_pluginType = std::move(pluginType);
+    m_subType = std::move(subType);
+    m_name = std::move(name);
+    return *this;
+}
+
+CSetupDocument& CSetupDocument::KeepsState() {
+    m_keepsState = true;
+    return *this;
+}
 
 CSetupDocument& CSetupDocument::Minimal() {
     m_minimal = true;
@@ -109,51 +213,75 @@ CSetupDocument& CSetupDocument::HelpPage(std::string_view module, std::string_vi
     return *this;
 }
 
-CSetupDocument::CParameter& CSetupDocument::Add(std::string key, std::unique_ptr<CValue> value,
-                                                std::string type, std::string text) {
+CSetupDocument::CParameter& CSetupDocument::Add(std::string key, std::string type,
+                                                std::string text) {
     CParameter& parameter = m_parameters.emplace_back();
     parameter.m_key = std::move(key);
-    parameter.m_value = std::move(value);
     parameter.m_type = std::move(type);
     parameter.m_text = std::move(text);
     return parameter;
 }
 
-CSetupDocument::CParameter& CSetupDocument::Parameter(std::string key, bool value,
-                                                      std::string text) {
-    return Add(std::move(key), std::make_unique<CValueBool>(value), "bool", std::move(text));
+const char* CSetupDocument::KindWord(CValue::EnValType kind) {
+    switch (kind) {
+        case CValue::VAL_BOOL:
+            return "bool";
+        case CValue::VAL_LONG:
+            return "long";
+        case CValue::VAL_DOUBLE:
+            return "double";
+        case CValue::VAL_STRING:
+            return "string";
+        default:
+            return "value";
+    }
 }
 
-CSetupDocument::CParameter& CSetupDocument::Parameter(std::string key, std::string value,
-                                                      std::string text) {
-    return Add(std::move(key), std::make_unique<CValueString>(std::move(value)), "string",
-               std::move(text));
+CSetupDocument::CParameter& CSetupDocument::Bind(std::string key, std::unique_ptr<IBinding> binding,
+                                                 std::string text) {
+    const char* word = KindWord(binding->Value()->GenericType());
+    CParameter& parameter = Add(std::move(key), word, std::move(text));
+    parameter.m_binding = std::move(binding);
+    return parameter;
 }
 
-CSetupDocument::CParameter& CSetupDocument::Parameter(std::string key,
-                                                      std::unique_ptr<CValue> value,
-                                                      std::string text) {
-    if (!value) value = std::make_unique<CValueNull>();
-    return Add(std::move(key), std::move(value), "value", std::move(text));
+CSetupDocument::CParameter& CSetupDocument::Declared(std::string key, std::unique_ptr<CValue> value,
+                                                     EnRead read, std::string text) {
+    CParameter& parameter = Add(std::move(key), KindWord(value->GenericType()), std::move(text));
+    parameter.m_value = std::move(value);
+    parameter.m_read = read;
+    return parameter;
 }
 
-CSetupDocument::CParameter& CSetupDocument::AddLong(std::string key, int64_t value,
-                                                    std::string text) {
-    // The document holds longs of 32 bits; wider members show their value clamped.
-    int64_t clamped = std::clamp<int64_t>(value, std::numeric_limits<int32_t>::min(),
-                                          std::numeric_limits<int32_t>::max());
-    return Add(std::move(key), std::make_unique<CValueLong>(static_cast<int32_t>(clamped)), "long",
-               std::move(text));
+CSetupDocument::CParameter& CSetupDocument::UndocumentedReadInRun(std::string key,
+                                                                  CValue::EnValType kind) {
+    std::unique_ptr<CValue> value;
+    switch (kind) {
+        case CValue::VAL_BOOL:
+            value = std::make_unique<CValueBool>(false);
+            break;
+        case CValue::VAL_LONG:
+            value = std::make_unique<CValueLong>(0);
+            break;
+        case CValue::VAL_DOUBLE:
+            value = std::make_unique<CValueDouble>(0.0);
+            break;
+        case CValue::VAL_STRING:
+            value = std::make_unique<CValueString>();
+            break;
+        default:
+            value = std::make_unique<CValueNull>();
+    }
+    CParameter& parameter = Declared(std::move(key), std::move(value), EnRead::RUN, {});
+    parameter.m_documented = false;
+    parameter.m_order = -2;
+    return parameter;
 }
 
-CSetupDocument::CParameter& CSetupDocument::AddDouble(std::string key, double value,
-                                                      std::string text) {
-    return Add(std::move(key), std::make_unique<CValueDouble>(value), "double", std::move(text));
-}
-
-CSetupDocument::CParameter& CSetupDocument::ParameterText(std::string key, std::string type,
-                                                          std::string text, bool createEntry) {
-    CParameter& parameter = Add(std::move(key), nullptr, std::move(type), std::move(text));
+CSetupDocument::CParameter& CSetupDocument::DocumentationOnly(std::string key, std::string type,
+                                                              std::string text, bool createEntry) {
+    CParameter& parameter = Add(std::move(key), std::move(type), std::move(text));
+    parameter.m_read = EnRead::NEVER;
     parameter.m_createEntry = createEntry;
     parameter.m_order = -2;
     return parameter;
@@ -175,10 +303,46 @@ CSetupDocument::CPin& CSetupDocument::Output(int pin, std::string text, EnPinKin
     return entry;
 }
 
+// ---- queries ----
+
+const CSetupDocument::CParameter* CSetupDocument::FindParameter(std::string_view key) const {
+    for (const CParameter& parameter : m_parameters)
+        if (parameter.m_key == key && !parameter.DocumentationOnly()) return &parameter;
+    return nullptr;
+}
+
+std::vector<const CSetupDocument::CParameter*> CSetupDocument::ReadParameters() const {
+    std::vector<const CParameter*> read;
+    for (const CParameter& parameter : m_parameters)
+        if (parameter.m_read != EnRead::NEVER) read.push_back(&parameter);
+    return read;
+}
+
+std::map<int, const CSetupDocument::CParameter*> CSetupDocument::DisplayOrder() const {
+    std::map<int, const CParameter*> places;
+    int next = 0;
+    for (const CParameter& parameter : m_parameters) {
+        if (parameter.m_order == -2) continue;
+        places[parameter.m_order >= 0 ? parameter.m_order : next++] = &parameter;
+    }
+    return places;
+}
+
+void CSetupDocument::ReadFrom(const CValueMap& parameters) const {
+    for (const CParameter& parameter : m_parameters)
+        if (parameter.m_binding && parameter.m_read == EnRead::NODE_INIT)
+            parameter.m_binding->Read(parameters.Entry(parameter.m_key), parameter.m_fallback.get(),
+                                      parameter.m_doubleOrLong);
+}
+
 // ---- writing ----
 
+std::string CSetupDocument::TypeSentence(std::string_view word) {
+    return "The type of this parameter is of type " + std::string(word) + ". ";
+}
+
 std::string CSetupDocument::ParameterDescription(const CParameter& parameter) const {
-    return "The type of this parameter is of type " + parameter.m_type + ". " + parameter.m_text;
+    return TypeSentence(parameter.m_type) + parameter.m_text;
 }
 
 std::string CSetupDocument::Description() const {
@@ -197,7 +361,8 @@ std::string CSetupDocument::Description() const {
     for (const CPin& pin : m_outputs)
         if (!pin.m_text.empty()) add("OUTPUT " + std::to_string(pin.m_pin), pin.m_text);
     for (const CParameter& parameter : m_parameters)
-        add("PARAMETER " + parameter.m_key, ParameterDescription(parameter));
+        if (parameter.m_documented)
+            add("PARAMETER " + parameter.m_key, ParameterDescription(parameter));
     if (!m_keywords.empty()) {
         std::string joined;
         for (const std::string& keyword : m_keywords)
@@ -254,8 +419,8 @@ void CSetupDocument::WriteTo(CValueMap& setup) const {
     // 2. parameters with their current values and hints
     auto parameters = std::make_unique<CValueMap>();
     for (const CParameter& parameter : m_parameters) {
-        if (!parameter.m_value) continue;
-        std::unique_ptr<CValue> value = parameter.m_value->CloneUnique();
+        if (!parameter.m_documented || parameter.DocumentationOnly()) continue;
+        std::unique_ptr<CValue> value = parameter.Value();
         for (const auto& [key, hint] : parameter.m_hints)
             value->Meta().SetEntry(key, hint->CloneUnique());
         parameters->SetEntry(parameter.m_key, std::move(value));
@@ -263,14 +428,10 @@ void CSetupDocument::WriteTo(CValueMap& setup) const {
     setup.SetEntry("parameters", std::move(parameters));
 
     // 3. display order
-    if (!m_minimal) {
-        int next = 0;
-        for (const CParameter& parameter : m_parameters) {
-            if (parameter.m_order == -2) continue;
-            int place = parameter.m_order >= 0 ? parameter.m_order : next++;
-            setup.SetEntry("gui/order/" + std::to_string(place), new CValueString(parameter.m_key));
-        }
-    }
+    if (!m_minimal)
+        for (const auto& [place, parameter] : DisplayOrder())
+            setup.SetEntry("gui/order/" + std::to_string(place),
+                           new CValueString(parameter->m_key));
 
     // 4. pins
     WritePins(setup, "inputs", m_inputs);
@@ -282,9 +443,11 @@ void CSetupDocument::WriteTo(CValueMap& setup) const {
 
     // 6. fill in what the entries do not already say
     for (const CParameter& parameter : m_parameters) {
+        if (!parameter.m_documented) continue;
         std::string key = "parameters/" + parameter.m_key;
-        CValue* entry = parameter.m_value || parameter.m_createEntry ? setup.Entry(key, true)
-                                                                     : setup.Entry(key);
+        CValue* entry = !parameter.DocumentationOnly() || parameter.m_createEntry
+                            ? setup.Entry(key, true)
+                            : setup.Entry(key);
         if (entry && !entry->Meta().HasEntry("desc"))
             entry->Meta().SetEntry("desc", new CValueString(ParameterDescription(parameter)));
     }

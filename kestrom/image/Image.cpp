@@ -2,8 +2,10 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "base/Exception.h"
+#include "base/Memory.h"
 
 namespace ORVA {
 
@@ -32,23 +34,38 @@ size_t ImageBytes(IImage::CType type, const CSize& size, int64_t* pixels) {
     return static_cast<size_t>(bytes);
 }
 
+// Pixels for an image of `type` and `size`, zeroed or not.
+CBuffer PixelBuffer(IImage::CType type, const CSize& size, int64_t* pixels, bool zeroed) {
+    const size_t bytes = ImageBytes(type, size, pixels);
+    CImage::CheckMemory(type, size, "CImage");
+    return CBuffer(bytes, zeroed);
+}
+
 }  // namespace
 
 // ---- CBuffer ----
 
-CBuffer::CBuffer() : CBuffer(0, true) {}
+namespace {
+// What a buffer of no bytes points to.
+alignas(CBuffer::ALIGNMENT) uint8_t g_nothing[CBuffer::ALIGNMENT];
+}  // namespace
 
-CBuffer::CBuffer(size_t bytes, bool zeroed) {
-    if (bytes > SIZE_MAX - 2 * ALIGNMENT)
-        throw CException("CBuffer", CString("cannot allocate %1 bytes").Arg(bytes));
-    // One alignment's worth of slack to align the start; calloc leaves fresh pages untouched.
-    size_t total = bytes + ALIGNMENT;
-    m_block = zeroed ? std::calloc(total, 1) : std::malloc(total);
-    if (!m_block)
-        throw CException("CBuffer", CString("cannot allocate %1 bytes: out of memory").Arg(bytes));
-    auto address = reinterpret_cast<uintptr_t>(m_block);
-    m_data = reinterpret_cast<uint8_t*>((address + ALIGNMENT - 1) & ~uintptr_t(ALIGNMENT - 1));
+CBuffer::CBuffer() : m_data(g_nothing) {}
+
+CBuffer::CBuffer(size_t bytes, bool zeroed) : m_data(g_nothing) {
+    if (bytes) m_data = static_cast<uint8_t*>(CMemoryPool::Allocate(bytes, zeroed, m_capacity));
     m_size = bytes;
+}
+
+CBuffer::CBuffer(uint8_t* data, size_t bytes, std::shared_ptr<void> keeper)
+    : m_data(data), m_size(bytes), m_keeper(std::move(keeper)) {
+    if (!IsForeign()) throw CException("CBuffer", "foreign memory needs a keeper");
+    if (!m_data) {
+        if (bytes)
+            throw CException("CBuffer", CString("no foreign memory for %1 bytes").Arg(bytes));
+        static uint8_t none;
+        m_data = &none;
+    }
 }
 
 CBuffer::CBuffer(const CBuffer& other) : CBuffer(other.m_size, false) {
@@ -56,11 +73,10 @@ CBuffer::CBuffer(const CBuffer& other) : CBuffer(other.m_size, false) {
 }
 
 CBuffer::CBuffer(CBuffer&& other) noexcept
-    : m_block(other.m_block), m_data(other.m_data), m_size(other.m_size) {
-    other.m_block = nullptr;
-    other.m_data = nullptr;
-    other.m_size = 0;
-}
+    : m_data(std::exchange(other.m_data, g_nothing)),
+      m_size(std::exchange(other.m_size, 0)),
+      m_capacity(std::exchange(other.m_capacity, 0)),
+      m_keeper(std::move(other.m_keeper)) {}
 
 CBuffer& CBuffer::operator=(const CBuffer& other) {
     if (this != &other) *this = CBuffer(other);
@@ -69,23 +85,35 @@ CBuffer& CBuffer::operator=(const CBuffer& other) {
 
 CBuffer& CBuffer::operator=(CBuffer&& other) noexcept {
     if (this != &other) {
-        std::free(m_block);
-        m_block = other.m_block;
-        m_data = other.m_data;
-        m_size = other.m_size;
-        other.m_block = nullptr;
-        other.m_data = nullptr;
-        other.m_size = 0;
+        Free();
+        m_data = std::exchange(other.m_data, g_nothing);
+        m_size = std::exchange(other.m_size, 0);
+        m_capacity = std::exchange(other.m_capacity, 0);
+        m_keeper = std::move(other.m_keeper);
     }
     return *this;
 }
 
 CBuffer::~CBuffer() {
-    std::free(m_block);
+    Free();
+}
+
+void CBuffer::Free() noexcept {
+    if (m_capacity) CMemoryPool::Free(m_data, m_capacity);
+    m_capacity = 0;
+    m_keeper.reset();
 }
 
 void CBuffer::Set(int byte) {
     if (m_size) std::memset(m_data, byte, m_size);
+}
+
+std::shared_ptr<uint8_t> CBuffer::Share() {
+    if (!IsForeign()) {
+        auto owner = std::make_shared<CBuffer>(std::move(*this));
+        *this = CBuffer(owner->Data(), owner->Size(), owner);
+    }
+    return std::shared_ptr<uint8_t>(m_keeper, m_data);
 }
 
 // ---- CImage ----
@@ -95,7 +123,7 @@ IImage::~IImage() = default;
 CImage::CImage() : CImage(IMAGE_GREY_8, CSize(0, 0, 0)) {}
 
 CImage::CImage(CType type, const CSize& size, const CSize& border)
-    : m_type(type), m_size(size), m_buffer(ImageBytes(type, size, &m_pixels), true) {
+    : m_type(type), m_size(size), m_buffer(PixelBuffer(type, size, &m_pixels, true)) {
     if (border != CSize(0, 0, 0))
         throw CException(
             "CImage",
@@ -103,11 +131,28 @@ CImage::CImage(CType type, const CSize& size, const CSize& border)
 }
 
 CImage::CImage(CType type, const CSize& size, const CSize& border, NoInit)
-    : m_type(type), m_size(size), m_buffer(ImageBytes(type, size, &m_pixels), false) {
+    : m_type(type), m_size(size), m_buffer(PixelBuffer(type, size, &m_pixels, false)) {
     if (border != CSize(0, 0, 0))
         throw CException(
             "CImage",
             CString("image borders are not supported (border %1)").Arg(border.ToString()));
+}
+
+CImage::CImage(CType type, const CSize& size, CBuffer pixels)
+    : m_type(type), m_size(size), m_buffer(std::move(pixels)) {
+    const size_t bytes = ImageBytes(type, size, &m_pixels);
+    if (m_buffer.Size() != bytes)
+        throw CException("CImage", CString("%1 bytes cannot hold an image of size %2 of %3 (%4 "
+                                           "bytes)")
+                                       .Arg(m_buffer.Size())
+                                       .Arg(size.ToString())
+                                       .Arg(type.Name())
+                                       .Arg(bytes));
+    if (reinterpret_cast<uintptr_t>(m_buffer.Data()) % type.ElementSize() != 0)
+        throw CException("CImage", CString("pixels at an address not aligned to the %1-byte "
+                                           "samples of %2")
+                                       .Arg(type.ElementSize())
+                                       .Arg(type.Name()));
 }
 
 CImage::CImage(const CImage& other) = default;
@@ -122,7 +167,7 @@ CImage& CImage::operator=(const CImage& other) {
 
 void CImage::Retype(CType type) {
     int64_t pixels = 0;
-    CBuffer buffer(ImageBytes(type, m_size, &pixels), true);
+    CBuffer buffer = PixelBuffer(type, m_size, &pixels, true);
     m_buffer = std::move(buffer);
     m_type = type;
 }
@@ -133,10 +178,18 @@ void CImage::Resize(const CSize& size, const CSize& border) {
             "CImage",
             CString("image borders are not supported (border %1)").Arg(border.ToString()));
     int64_t pixels = 0;
-    CBuffer buffer(ImageBytes(m_type, size, &pixels), true);
+    CBuffer buffer = PixelBuffer(m_type, size, &pixels, true);
     m_buffer = std::move(buffer);
     m_size = size;
     m_pixels = pixels;
+}
+
+void CImage::CheckMemory(CType type, const CSize& size, const char* where) {
+    int64_t pixels = 0;
+    const size_t bytes = ImageBytes(type, size, &pixels);
+    if (!CMemoryPool::Fits(bytes))
+        ORVA::CheckMemory(bytes, where,
+                          CString("an %1 image of size %2").Arg(type.Name()).Arg(size.ToString()));
 }
 
 CImage* CImage::Clone(int) const {

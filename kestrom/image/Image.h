@@ -12,8 +12,11 @@
 
 namespace ORVA {
 
-// An owned block of bytes whose start is aligned to 64 bytes. It is never without memory,
-// so Data() is a valid address even for zero bytes.
+// A block of pixel bytes. Blocks the framework allocates start at an address aligned to 64
+// bytes (ALIGNMENT). A buffer can also adopt memory someone else owns (a numpy array, a frame of
+// a camera driver): it then points into that memory, which only needs the alignment of the
+// samples read from it, and holds a keeper whose release frees it. A buffer is never without
+// memory, so Data() is a valid address even for zero bytes.
 class TARSEL_API CBuffer {
   public:
     static constexpr size_t ALIGNMENT = 64;
@@ -21,6 +24,12 @@ class TARSEL_API CBuffer {
     CBuffer();
     // Throws CException when the memory cannot be had.
     CBuffer(size_t bytes, bool zeroed);
+    // Foreign memory: `bytes` bytes at `data`, alive while `keeper` (or a copy of it) is. The
+    // keeper is released when the last buffer holding it goes; a release callback fits in it as
+    //     std::shared_ptr<void>(nullptr, [](void*) { release(); })
+    // and runs exactly once. Null `data` with bytes, or a null keeper, throws CException.
+    CBuffer(uint8_t* data, size_t bytes, std::shared_ptr<void> keeper);
+    // Copies are deep and owned by the framework, whatever the source's memory is.
     CBuffer(const CBuffer& other);
     CBuffer(CBuffer&& other) noexcept;
     CBuffer& operator=(const CBuffer& other);
@@ -30,13 +39,24 @@ class TARSEL_API CBuffer {
     uint8_t* Data() noexcept { return m_data; }
     const uint8_t* Data() const noexcept { return m_data; }
     size_t Size() const noexcept { return m_size; }
+    // Whether the bytes are foreign memory held by a keeper (one that holds a null pointer and
+    // a deleter counts).
+    bool IsForeign() const noexcept { return m_keeper.use_count() > 0; }
     // Sets every byte to `byte`.
     void Set(int byte);
 
+    // The bytes with shared ownership, without a copy: afterwards this buffer and the returned
+    // pointer both keep them alive, and they are freed when the last of them goes. Data() does
+    // not change.
+    std::shared_ptr<uint8_t> Share();
+
   private:
-    void* m_block = nullptr;
-    uint8_t* m_data = nullptr;
+    void Free() noexcept;
+
+    uint8_t* m_data;
     size_t m_size = 0;
+    size_t m_capacity = 0;  // of a block of the framework's allocator (CMemoryPool); 0 for none
+    std::shared_ptr<void> m_keeper;
 };
 
 class IAccess;
@@ -55,6 +75,10 @@ class TARSEL_API CImage : public IImage {
     // extents, sizes whose byte count overflows and failed allocations throw CException.
     CImage(CType type, const CSize& size, const CSize& border = CSize(0, 0, 0));
     CImage(CType type, const CSize& size, const CSize& border, NoInit);
+    // An image over `pixels`, which must hold exactly the bytes of `type` at `size` in the
+    // layout above, starting at an address aligned to the type's samples (CException
+    // otherwise). Foreign memory (see CBuffer) is used in place, without a copy.
+    CImage(CType type, const CSize& size, CBuffer pixels);
     // Deep copy of pixels and attributes.
     CImage(const CImage& other);
     CImage(CImage&& other) noexcept;
@@ -71,6 +95,10 @@ class TARSEL_API CImage : public IImage {
     void Retype(CType type);
     // Another size; the pixels start again at zero.
     void Resize(const CSize& size, const CSize& border = CSize(0, 0, 0));
+    // Throws CException at `where` when an image of `type` and `size` would take the memory in
+    // use above the limit (see CheckMemory). Nodes call it before they make an accumulator whose
+    // size a parameter sets; every constructor calls it too, at the location "CImage".
+    static void CheckMemory(CType type, const CSize& size, const char* where);
     // A new deep copy (every strategy copies: an image has no pointees of its own).
     CImage* Clone(int strategy = OWNERSHIP_DEFAULT) const;
     std::unique_ptr<IAccess> CreateAccess() const;
@@ -83,6 +111,9 @@ class TARSEL_API CImage : public IImage {
     const uint8_t* Bytes() const noexcept { return m_buffer.Data(); }
     CBuffer& Buffer() noexcept { return m_buffer; }
     const CBuffer& Buffer() const noexcept { return m_buffer; }
+    // The pixels with shared ownership, for a foreign owner (a numpy array) that may outlive
+    // the image: no copy, and the image keeps using the same bytes (CBuffer::Share).
+    std::shared_ptr<uint8_t> SharePixels() { return m_buffer.Share(); }
 
     // The samples as T, which must match the pixel type's sample (throws CException).
     template <class T>

@@ -10,14 +10,12 @@ namespace {
 // Output 0: input 0 passed on, its string with "suffix" appended when it is a string.
 class CPEcho : public CPNode {
   public:
-    void GetPluginSetup(CValueMap& setup) override {
-        CSetupDocument doc("Image", "Utility", "Echo");
+    void Declare(CSetupDocument& doc) override {
+        doc.Identity("Image", "Utility", "Echo");
         doc.Parameter("suffix", m_suffix, "appended to strings");
-        doc.Input(0, "anything");
-        doc.Output(0, "the same");
-        doc.WriteTo(setup);
+        doc.Input(0, "anything", CSetupDocument::PIN_VALUE);
+        doc.Output(0, "the same", CSetupDocument::PIN_VALUE);
     }
-    void NodeInit() override { m_suffix = Parameters().EntryString("suffix", m_suffix); }
     void Run() override {
         CValue* input = GetStackInput(0);
         if (!input) throw CException("(test plugins) Echo::Run", "input is NULL");
@@ -31,7 +29,8 @@ class CPEcho : public CPNode {
     std::string m_suffix = "!";
 };
 
-// Output 0 borrows an image the node keeps; output 2 is set, output 1 is not.
+// Output 0 borrows an image the node keeps; output 2 is set, output 1 is not. Its document is
+// written by hand, without a declaration, as older nodes do.
 class CPKeeper : public CPNode {
   public:
     void GetPluginSetup(CValueMap& setup) override {
@@ -51,8 +50,9 @@ class CPKeeper : public CPNode {
 // Output 0: an image value made by this module's code.
 class CPMaker : public CPNode {
   public:
-    void GetPluginSetup(CValueMap& setup) override {
-        CSetupDocument("Image", "Utility", "Maker").WriteTo(setup);
+    void Declare(CSetupDocument& doc) override {
+        doc.Identity("Image", "Utility", "Maker");
+        doc.Output(0, "a new image");
     }
     void Run() override {
         SetStackOutput(
@@ -63,14 +63,14 @@ class CPMaker : public CPNode {
 // Output 0: a copy of the node's parameter map, as the host set it.
 class CPParams : public CPNode {
   public:
-    void GetPluginSetup(CValueMap& setup) override {
-        CSetupDocument doc("Generic", "Utility", "Params");
-        doc.Parameter("count", 1, "a declared long");
-        doc.Parameter("scale", 1.0, "a declared double");
-        doc.Parameter("flag", false, "a declared bool");
-        doc.Parameter("name", "x", "a declared string");
+    void Declare(CSetupDocument& doc) override {
+        doc.Identity("Generic", "Utility", "Params");
+        doc.ParameterReadInRun("count", 1, "a declared long");
+        doc.ParameterReadInRun("scale", 1.0, "a declared double");
+        doc.ParameterReadInRun("flag", false, "a declared bool");
+        doc.ParameterReadInRun("name", "x", "a declared string");
+        doc.ParameterReadInRun("ratio", 0.5, "a double or a long").DoubleOrLong();
         doc.Output(0, "the parameters", CSetupDocument::PIN_MAP);
-        doc.WriteTo(setup);
     }
     void Run() override { SetStackOutput(0, new CValueMap(Parameters())); }
 };

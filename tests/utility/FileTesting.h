@@ -1,14 +1,15 @@
 #pragma once
 
 // Helpers for the tests of the nodes that read and write files: a directory of the test's own,
-// whole files as bytes, environment variables set for one test, and parameter maps written
-// inline.
+// whole files as bytes, pipes, environment variables set for one test, and parameter maps
+// written inline.
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 
 #include "NodeTesting.h"
@@ -47,6 +48,32 @@ inline std::string Replaced(std::string text, const std::string& value,
         text.replace(at, value.size(), placeholder);
     return text;
 }
+
+// A pipe holding `bytes` (at most 64 KiB), which a node opens by Path(). Unless `ended`, its
+// write end stays open: a stream that has not ended, where reading on would wait for ever.
+class CPipe {
+  public:
+    CPipe(const std::string& bytes, bool ended) {
+        if (::pipe(m_ends) != 0) throw std::runtime_error("no pipe");
+        if (::write(m_ends[1], bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+            throw std::runtime_error("the pipe is full");
+        if (ended) Close(m_ends[1]);
+    }
+    ~CPipe() {
+        Close(m_ends[0]);
+        Close(m_ends[1]);
+    }
+    CPipe(const CPipe&) = delete;
+    CPipe& operator=(const CPipe&) = delete;
+    std::string Path() const { return "/proc/self/fd/" + std::to_string(m_ends[0]); }
+
+  private:
+    static void Close(int& fd) {
+        if (fd >= 0) ::close(fd);
+        fd = -1;
+    }
+    int m_ends[2] = {-1, -1};
+};
 
 // Sets an environment variable (or unsets it, for a null value) until the end of the scope.
 class CScopedVariable {

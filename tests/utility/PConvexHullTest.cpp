@@ -1,19 +1,14 @@
 #include "PConvexHull.h"
 
-#include <random>
+#include <cmath>
 
 #include "DrawingTesting.h"
+#include "algorithms/ConvexHull.h"
 
 using namespace ORVA;
 using namespace testing_support;
 
 namespace {
-
-using Points = std::vector<SHullPoint>;
-
-double Cross(const SHullPoint& a, const SHullPoint& b, const SHullPoint& c) {
-    return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
-}
 
 struct SHullRun {
     std::vector<float> vertices;  // rows x, y
@@ -37,7 +32,7 @@ SHullRun RunHull(CPConvexHull& node, std::unique_ptr<CValue> input,
 TEST(ConvexHull, SmallPointSets) {
     struct Case {
         const char* what;
-        Points points, hull;
+        std::vector<SHullPoint> points, hull;
     } cases[] = {
         {"none", {}, {}},
         {"duplicates", {{3, 4}, {3, 4}, {3, 4}}, {{3, 4}}},
@@ -56,30 +51,6 @@ TEST(ConvexHull, SmallPointSets) {
     };
     for (const Case& c : cases)
         EXPECT_EQ(ConvexHull(c.points), c.hull) << c.what;
-}
-
-TEST(ConvexHull, RandomPointsMakeAStrictlyConvexHullAroundAll) {
-    std::mt19937 random(11);
-    for (int round = 0; round < 20; ++round) {
-        // Few distinct coordinates make many duplicates and collinear points.
-        std::uniform_int_distribution<int> coordinate(0, round < 10 ? 6 : 1000);
-        Points points(static_cast<size_t>(1 + round * 50));
-        for (SHullPoint& p : points)
-            p = {static_cast<double>(coordinate(random)), static_cast<double>(coordinate(random))};
-        const Points hull = ConvexHull(points);
-        ASSERT_FALSE(hull.empty());
-        for (size_t i = 0; i < hull.size(); ++i) {
-            EXPECT_NE(std::find(points.begin(), points.end(), hull[i]), points.end());
-            EXPECT_TRUE(hull[0].y < hull[i].y ||
-                        (hull[0].y == hull[i].y && hull[0].x <= hull[i].x));
-            const SHullPoint &a = hull[i], &b = hull[(i + 1) % hull.size()];
-            if (hull.size() >= 3) {
-                EXPECT_GT(Cross(a, b, hull[(i + 2) % hull.size()]), 0.0) << round;
-            }
-            for (const SHullPoint& p : points)
-                EXPECT_GE(Cross(a, b, p), 0.0) << round;
-        }
-    }
 }
 
 TEST(ConvexHull, ImageModeMaskAndMeasures) {
@@ -104,19 +75,7 @@ TEST(ConvexHull, ImageModeMaskAndMeasures) {
             expected[y * 6 + x] = 1;
     EXPECT_EQ(Samples<uint8_t>(*run.mask), expected);
 
-    // A segment fills only the pixels its line passes through the centre of; the same node
-    // object runs again with new results.
-    std::vector<uint8_t> line(7 * 4, 0);
-    line[0 * 7 + 0] = line[3 * 7 + 6] = 255;
-    run = RunHull(node, ImageValue(IMAGE_GREY_8, CSize(7, 4), line));
-    EXPECT_EQ(run.vertices, (std::vector<float>{0, 0, 6, 3}));
-    EXPECT_EQ(run.area, 0.0);
-    EXPECT_EQ(run.perimeter, 2.0 * std::sqrt(45.0));
-    std::vector<uint8_t> segment(line.size(), 0);
-    for (int64_t i = 0; i <= 3; ++i)
-        segment[i * 7 + 2 * i] = 1;  // (0, 0), (2, 1), (4, 2), (6, 3)
-    EXPECT_EQ(Samples<uint8_t>(*run.mask), segment);
-
+    // The same node object runs again with new results.
     run = RunHull(node, ImageValue<uint16_t>(IMAGE_GREY_16, CSize(3, 3), {0}));
     EXPECT_TRUE(run.vertices.empty());
     EXPECT_EQ(Samples<uint8_t>(*run.mask), std::vector<uint8_t>(9, 0));

@@ -1,6 +1,5 @@
 #include "PCurveIndex.h"
 
-#include <chrono>
 #include <cmath>
 
 #include "DrawingTesting.h"
@@ -93,31 +92,4 @@ TEST(CurveIndex, NonZeroPixelsOfTheFirstPlaneOfAnySingleChannelType) {
         "(utility plugins) CurveIndex::Run",
         {{"{}", {colour.get()}, "input image must have a single channel, but it is IMAGE_RGB_8"},
          {"{}", {nullptr}, "input image is NULL"}});
-}
-
-TEST(CurveIndex, LongCurvesAndManyClosedCurvesInLinearTime) {
-    // A serpentine of 1000 rows of 1000 pixels is one curve; 250 nested square rings are 250.
-    const int64_t n = 1000;
-    std::vector<uint8_t> serpentine(static_cast<size_t>(n * n), 0), rings = serpentine;
-    for (int64_t y = 0; y < n; y += 2) {
-        std::fill_n(serpentine.begin() + y * n, n, 1);
-        if (y + 1 < n) serpentine[static_cast<size_t>((y + 1) * n + (y % 4 == 0 ? n - 1 : 0))] = 1;
-    }
-    for (int64_t r = 0; r < n / 4; ++r)
-        for (int64_t i = 2 * r; i < n - 2 * r; ++i)
-            for (int64_t p :
-                 {2 * r * n + i, (n - 1 - 2 * r) * n + i, i * n + 2 * r, i * n + n - 1 - 2 * r})
-                rings[static_cast<size_t>(p)] = 1;
-    const auto start = std::chrono::steady_clock::now();
-    for (auto [pixels, curves] : {std::pair{&serpentine, 1}, {&rings, 250}}) {
-        std::unique_ptr<CValue> image = ImageValue<uint8_t>(IMAGE_BINARY_FG, CSize(n, n), *pixels);
-        CPCurveIndex node;
-        RunNode(node, "{}", {image.get()});
-        const std::vector<float> table = Samples<float>(OutputImage(node, 0));
-        EXPECT_EQ(table[table.size() - 5], curves);
-        if (curves == 1) {
-            EXPECT_EQ(table.back(), static_cast<float>(table.size() / 5 - 1));  // edge steps
-        }
-    }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }

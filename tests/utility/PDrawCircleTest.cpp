@@ -2,51 +2,13 @@
 
 #include <chrono>
 #include <cmath>
-#include <map>
-#include <set>
-#include <utility>
 
-#include "CircleRaster.h"
 #include "DrawingTesting.h"
 
 using namespace ORVA;
 using namespace testing_support;
 
 namespace {
-
-using CPixels = std::set<std::pair<int64_t, int64_t>>;
-
-// The midpoint circle as textbooks write it: one octant stepped with the integer decision
-// variable, mirrored eight ways.
-CPixels TextbookCircle(int64_t r) {
-    CPixels pixels;
-    int64_t x = 0, y = r, d = 1 - r;
-    while (x <= y) {
-        for (auto [a, b] : {std::pair{x, y}, std::pair{y, x}})
-            for (int64_t sa : {-1, 1})
-                for (int64_t sb : {-1, 1})
-                    pixels.insert({sa * a, sb * b});
-        if (d < 0) {
-            d += 2 * x + 3;
-        } else {
-            d += 2 * (x - y) + 5;
-            --y;
-        }
-        ++x;
-    }
-    return pixels;
-}
-
-// The offsets from the centre that DrawMidpointCircle sets.
-CPixels Drawn(int64_t r, bool fill) {
-    CImage image(IMAGE_GREY_8, CSize(2 * r + 3, 2 * r + 3));
-    DrawMidpointCircle(MakeCanvas<uint8_t>(image, false, 1.0), r + 1, r + 1, r, fill);
-    CPixels pixels;
-    const uint8_t* data = image.Data<uint8_t>();
-    for (int64_t i = 0; i < image.Pixels(); ++i)
-        if (data[i]) pixels.insert({i % image.Size().x - r - 1, i / image.Size().x - r - 1});
-    return pixels;
-}
 
 std::vector<std::string> Draw(CSize size, const std::string& json, const CValue* table = nullptr) {
     std::unique_ptr<CValue> input = ImageValue<uint8_t>(IMAGE_GREY_8, size, {0});
@@ -67,35 +29,6 @@ std::vector<T> DrawnPixel(IImage::CType type, double value) {
 
 }  // namespace
 
-TEST(CircleRaster, OutlinesAndDiscsAreTheMidpointAlgorithms) {
-    // CircleOutline lists each pixel of the textbook circle once; CircleSpans and a filled
-    // drawing reach its outermost pixel in every row.
-    std::vector<int64_t> radii = {255, 1000, 1001};
-    for (int64_t r = 0; r <= 100; ++r)
-        radii.push_back(r);
-    for (int64_t r : radii) {
-        const CPixels textbook = TextbookCircle(r);
-        const std::vector<SCircleOffset> outline = CircleOutline(r);
-        CPixels listed, disc;
-        for (const SCircleOffset& p : outline)
-            listed.insert({p.dx, p.dy});
-        std::map<int64_t, int64_t> extents;  // row: largest |x|
-        for (auto [x, y] : textbook)
-            extents[y] = std::max(extents[y], x);
-        std::vector<int64_t> spans;
-        for (auto [y, extent] : extents) {
-            spans.push_back(extent);
-            for (int64_t x = -extent; x <= extent; ++x)
-                disc.insert({x, y});
-        }
-        EXPECT_EQ(listed, textbook) << "radius " << r;
-        EXPECT_EQ(outline.size(), textbook.size()) << "radius " << r;
-        EXPECT_EQ(CircleSpans(r), spans) << "radius " << r;
-        EXPECT_EQ(Drawn(r, false), textbook) << "radius " << r;
-        EXPECT_EQ(Drawn(r, true), disc) << "radius " << r;
-    }
-}
-
 TEST(DrawCircle, FromParametersOrFromTheRowsOfATable) {
     const std::vector<std::string> outline = {"..###..", ".#...#.", "#.....#", "#.....#",
                                               "#.....#", ".#...#.", "..###.."};
@@ -108,16 +41,6 @@ TEST(DrawCircle, FromParametersOrFromTheRowsOfATable) {
                                               1.0f, 1.0f, -0.2f, 0.0f,  //
                                               5.0f, 5.0f, INFINITY, 0.0f});
     EXPECT_EQ(Draw(CSize(7, 7), R"({"x": 0, "y": 0, "radius": 1})", table.get()), outline);
-}
-
-TEST(DrawCircle, ClippedAtEveryBorder) {
-    for (const std::string fill : {"false", "true"})
-        ExpectClipped(
-            CSize(12, 9), {-2, 4, 10, 4, 5, -3, 5, 9, -1, -1, 11, 8, -6, 4, 17, 4, 5, 13, 5, -8},
-            [&](CSize size, int64_t x, int64_t y) {
-                return Draw(size, R"({"radius": 5, "fill": )" + fill + ", \"x\": " +
-                                      std::to_string(x) + ", \"y\": " + std::to_string(y) + "}");
-            });
 }
 
 TEST(DrawCircle, HugeCirclesVisitOnlyTheRowsOfTheImage) {

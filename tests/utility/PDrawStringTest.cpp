@@ -1,7 +1,5 @@
 #include "PDrawString.h"
 
-#include <set>
-
 #include "DrawingTesting.h"
 
 using namespace ORVA;
@@ -30,18 +28,6 @@ TEST(DrawString, GlyphsSitInCellsOfSixByTenWithDescendersBelow) {
                                         ".#####.#...#.", ".#...#.#...#.", ".#...#.#...#.",
                                         ".#...#..####.", "...........#.", "........###..",
                                         ".............", "............."}));
-}
-
-TEST(DrawString, FontHasADistinctGlyphForEveryPrintableCharacter) {
-    std::set<std::vector<uint8_t>> seen;
-    for (int c = 32; c <= 127; ++c) {
-        const SGlyph& glyph = Glyph(static_cast<unsigned char>(c));  // 127: the box
-        std::vector<uint8_t> rows(glyph.rows, glyph.rows + SGlyph::HEIGHT);
-        EXPECT_TRUE(seen.insert(rows).second) << "glyph of " << c << " repeats another";
-        EXPECT_EQ(rows == std::vector<uint8_t>(SGlyph::HEIGHT, 0), c == ' ') << c;
-    }
-    for (int c : {0, 9, 31, 127, 128, 200, 255})
-        EXPECT_EQ(&Glyph(static_cast<unsigned char>(c)), &Glyph(127)) << c;
 }
 
 TEST(DrawString, LinesAndUnknownCharacters) {

@@ -1,7 +1,6 @@
 #include "PHistogram.h"
 
 #include <limits>
-#include <random>
 
 #include "NodeTesting.h"
 #include "PHistogram2d.h"
@@ -63,26 +62,6 @@ TEST(Histogram, BinsAtTheRangeEnds) {
                         ParameterMap({{"bin_count", -3}, {"range_min", 0}, {"range_max", 3}}))
                   .size(),
               256u);
-}
-
-TEST(Histogram, BytesAreBinnedAsThePixelFormulaBinsThem) {
-    std::mt19937 random(11);
-    std::vector<uint8_t> bytes(4099);
-    for (uint8_t& b : bytes)
-        b = static_cast<uint8_t>(random());
-    F floats(bytes.begin(), bytes.end());
-    struct Range {
-        double low, high;
-        int64_t bins;
-    } ranges[] = {{0, 255, 256},  {0, 255, 7},       {-3.5, 100.25, 13},
-                  {17, 18, 1000}, {0.1, 254.9, 255}, {200, 1e6, 3}};
-    for (const Range& r : ranges) {
-        std::vector<uint64_t> byBytes(static_cast<size_t>(r.bins)), byPixels(byBytes);
-        CPHistogram::Count(bytes.data(), std::ssize(bytes), r.low, r.high, r.bins, byBytes.data());
-        CPHistogram::Count(floats.data(), std::ssize(floats), r.low, r.high, r.bins,
-                           byPixels.data());
-        EXPECT_EQ(byBytes, byPixels) << r.low << " " << r.high << " " << r.bins;
-    }
 }
 
 TEST(Histogram, NormalizesAndWarnsAboutInexactCounts) {

@@ -1,9 +1,10 @@
 #include "PHoughCircle.h"
 
 #include <random>
+#include <string>
 
-#include "CircleRaster.h"
 #include "DrawingTesting.h"
+#include "algorithms/HoughCircles.h"
 
 using namespace ORVA;
 using namespace testing_support;
@@ -33,22 +34,17 @@ SRun RunHoughCircle(std::unique_ptr<CValue> input, const std::string& json) {
             Samples<float>(OutputImage(node, 1))};
 }
 
-std::string Radii(int64_t low, int64_t high, const std::string& more = "") {
-    return R"({"radius_min": )" + std::to_string(low) + R"(, "radius_max": )" +
-           std::to_string(high) + more + "}";
-}
-
 }  // namespace
 
-TEST(HoughCircle, VotesMatchTheDefinition) {
-    // Cell c of plane r counts the edge pixels e with e - c on the outline of radius r; the
-    // node counts in 16 bits and must give the same planes, for bytes as for floats, one per
-    // radius from 1 by 6 up to 20 (which is not reached).
+TEST(HoughCircles, VotesMatchTheDefinition) {
+    // Cell c of plane r counts the edge pixels e with e - c on the outline of radius r, whether
+    // counted in 16 bits (the accumulator's planes) or in floats; one plane per radius from 1
+    // by 6 up to 20 (which is not reached), and nothing beyond the diagonal.
     std::mt19937 random(3);
-    for (const CSize size : {CSize(23, 17), CSize(5, 40)}) {
-        std::vector<float> image(static_cast<size_t>(size.x * size.y));
-        for (float& pixel : image)
-            pixel = random() % 7 == 0 ? 1.0f : 0.0f;
+    for (const CSize size : {CSize(23, 17), CSize(5, 40), CSize(4, 3)}) {
+        std::vector<uint8_t> image(static_cast<size_t>(size.x * size.y));
+        for (uint8_t& pixel : image)
+            pixel = random() % 7 == 0 ? 1 : 0;
         const std::vector<SEdgePixel> edges = EdgePixels(image.data(), size.x, size.y);
         std::vector<float> planes;
         for (const int64_t radius : {1, 7, 13, 19}) {
@@ -64,48 +60,60 @@ TEST(HoughCircle, VotesMatchTheDefinition) {
             EXPECT_EQ(ours, literal) << size.ToString() << " radius " << radius;
             planes.insert(planes.end(), literal.begin(), literal.end());
         }
-        const std::string radii = Radii(1, 20, R"(, "radius_step": 6)");
-        const std::vector<uint8_t> bytes(image.begin(), image.end());
-        EXPECT_EQ(RunHoughCircle(ImageValue(IMAGE_GREY_F, size, image), radii).accumulator, planes)
-            << size.ToString();
-        EXPECT_EQ(RunHoughCircle(ImageValue(IMAGE_GREY_8, size, bytes), radii).accumulator, planes)
-            << size.ToString();
+        std::vector<float> accumulator(planes.size(), -1.0f);
+        HoughCircleAccumulate(edges, size.x, size.y, 1, 6, 4, accumulator.data());
+        EXPECT_EQ(accumulator, planes) << size.ToString();
     }
 }
 
-TEST(HoughCircle, OrdersByFractionAndSuppressesNearCentres) {
+TEST(HoughCircles, PeaksByFractionAndApart) {
     // A full circle of radius 8 and a larger one of radius 14 with a gap: the small one is
     // complete, so it comes first although it has fewer votes.
     const int64_t width = 80, height = 40;
     std::vector<float> image(width * height, 0.0f);
     DrawOutline(image, width, 15, 15, 8);
     DrawOutline(image, width, 60, 20, 14);
-    float large = static_cast<float>(CircleOutline(14).size());
+    auto large = static_cast<double>(CircleOutline(14).size());
     for (int64_t x = 58; x <= 62; ++x) {  // the top of the large circle loses a few pixels
         large -= image[6 * width + x];
         image[6 * width + x] = 0.0f;
     }
-    const auto small = static_cast<float>(CircleOutline(8).size());
-    const std::vector<float> both = {15, 15, 8, small, 60, 20, 14, large};
-    const std::vector<float> first = {15, 15, 8, small};
+    const auto small = static_cast<double>(CircleOutline(8).size());
+    std::vector<float> planes(width * height * 7);
+    HoughCircleAccumulate(EdgePixels(image.data(), width, height), width, height, 8, 1, 7,
+                          planes.data());
+    const SHoughCircle first{15, 15, 8, small}, second{60, 20, 14, large};
     const struct {
-        std::string more;
-        std::vector<float> circles;
+        double threshold;
+        int64_t minDistance, maxCount;
+        std::vector<SHoughCircle> circles;
     } cases[] = {
-        {"", both},
-        {R"(, "max_count": 1)", first},
-        {R"(, "threshold": 0.99)", first},  // above the large circle's fraction
-        // The neighbours of each circle qualify too; only the suppression, by radius_min by
-        // default, keeps them out.
-        {R"(, "threshold": 0.3)", both},
-        {R"(, "min_distance": 46)", first},  // the centres are 45.3 apart
+        {0.5, 8, 0, {first, second}},
+        {0.5, 8, 1, {first}},
+        {0.99, 8, 0, {first}},  // above the large circle's fraction
+        // The neighbours of each circle qualify too; only the suppression keeps them out.
+        {0.3, 8, 0, {first, second}},
+        {0.5, 46, 0, {first}},  // the centres are 45.3 apart
     };
     for (const auto& c : cases)
-        EXPECT_EQ(RunHoughCircle(ImageValue(IMAGE_GREY_F, CSize(width, height), image),
-                                 Radii(8, 14, c.more))
-                      .circles,
+        EXPECT_EQ(HoughCirclePeaks(planes.data(), width, height, 7, 8, 1, c.threshold,
+                                   c.minDistance, c.maxCount),
                   c.circles)
-            << c.more;
+            << c.threshold << " " << c.minDistance << " " << c.maxCount;
+}
+
+TEST(HoughCircle, BytesOrFloatsAndCentresApartByRadiusMin) {
+    // A ring of radius 5: with a low threshold the cells around its centre qualify as well,
+    // and min_distance 0 keeps them out by radius_min.
+    std::vector<float> ring(21 * 21, 0.0f);
+    DrawOutline(ring, 21, 10, 10, 5);
+    const std::vector<uint8_t> bytes(ring.begin(), ring.end());
+    const std::string json = R"({"radius_min": 5, "radius_max": 6, "threshold": 0.3})";
+    const SRun floats = RunHoughCircle(ImageValue(IMAGE_GREY_F, CSize(21, 21), ring), json);
+    EXPECT_EQ(floats.size, CSize(21, 21, 2));
+    EXPECT_EQ(floats.circles, (std::vector<float>{10, 10, 5, 28}));  // every pixel voted
+    EXPECT_EQ(RunHoughCircle(ImageValue(IMAGE_GREY_8, CSize(21, 21), bytes), json).accumulator,
+              floats.accumulator);
 }
 
 TEST(HoughCircle, EmptyAndTinyImagesFindNothing) {
@@ -126,7 +134,7 @@ TEST(HoughCircle, Failures) {
          {"{}",
           {words.get()},
           "input image is of type IMAGE_GREY_16; IMAGE_GREY_F or IMAGE_GREY_8 expected"},
-         {Radii(0, 5),
+         {R"({"radius_min": 0, "radius_max": 5})",
           {image.get()},
           "radius_min 0, radius_max 5, radius_step 1: radii from 1 up and a step of 1 or more "
           "expected"},
@@ -136,7 +144,7 @@ TEST(HoughCircle, Failures) {
          {R"({"min_distance": -1})",
           {image.get()},
           "min_distance -1, max_count 0: 0 or more expected"},
-         {Radii(1, 2200),
+         {R"({"radius_min": 1, "radius_max": 2200})",
           {large.get()},
           "an accumulator of 1000 x 1000 x 2200 cells is too large; 2147483647 cells at most"}});
 }

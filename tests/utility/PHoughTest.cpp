@@ -1,11 +1,13 @@
 #include "PHough.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <numbers>
 #include <random>
 
 #include "NodeTesting.h"
+#include "algorithms/HoughLines.h"
 
 using namespace ORVA;
 using namespace testing_support;
@@ -39,15 +41,6 @@ std::vector<float> LiteralForward(const std::vector<float>& image, int64_t width
     return out;
 }
 
-std::vector<float> RunHough(const CValue& input, const char* direction, const char* inType,
-                            CSize* size = nullptr) {
-    CPHough node;
-    Configure(node, {{"direction", direction}, {"in_type", inType}});
-    const CImage& out = RunImage(node, {const_cast<CValue*>(&input)});
-    if (size) *size = out.Size();
-    return Samples<float>(out);
-}
-
 // A 9 x 8 image with a vertical line of 2.5 in column 6 and a horizontal one of 1.5 in row 6.
 std::vector<float> CrossedLines() {
     std::vector<float> image(72, 0.0f);
@@ -58,9 +51,18 @@ std::vector<float> CrossedLines() {
     return image;
 }
 
+std::vector<float> RunHough(const CValue& input, const char* direction, const char* inType,
+                            CSize* size) {
+    CPHough node;
+    Configure(node, {{"direction", direction}, {"in_type", inType}});
+    const CImage& out = RunImage(node, {const_cast<CValue*>(&input)});
+    *size = out.Size();
+    return Samples<float>(out);
+}
+
 }  // namespace
 
-TEST(Hough, ForwardMatchesTheLiteralTransform) {
+TEST(HoughLines, ForwardMatchesTheLiteralTransform) {
     std::mt19937 random(7);
     std::uniform_real_distribution<float> uniform(-1.0f, 1.0f);
     // 300 x 250 has more positive pixels than one batch of the kernel.
@@ -70,6 +72,7 @@ TEST(Hough, ForwardMatchesTheLiteralTransform) {
         std::vector<float> image(static_cast<size_t>(size.x * size.y));
         for (float& pixel : image)
             pixel = uniform(random);
+        image[0] = NAN;
         std::vector<float> ours(image.size(), 0.0f);
         HoughForward(image.data(), size.x, size.y, ours.data());
         std::vector<float> literal = LiteralForward(image, size.x, size.y);
@@ -78,49 +81,52 @@ TEST(Hough, ForwardMatchesTheLiteralTransform) {
     }
 }
 
-TEST(Hough, ForwardVotesOnlyForPositivePixelsOfTheFirstPlane) {
-    // A centred pixel lies at distance 0 from the centre under every angle; the kernel itself
-    // is checked against the literal transform, here the node's planes and signs.
-    std::vector<float> image(70, -1.0f);
-    image[2 * 7 + 3] = 0.25f;
-    image[35] = 5.0f;  // second plane: ignored
-    std::vector<float> expected(70, 0.0f);
-    for (int64_t k = 0; k < 5; ++k)
-        expected[k * 7 + 3] = 1.0f;
-    CSize outSize;
-    EXPECT_EQ(RunHough(*GreyF(CSize(7, 5, 2), image), "FORWARD", "STANDARD", &outSize), expected);
-    EXPECT_EQ(outSize, CSize(7, 5, 2));
-    std::vector<float> nothing = {0.0f, -2.0f, NAN, -INFINITY};
-    EXPECT_EQ(RunHough(*GreyF(CSize(4, 3), nothing), "FORWARD", "STANDARD"),
-              std::vector<float>(12, 0.0f));
-}
-
-TEST(Hough, BackwardDrawsOnePixelPerColumnOrRow) {
-    // Distance bin 6 of 9 at angle row 0 (vertical line) and row 4 (horizontal line, pi/2).
-    std::vector<float> accumulator(72, 0.0f);
+TEST(HoughLines, BackwardDrawsOnePixelPerColumnOrRow) {
+    // Distance bin 6 of 9 at angle row 0 (vertical line) and row 4 (horizontal line, pi/2); a
+    // cell that is not positive is not drawn.
+    std::vector<float> accumulator(72, 0.0f), image(72, 0.0f);
     accumulator[0 * 9 + 6] = 2.5f;
     accumulator[4 * 9 + 6] = 1.5f;
-    accumulator[2 * 9 + 3] = -4.0f;  // not positive: not drawn
-    EXPECT_EQ(RunHough(*GreyF(CSize(9, 8), accumulator), "BACKWARD", "STANDARD"), CrossedLines());
+    accumulator[2 * 9 + 3] = -4.0f;
+    HoughBackward(accumulator.data(), 9, 8, image.data());
+    EXPECT_EQ(image, CrossedLines());
 
-    // The same two lines as a list: 9 x 8 image; distance bins 6, 6; angle bins 0, 4 of 8.
-    CSize size;
-    EXPECT_EQ(RunHough(*GreyF(CSize(3, 3), {9.9f, 6, 6, 8, 0, 4, 0, 2.5f, 1.5f}), "BACKWARD",
-                       "SMART", &size),
-              CrossedLines());
-    EXPECT_EQ(size, CSize(9, 8, 1));
-    // A list of one column gives an empty image of its size.
-    EXPECT_EQ(RunHough(*GreyF(CSize(1, 4), {5.7f, 4.2f, 1.0f, 1.0f}), "BACKWARD", "SMART", &size),
-              std::vector<float>(20, 0.0f));
-    EXPECT_EQ(size, CSize(5, 4, 1));
-    // A fractional angle bin (pi / 4 here) and a negative weight are drawn as they are.
-    EXPECT_EQ(RunHough(*GreyF(CSize(2, 3), {4, 1, 2, 0.5f, 0, -1}), "BACKWARD", "SMART", &size),
-              (std::vector<float>{0, 0, -1, 0, -1, -1, 0, 0}));
-    EXPECT_EQ(size, CSize(4, 2, 1));
-    // An unknown direction gives zeros of the input's size.
-    EXPECT_EQ(RunHough(*GreyF(CSize(3, 2, 2), {1.0f}), "backward", "SMART", &size),
-              std::vector<float>(12, 0.0f));
-    EXPECT_EQ(size, CSize(3, 2, 2));
+    // The same two lines as a list: distance bins 6, 6; angle bins 0, 4 of 8; weights.
+    const std::vector<float> list = {9.9f, 6, 6, 8, 0, 4, 0, 2.5f, 1.5f};
+    std::fill(image.begin(), image.end(), 0.0f);
+    HoughBackwardSmart(list.data(), 3, image.data(), 9, 8);
+    EXPECT_EQ(image, CrossedLines());
+}
+
+TEST(Hough, DirectionsAndTheSizesTheyMake) {
+    // A centred pixel lies at distance 0 from the centre under every angle; only the positive
+    // pixels of the first plane vote.
+    std::vector<float> image(70, -1.0f), centred(70, 0.0f);
+    image[2 * 7 + 3] = 0.25f;
+    image[35] = 5.0f;
+    for (int64_t k = 0; k < 5; ++k)
+        centred[k * 7 + 3] = 1.0f;
+    auto input = GreyF(CSize(7, 5, 2), image);
+    auto list = GreyF(CSize(2, 3), {4, 1, 2, 0.5f, 0, -1});
+    auto small = GreyF(CSize(1, 3), {-0.5f, 2.0f, 0.0f});
+    struct Case {
+        const CValue* input;
+        const char *direction, *inType;
+        CSize size;
+        std::vector<float> expected;
+    } cases[] = {
+        {input.get(), "FORWARD", "SMART", {7, 5, 2}, centred},
+        // The size of a list is in its column 0; a fraction below 0 truncates to 0.
+        {list.get(), "BACKWARD", "SMART", {4, 2, 1}, {0, 0, -1, 0, -1, -1, 0, 0}},
+        {small.get(), "BACKWARD", "SMART", {0, 2, 1}, {}},
+        // Any other direction: zeros of the input's size.
+        {input.get(), "backward", "SMART", {7, 5, 2}, std::vector<float>(70, 0.0f)},
+    };
+    for (const Case& c : cases) {
+        CSize size;
+        EXPECT_EQ(RunHough(*c.input, c.direction, c.inType, &size), c.expected) << c.direction;
+        EXPECT_EQ(size, c.size) << c.direction;
+    }
 }
 
 TEST(Hough, Failures) {
@@ -128,7 +134,7 @@ TEST(Hough, Failures) {
     auto bytes = Grey8(CSize(2, 2), {1}), short4x2 = GreyF(CSize(4, 2), {3});
     auto wide = GreyF(CSize(2, 3), {1e12f, 0, 1e12f, 0, 0, 0});
     auto negative = GreyF(CSize(1, 3), {4, -1, 0}), nan = GreyF(CSize(1, 3), {NAN, 1, 0});
-    auto inf = GreyF(CSize(1, 3), {4, INFINITY, 0}), big = GreyF(CSize(1, 3), {50000, 50000, 0});
+    auto big = GreyF(CSize(1, 3), {50000, 50000, 0});
     const std::string limits = "; it must be a number from 0 to 2147483647!";
     const std::vector<SParameter> smart = {{"direction", "BACKWARD"}, {"in_type", "SMART"}};
     const SFailure failures[] = {
@@ -141,15 +147,10 @@ TEST(Hough, Failures) {
         {{wide.get()}, "SMART line list asks for an output width of 1e+12" + limits, smart},
         {{negative.get()}, "SMART line list asks for an output height of -1" + limits, smart},
         {{nan.get()}, "SMART line list asks for an output width of nan" + limits, smart},
-        {{inf.get()}, "SMART line list asks for an output height of inf" + limits, smart},
         {{big.get()},
          "SMART line list asks for an output of 50000 x 50000 pixels; more than 2147483647 "
          "pixels are not supported!",
          smart},
     };
     ExpectFailures<CPHough>("(utility plugins) Hough::Run | ", failures);
-    // A fraction below 0 truncates to an empty side.
-    CSize size;
-    RunHough(*GreyF(CSize(1, 3), {-0.5f, 2.0f, 0.0f}), "BACKWARD", "SMART", &size);
-    EXPECT_EQ(size, CSize(0, 2, 1));
 }

@@ -17,8 +17,6 @@ TEST(ImageInfo, ReportsTypeAndExtentsTwice) {
         {IMAGE_RGB_FI, CSize(3, 2, 5), "/data/frame.png",
          R"({"type": "IMAGE_RGB_FI", "width": 3, "height": 2, "depth": 5,
              "image_path": "/data/frame.png"})"},
-        {IMAGE_BINARY_BG, CSize(0, 7, 1), "",
-         R"({"type": "IMAGE_BINARY_BG", "width": 0, "height": 7, "depth": 1, "image_path": ""})"},
     };
     for (const Case& c : cases) {
         auto input = std::make_unique<CImage>(c.type, c.size);
@@ -27,10 +25,7 @@ TEST(ImageInfo, ReportsTypeAndExtentsTwice) {
         CValueOwnedPointer<CImage> value(input.release());
         CPImageInfo node;
         Configure(node);
-        node.SetStackInput(0, &value);
-        node.Run();
-
-        const CImage& extents = OutputImage(node, 0);
+        const CImage& extents = RunImage(node, {&value});
         EXPECT_EQ(extents.Type(), IMAGE_GREY_F);
         EXPECT_EQ(extents.Size(), CSize(1, 3, 1));
         EXPECT_EQ(Samples<float>(extents),
@@ -42,26 +37,12 @@ TEST(ImageInfo, ReportsTypeAndExtentsTwice) {
 }
 
 TEST(ImageInfo, VerbosePrintsTheMapAndAnImageIsNeeded) {
-    std::unique_ptr<CValue> image = ImageValue<float>(IMAGE_GREY_F, CSize(2, 1), {0.0f});
+    auto image = GreyF(CSize(2, 1), {0.0f});
     CPImageInfo node;
-    CValueMap parameters;
-    parameters.SetEntry("verbose", new CValueBool(true));
-    Configure(node, parameters);
-    EXPECT_EQ(ErrorOf([&] { node.Run(); }, true),
-              "(utility plugins) ImageInfo::Run | input image is NULL");
-    node.SetStackInput(0, image.get());
+    Configure(node, {{"verbose", true}});
+    EXPECT_EQ(RunError(node, {}), "(utility plugins) ImageInfo::Run | input image is NULL");
+    SetInputs(node, {image.get()});
     EXPECT_EQ(
         CapturedStdout([&] { node.Run(); }),
         "{\n \"depth\": 1,\n \"height\": 1,\n \"type\": \"IMAGE_GREY_F\",\n \"width\": 2\n}\n");
-}
-
-TEST(ImageInfo, OutputLabelsAreSetWithThePlaceholders) {
-    CPImageInfo node;
-    CValueMap setup;
-    node.GetPluginSetup(setup);
-    EXPECT_EQ(setup.EntryString("outputs/0/label"), "Information of image as image");
-    // A map placeholder: its label is in its metadata, not among its entries.
-    const CValue* map = setup.Entry("outputs/1");
-    ASSERT_TRUE(map && map->Map() && map->MetaIfAny());
-    EXPECT_EQ(map->MetaIfAny()->EntryString("label"), "Information of image as CValueMap");
 }

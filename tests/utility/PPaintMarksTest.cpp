@@ -52,17 +52,6 @@ TEST(PaintMarks, PointsFromTheColumnsAtXColumnAndRowsWithoutAPointSkipped) {
               (std::vector<std::string>{".#...", ".....", "...#."}));
 }
 
-TEST(PaintMarks, ClippedAtEveryBorder) {
-    for (const char* shape : SHAPE_NAMES)
-        ExpectClipped(CSize(8, 6),
-                      {-2, 3, 9, 3, 4, -2, 4, 7, -1, -1, 8, 6, -4, 3, 11, 3, 4, 9, 4, -4},
-                      [&](CSize size, int64_t x, int64_t y) {
-                          std::unique_ptr<CValue> point =
-                              Table(2, {static_cast<float>(x), static_cast<float>(y)});
-                          return Marks(size, Shape(shape, 3), *point);
-                      });
-}
-
 TEST(PaintMarks, Failures) {
     std::unique_ptr<CValue> image = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(4, 4), {0});
     std::unique_ptr<CValue> points = Table(2, {1.0f, 1.0f});

@@ -5,8 +5,10 @@
 #include <filesystem>
 #include <numbers>
 #include <random>
+#include <vector>
 
 #include "FileTesting.h"
+#include "algorithms/Radon.h"
 
 using namespace ORVA;
 using namespace testing_support;
@@ -38,19 +40,10 @@ std::vector<float> LiteralSum(const std::vector<float>& image, int64_t width, in
     return out;
 }
 
-struct SRadonRun {
-    const char* mode;
-    std::string rawPath = "NULL";
-    bool runOnce = false;
-};
-
-void Prepare(CPRadon& node, const SRadonRun& run) {
-    Configure(node, {{"mode", run.mode}, {"raw_out_path", run.rawPath}, {"run_once", run.runOnce}});
-}
-
-std::vector<float> RunRadon(CSize size, std::vector<float> samples, const SRadonRun& run) {
+std::vector<float> RunRadon(CSize size, std::vector<float> samples, const char* mode,
+                            const std::string& raw = "NULL") {
     CPRadon node;
-    Prepare(node, run);
+    Configure(node, {{"mode", mode}, {"raw_out_path", raw}});
     auto input = GreyF(size, std::move(samples));
     const CImage& out = RunImage(node, {input.get()});
     EXPECT_EQ(out.Size(), size);
@@ -86,81 +79,62 @@ TEST(Radon, SumMatchesTheLiteralTransform) {
     }
 }
 
-TEST(Radon, OriginPixelAndTheBinOfWidth) {
+TEST(Radon, PlaneByPlaneAndTheBinOfWidth) {
     struct Case {
         CSize size;
         std::vector<float> image;
         std::vector<float> expected;
     };
     const Case cases[] = {
-        // The origin is at distance 0: bin trunc(W * 0.5 + 0.555) of every angle.
-        {{4, 3}, Pixels({4, 3}, {{0, 2.0f}}), Pixels({4, 3}, {{2, 2.0f}, {6, 2.0f}, {10, 2.0f}})},
         // Far right at angle 0: bin 20 = W, counted in column 0 of row 1.
         {{20, 2}, Pixels({20, 2}, {{19, 3.0f}}), Pixels({20, 2}, {{20, 3.0f}, {30, 3.0f}})},
         // Bin W in the last row of a plane is dropped; it does not reach the next plane.
         {{10, 1, 2}, Pixels({10, 1, 2}, {{9, 3.0f}, {10, 1.0f}}), Pixels({10, 1, 2}, {{15, 1.0f}})},
-        // Planes are transformed one by one.
+        // The origin of the second plane: bin trunc(W * 0.5 + 0.555) of each angle.
         {{4, 3, 2},
          Pixels({4, 3, 2}, {{12, 2.0f}}),
          Pixels({4, 3, 2}, {{14, 2.0f}, {18, 2.0f}, {22, 2.0f}})},
     };
     for (const char* mode : {"RADON", "HOUGH"})
         for (const Case& c : cases)
-            EXPECT_EQ(RunRadon(c.size, c.image, {mode}), c.expected)
+            EXPECT_EQ(RunRadon(c.size, c.image, mode), c.expected)
                 << mode << " " << c.size.ToString();
 }
 
-TEST_F(RadonFiles, RawVotesOnePerPixelAndAngle) {
+TEST_F(RadonFiles, RawVotesOnlyInHoughModeWithAPath) {
+    // One line per non-zero pixel and angle, plane after plane; an existing file is replaced.
     const std::string raw = Path("votes.txt");
-    std::vector<float> image = Pixels({4, 3, 2}, {{0, 2.0f}, {11, 1.0f}, {12, -1.0f}});
-    RunRadon({4, 3, 2}, image, {"HOUGH", raw});
-    // Three non-zero pixels, three angles each: the origin at every angle, then (3, 2): at
-    // angle 0 (3 / 5 + 1) * 2 + 0.555; the origin of the second plane.
-    EXPECT_EQ(FileBytes(raw),
-              "0.000000 2.555000\n1.000000 2.555000\n2.000000 2.555000\n"
-              "0.000000 3.755000\n1.000000 3.847820\n2.000000 2.647820\n"
-              "0.000000 2.555000\n1.000000 2.555000\n2.000000 2.555000\n");
-
-    // An existing file is replaced; "NULL" writes nothing; an unwritable path is no error.
-    RunRadon({4, 3}, Pixels({4, 3}, {{0, 1.0f}}), {"HOUGH", raw});
-    EXPECT_EQ(FileBytes(raw), "0.000000 2.555000\n1.000000 2.555000\n2.000000 2.555000\n");
+    WriteFile(raw, "old");
+    const std::vector<float> image = Pixels({4, 3, 2}, {{0, 2.0f}, {12, -1.0f}});
+    const std::vector<float> expected = RunRadon({4, 3, 2}, image, "HOUGH", raw);
+    const std::string origin = "0.000000 2.555000\n1.000000 2.555000\n2.000000 2.555000\n";
+    EXPECT_EQ(FileBytes(raw), origin + origin);
+    // "NULL" writes nothing; an unwritable path is no error; mode RADON writes no votes.
     std::filesystem::remove(raw);
     std::filesystem::path previous = std::filesystem::current_path();
     std::filesystem::current_path(m_directory);
-    std::vector<float> expected = RunRadon({4, 3}, image, {"HOUGH"});
+    EXPECT_EQ(RunRadon({4, 3, 2}, image, "HOUGH"), expected);
     std::filesystem::current_path(previous);
     EXPECT_TRUE(std::filesystem::is_empty(m_directory));
-    EXPECT_EQ(RunRadon({4, 3}, image, {"HOUGH", Path("none/votes.txt")}), expected);
-    // Mode RADON writes no votes.
-    RunRadon({4, 3}, image, {"RADON", raw});
+    EXPECT_EQ(RunRadon({4, 3, 2}, image, "HOUGH", Path("none/votes.txt")), expected);
+    RunRadon({4, 3}, image, "RADON", raw);
     EXPECT_FALSE(std::filesystem::exists(raw));
 }
 
-TEST(Radon, RunOnceSkipsUntilNodeInit) {
+TEST(Radon, RunOnceSkipsUntilNodeInitAndFailures) {
     CPRadon node;
-    Prepare(node, {"RADON", "NULL", true});
-    auto first = GreyF(CSize(4, 3), {1.0f}), second = GreyF(CSize(2, 2), {1.0f});
+    Configure(node, {{"run_once", true}});
+    auto first = GreyF(CSize(4, 3), {1.0f}), shorts = Blank(IMAGE_GREY_16, CSize(2, 2));
     RunImage(node, {first.get()});
     const CValue* output = node.StackOutput(0);
-    RunImage(node, {second.get()});
-    EXPECT_EQ(node.StackOutput(0), output);
     SetInputs(node, {});
     node.Run();  // skipped before the input is looked at
+    EXPECT_EQ(node.StackOutput(0), output);
     node.NodeInit();
-    EXPECT_EQ(RunError(node, {}), "(utility plugins) Radon::Run | input image is NULL");
-    EXPECT_EQ(RunImage(node, {second.get()}).Size(), CSize(2, 2, 1));
-
-    Prepare(node, {"RADON", "NULL", false});
-    RunImage(node, {first.get()});
-    EXPECT_EQ(RunImage(node, {second.get()}).Size(), CSize(2, 2, 1));
-}
-
-TEST(Radon, Failures) {
-    auto shorts = Blank(IMAGE_GREY_16, CSize(2, 2));
-    CValueString text("image");
-    CPRadon node;
     const std::string where = "(utility plugins) Radon::Run | ";
+    EXPECT_EQ(RunError(node, {}), where + "input image is NULL");
     EXPECT_EQ(RunError(node, {shorts.get()}), where + "input image is not of type IMAGE_GREY_F");
+    CValueString text("image");
     EXPECT_EQ(RunError(node, {&text}),
               where + "expected a value holding CImage, but found CValueString");
 }

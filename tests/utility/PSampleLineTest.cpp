@@ -17,27 +17,38 @@ std::unique_ptr<CValue> Ramp() {
 }  // namespace
 
 TEST(SampleLine, SamplesFromStartToEndBothIncluded) {
+    // Rows 0 to 200 of 6 columns, each pixel 10 x + y.
+    std::vector<float> tall(6 * 201);
+    for (size_t i = 0; i < tall.size(); ++i)
+        tall[i] = static_cast<float>(10 * (i % 6) + i / 6);
+    std::unique_ptr<CValue> ramp = Ramp(), high = ImageValue(IMAGE_GREY_F, CSize(6, 201), tall);
     struct Case {
+        const CValue* image;
         const char* json;
         std::vector<float> table;  // x, y, value per sample
     } cases[] = {
         // count 0: ceil(length) + 1 samples; the last lands exactly on the end.
-        {R"({"x0": 0, "y0": 0, "x1": 3, "y1": 0})", {0, 0, 0, 1, 0, 10, 2, 0, 20, 3, 0, 30}},
-        {R"({"x0": 0, "y0": 0, "x1": 2.5, "y1": 1})",
+        {ramp.get(),
+         R"({"x0": 0, "y0": 0, "x1": 3, "y1": 0})",
+         {0, 0, 0, 1, 0, 10, 2, 0, 20, 3, 0, 30}},
+        {ramp.get(),
+         R"({"x0": 0, "y0": 0, "x1": 2.5, "y1": 1})",
          {0, 0, 0, 0.8333333f, 0.3333333f, 41.66666f, 1.6666666f, 0.6666667f, 83.33333f, 2.5f, 1,
           125}},
-        {R"({"x0": 3, "y0": 1, "x1": 0, "y1": 0, "count": 3})",
-         {3, 1, 130, 1.5f, 0.5f, 65, 0, 0, 0}},
-        {R"({"x0": 1, "y0": 1, "x1": 3, "y1": 0, "count": 1})", {1, 1, 110}},
-        {R"({"x0": 2, "y0": 0, "x1": 5, "y1": 0, "interpolation": "NEAREST",
+        {ramp.get(),
+         R"({"x0": 2, "y0": 0, "x1": 5, "y1": 0, "interpolation": "NEAREST",
              "outside_value": -1})",
          {2, 0, 20, 3, 0, 30, 4, 0, -1, 5, 0, -1}},
+        // Whole-number positions stay on their pixels: the second sample is pixel (0, 200).
+        {high.get(),
+         R"({"x0": -1, "y0": 200, "x1": 5, "y1": 200, "count": 7})",
+         {-1,  200, -99, 0,   200, 200, 1,   200, 210, 2,  200,
+          220, 3,   200, 230, 4,   200, 240, 5,   200, 250}},
     };
-    std::unique_ptr<CValue> image = Ramp();
     for (const Case& c : cases) {
         CPSampleLine node;
-        RunNode(node, c.json, {image.get()});
-        const std::vector<float> table = Samples<float>(OutputImage(node, 0));
+        RunNode(node, c.json, {c.image});
+        const std::vector<float> table = NaNAs99(Samples<float>(OutputImage(node, 0)));
         ASSERT_EQ(table.size(), c.table.size()) << c.json;
         for (size_t i = 0; i < table.size(); ++i)
             EXPECT_NEAR(table[i], c.table[i], 1e-4) << c.json << " cell " << i;
@@ -45,7 +56,7 @@ TEST(SampleLine, SamplesFromStartToEndBothIncluded) {
         std::vector<float> profile;
         for (size_t i = 2; i < table.size(); i += 3)
             profile.push_back(table[i]);
-        EXPECT_EQ(Samples<float>(OutputImage(node, 1)), profile);
+        EXPECT_EQ(NaNAs99(Samples<float>(OutputImage(node, 1))), profile);
         EXPECT_EQ(OutputImage(node, 1).Size().y, 1);
     }
 }
@@ -71,6 +82,9 @@ TEST(SampleLine, Failures) {
          {R"({"x1": 1e12})",
           {image.get()},
           "the segment asks for 1000000000001 samples; at most 16777216 are taken"},
+         {R"({"interpolation": "CUBIC"})",
+          {image.get()},
+          "parameter interpolation must be NEAREST or BILINEAR, but it is 'CUBIC'"},
          {"{}", {image.get(), empty.get()}, "input 1 has no rows"},
          {"{}",
           {image.get(), image.get()},

@@ -1,7 +1,10 @@
 #include "PTJHoughCircle.h"
 
-#include "CircleRaster.h"
+#include <cmath>
+
 #include "DrawingTesting.h"
+#include "algorithms/CircleRaster.h"
+#include "algorithms/GradientCircles.h"
 
 using namespace ORVA;
 using namespace testing_support;
@@ -20,95 +23,30 @@ std::vector<uint8_t> Circle(int64_t cx, int64_t cy, int64_t r, bool ring, uint8_
     return image;
 }
 
-// The circles found in an 80 x 64 image, rows of x, y, r, votes.
-std::vector<float> RunTJ(const std::vector<uint8_t>& image, const std::string& json = "{}") {
-    std::unique_ptr<CValue> input = ImageValue(IMAGE_GREY_8, CSize(80, 64), image);
-    CPTJHoughCircle node;
-    RunNode(node, json, {input.get()});
-    EXPECT_EQ(OutputImage(node, 0).Size(), CSize(80, 64, 1));
-    return Samples<float>(OutputImage(node, 1));
-}
-
 }  // namespace
 
-TEST(HoughCircleTJ, FindsOneCircleAtItsCentreWithItsRadius) {
-    // A thin ring's radius is its own; a disc's edge lies half a pixel beyond its outermost
-    // pixel centres. Bright and dark circles vote alike.
-    struct Case {
-        int64_t cx, cy, r;
-        bool ring;
-        uint8_t value, background;
-        double radius;
-    } cases[] = {
-        {40, 31, 10, false, 200, 0, 10.5},
-        {35, 30, 19, false, 0, 200, 19.5},
-        {44, 33, 15, true, 255, 0, 15.0},
-    };
-    for (const Case& c : cases) {
-        const std::vector<float> circles =
-            RunTJ(Circle(c.cx, c.cy, c.r, c.ring, c.value, c.background));
-        ASSERT_EQ(circles.size(), 4u) << c.r;
-        EXPECT_EQ(circles[0], static_cast<float>(c.cx)) << c.r;
-        EXPECT_EQ(circles[1], static_cast<float>(c.cy)) << c.r;
-        EXPECT_NEAR(circles[2], c.radius, 0.5) << c.r;
-    }
-}
-
-TEST(HoughCircleTJ, KeepsCentresApartAndCounts) {
-    // Two rings whose centres are 39.4 pixels apart; the stronger comes first.
-    const std::vector<uint8_t> image =
-        Circle(55, 38, 17, true, 255, 0, Circle(20, 20, 12, true, 255));
-    const std::vector<float> both = {20, 20, 55, 38}, first = {20, 20};
-    const struct {
-        const char* json;
-        std::vector<float> centres;
-    } cases[] = {
-        {"{}", both},
-        {R"({"max_count": 1})", first},
-        {R"({"min_distance": 40})", first},
-        {R"({"min_distance": 39})", both},
-        {R"({"threshold": 5000})", {}},  // above both circles' votes
-    };
-    for (const auto& c : cases) {
-        const std::vector<float> circles = RunTJ(image, c.json);
-        std::vector<float> centres;
-        for (size_t i = 0; i + 3 < circles.size(); i += 4)
-            centres.insert(centres.end(), {circles[i], circles[i + 1]});
-        EXPECT_EQ(centres, c.centres) << c.json;
-        if (circles.size() == 8) {
-            EXPECT_GE(circles[3], circles[7]) << c.json;
-        }
-    }
-}
-
-TEST(HoughCircleTJ, GradientIsTheSlopePerPixel) {
+TEST(GradientCircles, GradientIsTheSlopePerPixel) {
     // A ramp rising by 3 per pixel to the right and by 4 downwards: two pixels from the border
     // the gradient is exactly (3, 4), of length 5; nearer the border the repeated pixels
-    // flatten it.
+    // flatten it. The threshold is strict; a NaN or an infinity makes no edges around it.
     std::vector<int32_t> ramp;
-    for (int64_t y = 0; y < 6; ++y)
-        for (int64_t x = 0; x < 7; ++x)
-            ramp.push_back(static_cast<int32_t>(3 * x + 4 * y));
-    auto inner = [&](double threshold) {
-        std::vector<SGradientPixel> found;
-        for (const SGradientPixel& e : GradientEdges(ramp.data(), 7, 6, threshold))
-            if (e.x >= 2 && e.x <= 4 && e.y >= 2 && e.y <= 3) found.push_back(e);
-        return found;
-    };
-    EXPECT_EQ(GradientEdges(ramp.data(), 7, 6, 0.0).size(), 42u);
-    ASSERT_EQ(inner(4.99).size(), 6u);
-    for (const SGradientPixel& e : inner(4.99))
+    for (int64_t i = 0; i < 42; ++i)
+        ramp.push_back(static_cast<int32_t>(3 * (i % 7) + 4 * (i / 7)));
+    std::vector<int64_t> strong;
+    for (const SGradientPixel& e : GradientEdges(ramp.data(), 7, 6, 4.99)) {
+        strong.push_back(e.y * 7 + e.x);
         EXPECT_TRUE(e.gx == 3.0 && e.gy == 4.0) << e.x << ", " << e.y;
-    EXPECT_TRUE(GradientEdges(ramp.data(), 7, 6, 5.0).empty());  // the threshold is strict
-    // A flat image has no edges; a NaN or an infinity makes none around it.
+    }
+    EXPECT_EQ(strong, (std::vector<int64_t>{16, 17, 18, 23, 24, 25}));
+    EXPECT_EQ(GradientEdges(ramp.data(), 7, 6, 0.0).size(), 42u);
+    EXPECT_TRUE(GradientEdges(ramp.data(), 7, 6, 5.0).empty());
     std::vector<float> broken(25, 5.0f);
-    EXPECT_TRUE(GradientEdges(broken.data(), 5, 5, 0.0).empty());
     broken[12] = NAN;
     broken[0] = INFINITY;
     EXPECT_TRUE(GradientEdges(broken.data(), 5, 5, 0.0).empty());
 }
 
-TEST(HoughCircleTJ, VotesAlongTheGradientInBothSenses) {
+TEST(GradientCircles, VotesAlongTheGradientInBothSenses) {
     // An edge pixel at (10, 4) with a horizontal gradient votes at distances 2 to 5 on both
     // sides in its row; one at (4, 4) with a diagonal one steps by sqrt 2 per cell, so 2 (2.83)
     // and 3 (4.24) steps lie from 2 to 5.
@@ -121,6 +59,51 @@ TEST(HoughCircleTJ, VotesAlongTheGradientInBothSenses) {
         expected[(4 - k) * 20 + 4 + k] += 1.0f;
     }
     EXPECT_EQ(votes, expected);
+}
+
+TEST(GradientCircles, SpreadVotesWeighsTheNeighbourhood) {
+    // Votes at a corner and inside of a 4 x 3 accumulator: 4 at their own cell, 2 beside, 1 on
+    // the diagonals, nothing beyond the border.
+    std::vector<float> votes = {1, 0, 0, 0,  //
+                                0, 0, 2, 0,  //
+                                0, 0, 0, 0};
+    SpreadVotes(votes.data(), 4, 3);
+    EXPECT_EQ(votes, (std::vector<float>{4, 4, 4, 2,  //
+                                         2, 5, 8, 4,  //
+                                         0, 2, 4, 2}));
+}
+
+TEST(HoughCircleTJ, CentresRadiiAndTheirLimits) {
+    // A thin ring's radius is its own; a disc's edge lies half a pixel beyond its outermost
+    // pixel centres; bright and dark circles vote alike. Two rings 39.4 pixels apart: the
+    // stronger first.
+    const std::vector<uint8_t> two =
+        Circle(55, 38, 17, true, 255, 0, Circle(20, 20, 12, true, 255));
+    const struct {
+        std::vector<uint8_t> image;
+        const char* json;
+        std::vector<float> circles;  // x, y, r, rounded to half pixels
+    } cases[] = {
+        {Circle(40, 31, 10, false, 200), "{}", {40, 31, 10.5f}},
+        {Circle(35, 30, 19, false, 0, 200), "{}", {35, 30, 19.5f}},
+        {Circle(44, 33, 15, true, 255), "{}", {44, 33, 15}},
+        {two, "{}", {20, 20, 12, 55, 38, 17}},
+        {two, R"({"max_count": 1})", {20, 20, 12}},
+        {two, R"({"min_distance": 40})", {20, 20, 12}},
+        {two, R"({"min_distance": 39})", {20, 20, 12, 55, 38, 17}},
+        {two, R"({"threshold": 5000})", {}},  // above both circles' votes
+    };
+    for (const auto& c : cases) {
+        std::unique_ptr<CValue> input = ImageValue(IMAGE_GREY_8, CSize(80, 64), c.image);
+        CPTJHoughCircle node;
+        RunNode(node, c.json, {input.get()});
+        EXPECT_EQ(OutputImage(node, 0).Size(), CSize(80, 64, 1));
+        std::vector<float> circles;
+        const std::vector<float> rows = Samples<float>(OutputImage(node, 1));
+        for (size_t i = 0; i + 3 < rows.size(); i += 4)
+            circles.insert(circles.end(), {rows[i], rows[i + 1], std::round(rows[i + 2] * 2) / 2});
+        EXPECT_EQ(circles, c.circles) << c.json;
+    }
 }
 
 TEST(HoughCircleTJ, EmptyImagesFindNothing) {

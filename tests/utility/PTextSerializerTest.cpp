@@ -92,6 +92,8 @@ TEST_F(FileNodes, TextSerializerFailures) {
         {"READ", "NULL", false, 2, "READ needs a file to read, not 'NULL'"},
         {"READ", Path("none.json"), false, 2,
          "cannot open '" + Path("none.json") + "' for reading"},
+        {"READ", m_directory.string(), false, 2,
+         "cannot read '" + m_directory.string() + "': it is a directory"},
         {"READ", Path("broken.json"), false, 2,
          Path("broken.json") + ": malformed JSON at line 3, column 7: syntax error while parsing "
                                "object separator - unexpected number literal; expected ':'"},
@@ -140,9 +142,10 @@ TEST_F(FileNodes, ReadMapFailuresNameTheProblem) {
          "%F: malformed JSON at line 2, column 4: syntax error while parsing value - unexpected "
          "','; expected '[', '{', or a literal"},
         {"", "", "no file to read: filename is 'NULL'"},
+        {".", "", "cannot read '%F': it is a directory"},
     };
     for (const auto& [name, key, message] : cases) {
-        std::string file = *name ? Path(name) : "NULL";
+        std::string file = *name == '.' ? m_directory.string() : *name ? Path(name) : "NULL";
         CPReadMap node;
         Configure(node, Parameters({{"filename", file}, {"key", key}}));
         std::string error = ErrorOf([&] { node.Run(); }, true);

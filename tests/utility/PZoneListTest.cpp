@@ -1,5 +1,6 @@
 #include "PZoneList.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "NodeTesting.h"
@@ -139,23 +140,42 @@ TEST(BoundingBox, OneBoxPerLabel) {
     ExpectFailures<CPBoundingBox>("(utility plugins) BoundingBox::Run | ", failures);
 }
 
-TEST(ExpandBox, MasksTheGrownBoxOfTheFirstPlane) {
-    auto run = [](CSize size, std::vector<float> values, int margin) {
-        CPExpandBox node;
-        Configure(node, {{"expand_left", margin},
-                         {"expand_right", margin},
-                         {"expand_top", margin},
-                         {"expand_bottom", margin}});
-        auto image = GreyF(size, std::move(values));
-        return Samples<float>(RunImage(node, {image.get()}));
+TEST(ExpandBox, MasksTheBoxGrownByEachMargin) {
+    // Non-zero pixels (NaN counts) at (2, 1) and (3, 2) of a 6 x 4 plane; the second plane
+    // is copied. Masks row by row, '#' for 1.
+    std::vector<float> values(48, 0.0f);
+    values[8] = NaN;
+    values[15] = -4;
+    std::fill(values.begin() + 24, values.end(), 5.0f);
+    auto zeros = GreyF(CSize(3, 2), {0});
+    const struct {
+        CValue* image;
+        int left, right, top, bottom;
+        const char* mask;
+    } cases[] = {
+        {nullptr, 0, 0, 0, 0, "...... ..##.. ..##.. ......"},
+        {nullptr, 1, 2, 0, 1, "...... .##### .##### .#####"},
+        {nullptr, 0, -1, -1, 0, "...... ...... ..#... ......"},
+        {nullptr, 9, 0, 1, 9, "####.. ####.. ####.. ####.."},
+        {nullptr, 0, 0, 0, -2, "...... ...... ...... ......"},
+        // Nothing found: the margins grow the start values xmin = width, xmax = -1 and so on.
+        {zeros.get(), 0, 0, 0, 0, "... ..."},
+        {zeros.get(), 1, 3, 1, 2, "... ..#"},
     };
-    EXPECT_EQ(run(CSize(3, 2), {0}, 0), (std::vector<float>(6, 0.0f)));
-    // NaN counts; the second plane is copied.
-    EXPECT_EQ(run(CSize(4, 3, 2), {0, 0, 0, 0, 0, 0, NaN, 0, 0, 0, 0, 0,  //
-                                   5, 5, 5, 5, 5, 5, 5,   5, 5, 5, 5, 5},
-                  1),
-              (std::vector<float>{0, 1, 1, 1, 0, 1, 1, 1, 0, 1, 1, 1,  //
-                                  5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5}));
+    auto image = GreyF(CSize(6, 4, 2), values);
+    for (const auto& c : cases) {
+        CPExpandBox node;
+        Configure(node, {{"expand_left", c.left},
+                         {"expand_right", c.right},
+                         {"expand_top", c.top},
+                         {"expand_bottom", c.bottom}});
+        std::vector<float> expected;
+        for (const char* p = c.mask; *p; ++p)
+            if (*p != ' ') expected.push_back(*p == '#' ? 1.0f : 0.0f);
+        if (!c.image) expected.insert(expected.end(), 24, 5.0f);
+        EXPECT_EQ(Samples<float>(RunImage(node, {c.image ? c.image : image.get()})), expected)
+            << c.mask;
+    }
 
     CPExpandBox node;
     auto bytes = Grey8(CSize(1, 1), {1});

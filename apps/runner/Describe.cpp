@@ -1,0 +1,269 @@
+#include "Describe.h"
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+
+namespace orva {
+
+using namespace ORVA;
+
+namespace {
+
+std::string Trim(const std::string& text) {
+    size_t begin = text.find_first_not_of(" \n");
+    if (begin == std::string::npos) return {};
+    return text.substr(begin, text.find_last_not_of(" \n") - begin + 1);
+}
+
+// The value alone, without the hints in its metadata.
+std::string ValueText(const CValue& value) {
+    if (value.GenericType() == CValue::VAL_STRING) return "\"" + value.String() + "\"";
+    if (value.GenericType() == CValue::VAL_NULL) return "";
+    std::unique_ptr<CValue> plain = value.CloneUnique(OWNERSHIP_SHALLOW);
+    plain->Meta().Clear();
+    return CTextSerializer::ToText(*plain, 0);
+}
+
+std::string MetaText(const CValue& value, const char* key) {
+    const CValueMap* meta = value.MetaIfAny();
+    return meta && meta->HasEntry(key) ? std::string(meta->EntryString(key, "")) : std::string();
+}
+
+std::vector<SPinHelp> Pins(const CValueMap& setup, const char* group) {
+    std::vector<SPinHelp> pins;
+    const CValue* map = setup.Entry(group);
+    if (!map || !map->Map()) return pins;
+    std::vector<std::pair<long, const CValue*>> ordered;
+    for (const auto& [key, value] : *map->Map())
+        ordered.emplace_back(std::strtol(key.c_str(), nullptr, 10), value.get());
+    std::sort(ordered.begin(), ordered.end(),
+              [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const auto& [pin, value] : ordered) {
+        const CValueMap* meta = value->MetaIfAny();
+        pins.push_back({std::to_string(pin), MetaText(*value, "label"),
+                        meta && meta->EntryBool("optional", false)});
+    }
+    return pins;
+}
+
+std::string Escape(const std::string& text) {
+    std::string out;
+    for (char c : text) {
+        switch (c) {
+            case '<':
+                out += "&lt;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '&':
+                out += "&amp;";
+                break;
+            case '"':
+                out += "&quot;";
+                break;
+            default:
+                out += c;
+        }
+    }
+    return out;
+}
+
+std::string Paragraphs(const std::string& text) {
+    std::string html;
+    std::istringstream in(text);
+    std::string paragraph, line;
+    auto flush = [&] {
+        if (!Trim(paragraph).empty()) html += "<p>" + Escape(Trim(paragraph)) + "</p>\n";
+        paragraph.clear();
+    };
+    while (std::getline(in, line)) {
+        if (Trim(line).empty())
+            flush();
+        else
+            paragraph += line + "\n";
+    }
+    flush();
+    return html;
+}
+
+std::string Indented(const std::string& text, const std::string& indent) {
+    std::string out;
+    std::istringstream in(text);
+    std::string line;
+    while (std::getline(in, line))
+        out += indent + line + "\n";
+    return out;
+}
+
+}  // namespace
+
+SNodeHelp SNodeHelp::FromNode(const CHostNode& node) {
+    const CValueMap& setup = node.Setup();
+    const CSetupDocument& declaration = node.Declaration();
+    SNodeHelp help;
+    help.module = node.Name().moduleName;
+    help.name = setup.EntryString("name", node.Name().node);
+    help.pluginType = setup.EntryString("pluginType", "");
+    help.subType = setup.EntryString("subType", "");
+    help.helpPage = CStringTools::UnwrapEnvVars(setup.EntryString("__vimbroDocumentation", ""));
+    help.inputs = Pins(setup, "inputs");
+    help.outputs = Pins(setup, "outputs");
+    if (const CValue* keywords = setup.Entry("keywords"); keywords && keywords->Vector())
+        for (const auto& keyword : *keywords->Vector())
+            help.keywords.push_back(keyword->String());
+
+    const CValue* parameters = setup.Entry("parameters");
+    auto documented = [&](const std::string& key) {
+        return parameters && parameters->Map() ? parameters->Map()->Entry(key) : nullptr;
+    };
+    if (!declaration.IsDeclared()) {
+        help.description = setup.EntryString("description", "");
+        if (parameters && parameters->Map())
+            for (const auto& [key, value] : *parameters->Map())
+                help.parameters.push_back({key, CSetupDocument::KindWord(value->GenericType()),
+                                           ValueText(*value), MetaText(*value, "val/enValues"),
+                                           MetaText(*value, "desc")});
+        return help;
+    }
+
+    help.summary = declaration.Summary();
+    help.description = declaration.LongDescription();
+    help.notes = declaration.Notes();
+    help.seeAlso = declaration.SeeAlsoText();
+    // Parameters in display order, then the rest in declaration order; leftovers at the end.
+    std::vector<const CSetupDocument::CParameter*> ordered;
+    for (const auto& [place, parameter] : declaration.DisplayOrder())
+        ordered.push_back(parameter);
+    for (const CSetupDocument::CParameter& parameter : declaration.Parameters())
+        if (parameter.Documented() && !parameter.DocumentationOnly() &&
+            std::find(ordered.begin(), ordered.end(), &parameter) == ordered.end())
+            ordered.push_back(&parameter);
+    for (const CSetupDocument::CParameter* parameter : ordered) {
+        const CValue* value = documented(parameter->Key());
+        help.parameters.push_back(
+            {parameter->Key(), parameter->TypeWord(), value ? ValueText(*value) : "",
+             value ? MetaText(*value, "val/enValues") : "", parameter->Text()});
+    }
+    for (const CSetupDocument::CParameter& parameter : declaration.Parameters())
+        if (parameter.Documented() && parameter.DocumentationOnly())
+            help.parameters.push_back(
+                {parameter.Key(), parameter.TypeWord(), "", "", parameter.Text(), true});
+    return help;
+}
+
+std::string TextPage(const SNodeHelp& help) {
+    std::ostringstream out;
+    out << help.name << " (module " << help.module << ", " << help.pluginType << " / "
+        << help.subType << ")\n";
+    if (!help.summary.empty()) out << "\n" << help.summary << "\n";
+    if (!help.description.empty()) out << "\n" << help.description << "\n";
+    for (const std::string& note : help.notes)
+        out << "\nNote: " << note << "\n";
+
+    out << "\nParameters:";
+    if (help.parameters.empty()) out << " none";
+    out << "\n";
+    for (const SParameterHelp& parameter : help.parameters) {
+        out << "  " << parameter.key << " (" << parameter.type;
+        if (!parameter.value.empty()) out << ", default " << parameter.value;
+        out << ")\n";
+        if (!parameter.allowed.empty())
+            out << "      allowed values: " << parameter.allowed << "\n";
+        if (!parameter.text.empty()) out << Indented(parameter.text, "      ");
+    }
+    auto pins = [&](const char* title, const std::vector<SPinHelp>& list, bool inputs) {
+        out << "\n" << title << ":";
+        if (list.empty()) out << " none";
+        out << "\n";
+        for (const SPinHelp& pin : list) {
+            out << "  " << pin.pin;
+            if (inputs) out << (pin.optional ? " (optional)" : " (required)");
+            out << (pin.label.empty() ? "" : "  " + pin.label) << "\n";
+        }
+    };
+    pins("Inputs", help.inputs, true);
+    pins("Outputs", help.outputs, false);
+    if (!help.keywords.empty()) {
+        out << "\nKeywords: ";
+        for (size_t i = 0; i < help.keywords.size(); ++i)
+            out << (i ? ", " : "") << help.keywords[i];
+        out << "\n";
+    }
+    if (!help.seeAlso.empty()) out << "\nSee also: " << help.seeAlso << "\n";
+    if (!help.helpPage.empty()) out << "\nHelp page: " << help.helpPage << "\n";
+    return out.str();
+}
+
+std::string HtmlPage(const SNodeHelp& help) {
+    std::ostringstream out;
+    out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>"
+        << Escape(help.name) << " - " << Escape(help.module) << "</title>\n"
+        << "<style>body{font-family:sans-serif;max-width:50em;margin:2em auto;line-height:1.4}"
+           "table{border-collapse:collapse}td,th{border:1px solid #ccc;padding:.3em "
+           ".6em;text-align:left;"
+           "vertical-align:top}code{background:#f4f4f4}</style>\n</head>\n<body>\n";
+    out << "<p><a href=\"../index.html\">" << Escape(help.module) << "</a></p>\n";
+    out << "<h1>" << Escape(help.name) << "</h1>\n<p><em>" << Escape(help.pluginType) << " / "
+        << Escape(help.subType) << "</em></p>\n";
+    if (!help.summary.empty()) out << "<p><strong>" << Escape(help.summary) << "</strong></p>\n";
+    out << Paragraphs(help.description);
+    for (const std::string& note : help.notes)
+        out << "<p><strong>Note:</strong> " << Escape(note) << "</p>\n";
+
+    out << "<h2>Parameters</h2>\n";
+    if (help.parameters.empty()) {
+        out << "<p>None.</p>\n";
+    } else {
+        out << "<table>\n<tr><th>Key</th><th>Type</th><th>Default</th><th>Allowed "
+               "values</th><th>Description</th></tr>\n";
+        for (const SParameterHelp& p : help.parameters)
+            out << "<tr><td><code>" << Escape(p.key) << "</code></td><td>" << Escape(p.type)
+                << "</td><td><code>" << Escape(p.value) << "</code></td><td>" << Escape(p.allowed)
+                << "</td><td>" << Escape(p.text) << "</td></tr>\n";
+        out << "</table>\n";
+    }
+    auto pins = [&](const char* title, const std::vector<SPinHelp>& list, bool inputs) {
+        out << "<h2>" << title << "</h2>\n";
+        if (list.empty()) {
+            out << "<p>None.</p>\n";
+            return;
+        }
+        out << "<table>\n<tr><th>Pin</th>" << (inputs ? "<th>Required</th>" : "")
+            << "<th>Description</th></tr>\n";
+        for (const SPinHelp& pin : list)
+            out << "<tr><td>" << pin.pin << "</td>"
+                << (inputs ? (pin.optional ? "<td>no</td>" : "<td>yes</td>") : "") << "<td>"
+                << Escape(pin.label) << "</td></tr>\n";
+        out << "</table>\n";
+    };
+    pins("Inputs", help.inputs, true);
+    pins("Outputs", help.outputs, false);
+    if (!help.keywords.empty()) {
+        out << "<h2>Keywords</h2>\n<p>";
+        for (size_t i = 0; i < help.keywords.size(); ++i)
+            out << (i ? ", " : "") << Escape(help.keywords[i]);
+        out << "</p>\n";
+    }
+    if (!help.seeAlso.empty()) out << "<h2>See also</h2>\n<p>" << Escape(help.seeAlso) << "</p>\n";
+    out << "</body>\n</html>\n";
+    return out.str();
+}
+
+std::string HtmlIndex(const std::string& module, const std::vector<SNodeHelp>& nodes,
+                      const std::vector<std::string>& links) {
+    std::ostringstream out;
+    out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>Module "
+        << Escape(module)
+        << "</title>\n<style>body{font-family:sans-serif;max-width:50em;margin:2em "
+           "auto}</style>\n</head>\n<body>\n"
+        << "<h1>Module " << Escape(module) << "</h1>\n<ul>\n";
+    for (size_t i = 0; i < nodes.size(); ++i)
+        out << "<li><a href=\"" << Escape(links[i]) << "\">" << Escape(nodes[i].name)
+            << "</a> &mdash; " << Escape(nodes[i].summary) << "</li>\n";
+    out << "</ul>\n</body>\n</html>\n";
+    return out.str();
+}
+
+}  // namespace orva

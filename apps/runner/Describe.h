@@ -1,0 +1,44 @@
+#pragma once
+
+// Readable help built from a node's setup document: a text page for the terminal and an HTML
+// page for the help directory.
+#include <string>
+#include <vector>
+
+#include "Host.h"
+
+namespace orva {
+
+struct SParameterHelp {
+    std::string key, type, value, allowed, text;
+    // A text the document carries under PARAMETER that is no setting (a leftover of its
+    // authors); shown apart.
+    bool documentationOnly = false;
+};
+
+struct SPinHelp {
+    std::string pin, label;
+    bool optional = false;
+};
+
+// What a setup document says, in the order a reader wants it.
+struct SNodeHelp {
+    std::string name, module, pluginType, subType, summary, description, helpPage;
+    std::vector<SParameterHelp> parameters;
+    std::vector<SPinHelp> inputs, outputs;
+    std::vector<std::string> keywords, notes;
+    std::string seeAlso;
+
+    // From the node's declaration; a node that writes its document by hand is shown as its
+    // document says, with its description as one text.
+    static SNodeHelp FromNode(const CHostNode& node);
+};
+
+std::string TextPage(const SNodeHelp& help);
+std::string HtmlPage(const SNodeHelp& help);
+// The module's index page, linking every node page (`links` relative to the index, in the
+// order of `nodes`).
+std::string HtmlIndex(const std::string& module, const std::vector<SNodeHelp>& nodes,
+                      const std::vector<std::string>& links);
+
+}  // namespace orva
