@@ -49,6 +49,26 @@ TEST(Blur, GaussianOfAnImpulseOnBytes) {
     EXPECT_EQ(dst.At(0, 0), 0);
 }
 
+TEST(Blur, ByteGaussianEqualsItsFixedPointDefinition) {
+    // Wide enough for the blocks of 16 columns and a remainder; 13 taps reach past the height.
+    SImage<uint8_t> src = Random<uint8_t>(37, 9, 0, 255, 5, 3), dst(37, 9, 1);
+    GaussianBlur(src.In(), dst.Plane(), 2.0, 0, EnBorder::REFLECT_101);
+    const std::vector<uint16_t> k = GaussianKernelFixed(13, 2.0);
+    for (int64_t y = 0; y < 9; ++y)
+        for (int64_t x = 0; x < 37; ++x) {
+            uint32_t s = 0;
+            for (int64_t j = 0; j < 13; ++j) {
+                const int64_t sy = BorderIndex(y + j - 6, 9, EnBorder::REFLECT_101);
+                uint32_t row = 0;
+                for (int64_t i = 0; i < 13; ++i)
+                    row += k[size_t(i)] *
+                           uint32_t(src.At(BorderIndex(x + i - 6, 37, EnBorder::REFLECT_101), sy));
+                s += k[size_t(j)] * row;
+            }
+            ASSERT_EQ(dst.At(x, y), (s + (1u << 15)) >> 16) << x << " " << y;
+        }
+}
+
 // The plain definitions, one output at a time.
 template <class T>
 double WindowSum(const SImage<T>& src, int64_t x, int64_t y, int64_t kx, int64_t ky,
