@@ -1,20 +1,42 @@
 // The filters module's entry points: the list of its nodes and the factory that makes them.
 #include "PArithmetic.h"
+#include "PBoxBlur.h"
+#include "PCrop.h"
+#include "PFlip.h"
 #include "PGaussianBlur.h"
 #include "PInvert.h"
 #include "PMedianBlur.h"
 #include "PMorphology.h"
+#include "PPad.h"
+#include "PRegionProperties.h"
+#include "PResize.h"
+#include "PRotate90.h"
 #include "PThreshold.h"
+#include "PTranspose.h"
 
 namespace {
 
 using namespace ORVA::Filters;
 
+// One row per line, in the order ListPlugins gives.
+// clang-format off
 constexpr ORVA::SModuleNode NODES[] = {
-    {"Threshold", ORVA::MakeNode<CPThreshold>},   {"GaussianBlur", ORVA::MakeNode<CPGaussianBlur>},
-    {"MedianBlur", ORVA::MakeNode<CPMedianBlur>}, {"Morphology", ORVA::MakeNode<CPMorphology>},
-    {"Arithmetic", ORVA::MakeNode<CPArithmetic>}, {"Invert", ORVA::MakeNode<CPInvert>},
+    {"Threshold", ORVA::MakeNode<CPThreshold>},
+    {"GaussianBlur", ORVA::MakeNode<CPGaussianBlur>},
+    {"MedianBlur", ORVA::MakeNode<CPMedianBlur>},
+    {"Morphology", ORVA::MakeNode<CPMorphology>},
+    {"Arithmetic", ORVA::MakeNode<CPArithmetic>},
+    {"Invert", ORVA::MakeNode<CPInvert>},
+    {"Resize", ORVA::MakeNode<CPResize>},
+    {"Crop", ORVA::MakeNode<CPCrop>},
+    {"Flip", ORVA::MakeNode<CPFlip>},
+    {"Transpose", ORVA::MakeNode<CPTranspose>},
+    {"Rotate90", ORVA::MakeNode<CPRotate90>},
+    {"Pad", ORVA::MakeNode<CPPad>},
+    {"BoxBlur", ORVA::MakeNode<CPBoxBlur>},
+    {"RegionProperties", ORVA::MakeNode<CPRegionProperties>},
 };
+// clang-format on
 
 }  // namespace
 

@@ -2,6 +2,7 @@
 // declared defaults with settings laid over them, run on small images with known results.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -78,6 +79,7 @@ struct SCase {
     std::vector<double> second;  // input 1 of the same type and size, when not empty
     CT outType;
     std::vector<double> out;
+    CSize outSize = CSize(0, 0, 0);  // the input's size when 0
 };
 
 // Expected values worked out by hand from each node's stated definition.
@@ -150,6 +152,40 @@ const SCase CASES[] = {
     {"Invert", R"({"maximum": 100})", CT::GREY_16, CSize(2, 1), {30, 130}, {}, CT::GREY_16,
      {70, 65506}},
     {"Invert", "{}", CT::RGB_8, CSize(1, 1), {0, 1, 255}, {}, CT::RGB_8, {255, 254, 0}},
+    {"Resize", R"({"width": 2, "height": 1, "interpolation": "NEAREST"})", CT::GREY_8, CSize(4, 1),
+     {1, 2, 3, 4}, {}, CT::GREY_8, {1, 3}, CSize(2, 1)},
+    // fx = fy = 0.5 halves exactly: (1 + 2 + 3 + 5 + 2) >> 2.
+    {"Resize", "{}", CT::GREY_8, CSize(2, 2), {1, 2, 3, 5}, {}, CT::GREY_8, {3}, CSize(1, 1)},
+    {"Resize", R"({"width": 2, "height": 1, "interpolation": "AREA"})", CT::GREY_F, CSize(4, 2),
+     {1, 2, 3, 4, 5, 6, 7, 8}, {}, CT::GREY_F, {3.5, 5.5}, CSize(2, 1)},
+    // Source positions -0.25, 0.25, 0.75, 1.25: the ends clamp to the edge samples.
+    {"Resize", R"({"fx": 2, "fy": 1})", CT::GREY_F, CSize(2, 1), {0, 4}, {}, CT::GREY_F,
+     {0, 1, 3, 4}, CSize(4, 1)},
+    {"Crop", R"({"x": 1, "y": 1, "width": 2})", CT::GREY_8, CSize(4, 3),
+     {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {}, CT::GREY_8, {5, 6, 9, 10}, CSize(2, 2)},
+    {"Crop", R"({"x": 1, "width": 1, "height": 1})", CT::RGB_8, CSize(2, 1, 2),
+     {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {}, CT::RGB_8, {1, 3, 5, 7, 9, 11}, CSize(1, 1, 2)},
+    {"Flip", R"({"direction": "VERTICAL"})", CT::GREY_16, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {},
+     CT::GREY_16, {4, 5, 6, 1, 2, 3}},
+    // Pixels swap; the channels of each stay in order.
+    {"Flip", "{}", CT::RGB_8I, CSize(2, 1), {1, 2, 3, 4, 5, 6}, {}, CT::RGB_8I,
+     {4, 5, 6, 1, 2, 3}},
+    {"Transpose", "{}", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {}, CT::GREY_8,
+     {1, 4, 2, 5, 3, 6}, CSize(2, 3)},
+    {"Rotate90", "{}", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {}, CT::GREY_8,
+     {4, 1, 5, 2, 6, 3}, CSize(2, 3)},
+    {"Rotate90", R"({"quarters": -1})", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {},
+     CT::GREY_8, {3, 6, 2, 5, 1, 4}, CSize(2, 3)},
+    {"Rotate90", R"({"quarters": 6})", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {},
+     CT::GREY_8, {6, 5, 4, 3, 2, 1}},
+    // Reflection without the edge repeats beyond a margin wider than the image.
+    {"Pad", R"({"left": 2, "top": 0, "right": 1, "bottom": 1, "border": "REFLECT_101"})",
+     CT::GREY_8, CSize(2, 1), {1, 2}, {}, CT::GREY_8, {1, 2, 1, 2, 1, 1, 2, 1, 2, 1}, CSize(5, 2)},
+    {"Pad", R"({"top": 0, "right": 0, "bottom": 0, "value": 300})", CT::GREY_8, CSize(2, 1),
+     {1, 2}, {}, CT::GREY_8, {255, 1, 2}, CSize(3, 1)},
+    // (s + 1) * 21845 >> 16 for windows of 3.
+    {"BoxBlur", R"({"height": 1, "border": "REPLICATE"})", CT::GREY_8, CSize(3, 1), {0, 3, 9},
+     {}, CT::GREY_8, {1, 4, 7}},
 };
 // clang-format on
 
@@ -166,7 +202,7 @@ TEST(FilterNodes, ComputeTheirDefinitions) {
         const CImage* out = OutputImage(*node, 0);
         ASSERT_NE(out, nullptr);
         EXPECT_EQ(out->Type(), IImage::CType(c.outType));
-        EXPECT_EQ(out->Size(), c.size);
+        EXPECT_EQ(out->Size(), c.outSize == CSize(0, 0, 0) ? c.size : c.outSize);
         EXPECT_EQ(Samples(*out), c.out);
     }
 }
@@ -191,6 +227,51 @@ TEST(FilterNodes, ThresholdGivesTheValueItUsed) {
         node->Run();
         ASSERT_NE(node->StackOutput(1), nullptr) << c.settings;
         EXPECT_EQ(node->StackOutput(1)->Double(), c.expected) << c.settings;
+    }
+}
+
+TEST(FilterNodes, CropCutsTheBoxOfATableRow) {
+    // ZoneList's table: ax, bx, ay, by per row.
+    std::unique_ptr<CValue> image =
+        MakeImage(CT::GREY_8, CSize(4, 3), {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
+    std::unique_ptr<CValue> boxes = MakeImage(CT::GREY_F, CSize(4, 2), {0, 0, 0, 0, 2, 3, 0, 1});
+    std::unique_ptr<CPNode> node = Prepare("Crop", R"({"row": 1})", {image.get(), boxes.get()});
+    node->Run();
+    EXPECT_EQ(OutputImage(*node, 0)->Size(), CSize(2, 2));
+    EXPECT_EQ(Samples(*OutputImage(*node, 0)), (std::vector<double>{2, 3, 6, 7}));
+}
+
+TEST(FilterNodes, RegionPropertiesTableAndMaps) {
+    // A 2 x 2 square and two pixels apart with one label; intensities 1 to 12.
+    std::unique_ptr<CValue> labels =
+        MakeImage(CT::GREY_8, CSize(4, 3), {1, 1, 0, 2, 1, 1, 0, 0, 0, 0, 0, 2});
+    std::unique_ptr<CValue> intensity =
+        MakeImage(CT::GREY_16, CSize(4, 3), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+    const double pi = 3.141592653589793;
+    // label, area, centroid x y, box, perimeter, diameter, orientation, eccentricity, mean,
+    // minimum, maximum
+    const std::vector<std::vector<double>> expected = {
+        {1, 4, 0.5, 0.5, 0, 0, 1, 1, 4, std::sqrt(16 / pi), pi / 4, 0, 3.5, 1, 6},
+        {2, 2, 3, 1, 3, 0, 3, 2, 0, std::sqrt(8 / pi), 0, 1, 8, 4, 12}};
+    for (bool measured : {false, true}) {
+        std::unique_ptr<CPNode> node =
+            Prepare("RegionProperties", "{}", {labels.get(), measured ? intensity.get() : nullptr});
+        node->Run();
+        const CImage* table = OutputImage(*node, 0);
+        const size_t columns = measured ? 15 : 12;
+        ASSERT_EQ(table->Size(), CSize(int64_t(columns), 2));
+        const CValueVector* maps = node->StackOutput(1)->Vector();
+        ASSERT_EQ(maps->Size(), 2u);
+        const CValueVector* names = table->Attributes().Entry("columns")->Vector();
+        ASSERT_EQ(names->Size(), columns);
+        for (size_t r = 0; r < 2; ++r)
+            for (size_t c = 0; c < columns; ++c) {
+                const double want = expected[r][c];
+                EXPECT_EQ(table->Data<float>()[r * columns + c], float(want)) << r << " " << c;
+                const std::string key = (*names)[c]->String();
+                EXPECT_DOUBLE_EQ((*maps)[r]->Map()->Entry(key)->Double(), want) << key;
+            }
+        EXPECT_EQ((*maps)[0]->Map()->Entry("area")->GenericType(), CValue::VAL_LONG);
     }
 }
 
@@ -225,6 +306,13 @@ TEST(FilterNodes, RefuseWhatTheyCannotTakeAndSayWhy) {
          "a colour image keeps its type"},
         {"Arithmetic", "{}", CT::BINARY_BG, CT::BINARY_BG, false,
          "input image is of type IMAGE_BINARY_BG; "},
+        {"Crop", R"({"x": 2, "width": 1})", CT::GREY_8, CT::GREY_8, false,
+         "the rectangle (2, 0; 1 x 2) leaves the image of size (2, 2, 1)"},
+        {"Crop", "{}", CT::GREY_8, CT::GREY_8, true,
+         "input image 1 is of type IMAGE_GREY_8; IMAGE_GREY_F expected"},
+        {"Resize", R"({"fx": 0})", CT::GREY_8, CT::GREY_8, false, "fx must be"},
+        {"RegionProperties", "{}", CT::RGB_8I, CT::RGB_8I, false,
+         "input image is of type IMAGE_RGB_8I; "},
     };
     for (const SRefusal& c : cases) {
         SCOPED_TRACE(std::string(c.node) + " " + c.settings);
