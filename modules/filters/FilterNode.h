@@ -156,6 +156,39 @@ inline constexpr const char* BORDER_TEXT =
     "how samples outside the image are made: REFLECT_101 (gfedcb|abcdefgh|gfedcba), REFLECT "
     "(fedcba|abcdefgh|hgfedcb), REPLICATE (aaaaaa|abcdefgh|hhhhhhh) or CONSTANT (zeros)";
 
+// Output types of the per-sample nodes; INPUT (-1) keeps the input's type.
+inline constexpr SChoice<int> SAMPLE_OUT_TYPES[] = {{"INPUT", -1},
+                                                    {"IMAGE_GREY_8", CT::GREY_8},
+                                                    {"IMAGE_GREY_16", CT::GREY_16},
+                                                    {"IMAGE_GREY_32", CT::GREY_32},
+                                                    {"IMAGE_GREY_64", CT::GREY_64},
+                                                    {"IMAGE_GREY_F", CT::GREY_F},
+                                                    {"IMAGE_GREY_D", CT::GREY_D}};
+
+// The output type `chosen` among SAMPLE_OUT_TYPES (named `name`) for an input of `type`;
+// colour images keep their own.
+inline IImage::CType SampleOutType(const char* where, int chosen, IImage::CType type,
+                                   const std::string& name) {
+    if (chosen < 0) return type;
+    if (type.IsColour())
+        throw CException(where, "a colour image keeps its type: out_type INPUT, not " + name);
+    return IImage::CType(static_cast<EnType>(chosen));
+}
+
+// Calls f(std::type_identity<T>, std::type_identity<O>) for the sample types of a grey or
+// colour input and of the output type (one of the grey types, or the input's colour type).
+template <class F>
+void DispatchSamples(const char* where, IImage::CType in, IImage::CType out, F&& f) {
+    // Colour outputs are dispatched on the grey type of their samples.
+    const IImage::CType samples = out == IMAGE_RGB_FI ? IMAGE_GREY_F
+                                  : out.IsColour()    ? IMAGE_GREY_8
+                                                      : out;
+    Dispatch(GreyColourTypes{}, where, in, [&]<class T>(std::type_identity<T> t) {
+        DispatchType<CT::GREY_8, CT::GREY_16, CT::GREY_32, CT::GREY_64, CT::GREY_F, CT::GREY_D>(
+            samples, [&]<class O>(std::type_identity<O> o) { f(t, o); });
+    });
+}
+
 // Throws unless `value` lies in [low, high].
 inline void CheckRange(const char* where, const char* key, double value, double low, double high) {
     if (!(value >= low && value <= high))

@@ -1,16 +1,25 @@
 // The filters module's entry points: the list of its nodes and the factory that makes them.
 #include "PArithmetic.h"
+#include "PBlend.h"
 #include "PBoxBlur.h"
+#include "PCanny.h"
+#include "PColorToGrey.h"
+#include "PConvolve.h"
 #include "PCrop.h"
+#include "PDistanceTransform.h"
 #include "PFlip.h"
 #include "PGaussianBlur.h"
+#include "PGreyToColor.h"
 #include "PInvert.h"
+#include "PLaplacian.h"
 #include "PMedianBlur.h"
 #include "PMorphology.h"
 #include "PPad.h"
 #include "PRegionProperties.h"
 #include "PResize.h"
 #include "PRotate90.h"
+#include "PScharr.h"
+#include "PSobel.h"
 #include "PThreshold.h"
 #include "PTranspose.h"
 
@@ -34,7 +43,16 @@ constexpr ORVA::SModuleNode NODES[] = {
     {"Rotate90", ORVA::MakeNode<CPRotate90>},
     {"Pad", ORVA::MakeNode<CPPad>},
     {"BoxBlur", ORVA::MakeNode<CPBoxBlur>},
+    {"Sobel", ORVA::MakeNode<CPSobel>},
+    {"Scharr", ORVA::MakeNode<CPScharr>},
+    {"Laplacian", ORVA::MakeNode<CPLaplacian>},
+    {"Canny", ORVA::MakeNode<CPCanny>},
+    {"DistanceTransform", ORVA::MakeNode<CPDistanceTransform>},
     {"RegionProperties", ORVA::MakeNode<CPRegionProperties>},
+    {"ColorToGrey", ORVA::MakeNode<CPColorToGrey>},
+    {"GreyToColor", ORVA::MakeNode<CPGreyToColor>},
+    {"Blend", ORVA::MakeNode<CPBlend>},
+    {"Convolve", ORVA::MakeNode<CPConvolve>},
 };
 // clang-format on
 

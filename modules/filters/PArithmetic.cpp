@@ -14,14 +14,6 @@ constexpr SChoice<EnArithmetic> OPERATIONS[] = {{"ADD", EnArithmetic::ADD},
                                                 {"ABSDIFF", EnArithmetic::ABSDIFF},
                                                 {"MIN", EnArithmetic::MIN},
                                                 {"MAX", EnArithmetic::MAX}};
-// The output types; INPUT keeps the input's. Colour images keep their own type.
-constexpr SChoice<int> OUT_TYPES[] = {{"INPUT", -1},
-                                      {"IMAGE_GREY_8", CT::GREY_8},
-                                      {"IMAGE_GREY_16", CT::GREY_16},
-                                      {"IMAGE_GREY_32", CT::GREY_32},
-                                      {"IMAGE_GREY_64", CT::GREY_64},
-                                      {"IMAGE_GREY_F", CT::GREY_F},
-                                      {"IMAGE_GREY_D", CT::GREY_D}};
 
 }  // namespace
 
@@ -47,7 +39,7 @@ void CPArithmetic::Declare(CSetupDocument& doc) {
         .Toggle();
     doc.Parameter("saturate", m_saturate, "clamp results to the output type's range").Toggle();
     doc.Parameter("out_type", m_outType, "the output's pixel type, INPUT for the input's")
-        .Values(ChoiceList(OUT_TYPES));
+        .Values(ChoiceList(SAMPLE_OUT_TYPES));
     doc.Input(0, "Image a of type " + GreyColourTypes::Names() + ".").Label("a");
     doc.Input(1, "Image b of the type and size of a; empty to use the constant.")
         .Label("b")
@@ -60,32 +52,23 @@ void CPArithmetic::Declare(CSetupDocument& doc) {
 void CPArithmetic::Run() {
     const char* where = "(filters) Arithmetic::Run";
     const EnArithmetic operation = Choose(where, "operation", m_operation, OPERATIONS);
-    const int chosen = Choose(where, "out_type", m_outType, OUT_TYPES);
+    const int chosen = Choose(where, "out_type", m_outType, SAMPLE_OUT_TYPES);
     const CImage* a = Input(*this, 0, where);
     const CImage* b = Input(*this, 1, where, true);
     if (b) CheckSameImage(*a, *b, where);
-    const IImage::CType type = a->Type();
-    if (type.IsColour() && chosen >= 0)
-        throw CException(
-            where, std::string("a colour image keeps its type: out_type INPUT, not ") + m_outType);
-    const IImage::CType outType = chosen >= 0 ? IImage::CType(static_cast<EnType>(chosen)) : type;
-    // Colour results are dispatched on the grey type of their samples.
-    const IImage::CType sampleType = type == IMAGE_RGB_FI ? IMAGE_GREY_F
-                                     : type.IsColour()    ? IMAGE_GREY_8
-                                                          : outType;
+    const IImage::CType outType = SampleOutType(where, chosen, a->Type(), m_outType);
     auto output = NewImage(outType, a->Size());
-    Dispatch(GreyColourTypes{}, where, type, [&]<class T>(std::type_identity<T>) {
-        DispatchType<CT::GREY_8, CT::GREY_16, CT::GREY_32, CT::GREY_64, CT::GREY_F, CT::GREY_D>(
-            sampleType, [&]<class O>(std::type_identity<O>) {
-                const int64_t n = a->Samples();
-                const SPlane<const T> pa = Plane(a->Data<T>(), n, 1);
-                const SPlane<O> out{reinterpret_cast<O*>(output->Bytes()), n, 1, n};
-                if (b)
-                    Arithmetic(pa, Plane(b->Data<T>(), n, 1), out, operation, m_saturate);
-                else
-                    ArithmeticConstant(pa, m_constant, out, operation, m_saturate, m_constantFirst);
-            });
-    });
+    DispatchSamples(where, a->Type(), outType,
+                    [&]<class T, class O>(std::type_identity<T>, std::type_identity<O>) {
+                        const int64_t n = a->Samples();
+                        const SPlane<const T> pa = Plane(a->Data<T>(), n, 1);
+                        const SPlane<O> out = Plane(output->Data<O>(), n, 1);
+                        if (b)
+                            Arithmetic(pa, Plane(b->Data<T>(), n, 1), out, operation, m_saturate);
+                        else
+                            ArithmeticConstant(pa, m_constant, out, operation, m_saturate,
+                                               m_constantFirst);
+                    });
     SetImage(*this, 0, std::move(output));
 }
 

@@ -186,6 +186,44 @@ const SCase CASES[] = {
     // (s + 1) * 21845 >> 16 for windows of 3.
     {"BoxBlur", R"({"height": 1, "border": "REPLICATE"})", CT::GREY_8, CSize(3, 1), {0, 3, 9},
      {}, CT::GREY_8, {1, 4, 7}},
+    // Replicated ramp: 4 (1 2 1 smoothing) times the central difference.
+    {"Sobel", R"({"border": "REPLICATE"})", CT::GREY_8, CSize(3, 3), {0, 1, 2, 0, 1, 2, 0, 1, 2},
+     {}, CT::GREY_F, {4, 8, 4, 4, 8, 4, 4, 8, 4}},
+    // Size 1, second order: 1 -2 1 along x only, reflected without the edge.
+    {"Sobel", R"({"dx": 2, "size": 1, "out_type": "IMAGE_GREY_D"})", CT::GREY_16, CSize(3, 1),
+     {1, 4, 9}, {}, CT::GREY_D, {6, 2, -10}},
+    // gx = gy = 4 everywhere on a replicated diagonal ramp.
+    {"Sobel", R"({"output": "MAGNITUDE", "border": "REPLICATE"})", CT::GREY_F, CSize(2, 2),
+     {0, 1, 1, 2}, {}, CT::GREY_F, std::vector<double>(4, double(std::sqrt(32.0f)))},
+    {"Sobel", R"({"output": "DIRECTION", "border": "REPLICATE"})", CT::GREY_F, CSize(2, 2),
+     {0, 1, 1, 2}, {}, CT::GREY_F, {45, 45, 45, 45}},
+    // 3 10 3 across sums identical rows to 16 times the central difference.
+    {"Scharr", "{}", CT::GREY_8, CSize(3, 1), {0, 0, 9}, {}, CT::GREY_F, {0, 144, 0}},
+    {"Laplacian", R"({"out_type": "IMAGE_GREY_D", "border": "CONSTANT"})", CT::GREY_8, CSize(3, 3),
+     {0, 0, 0, 0, 1, 0, 0, 0, 0}, {}, CT::GREY_D, {0, 1, 0, 1, -4, 1, 0, 1, 0}},
+    // A vertical step: |gx| = 400 at x = 2 and 3; suppression keeps the first of the equal pair.
+    {"Canny", "{}", CT::GREY_8, CSize(6, 2), {0, 0, 0, 100, 100, 100, 0, 0, 0, 100, 100, 100}, {},
+     CT::GREY_8, {0, 0, 255, 0, 0, 0, 0, 0, 255, 0, 0, 0}},
+    {"DistanceTransform", "{}", CT::BINARY_FG, CSize(3, 3), {0, 1, 1, 1, 1, 1, 1, 1, 1}, {},
+     CT::GREY_F,
+     {0, 1, 2, 1, double(std::sqrt(2.0f)), double(std::sqrt(5.0f)), 2, double(std::sqrt(5.0f)),
+      double(std::sqrt(8.0f))}},
+    // (4899 r + 9617 g + 1868 b + 2^13) >> 14.
+    {"ColorToGrey", "{}", CT::RGB_8I, CSize(2, 1), {255, 0, 0, 10, 20, 30}, {}, CT::GREY_8,
+     {76, 18}},
+    // Planar with two slices: each channel is one plane of both slices, so green is 3, 4.
+    {"ColorToGrey", R"({"mode": "GREEN"})", CT::RGB_8, CSize(1, 1, 2), {1, 2, 3, 4, 5, 6}, {},
+     CT::GREY_8, {3, 4}},
+    {"GreyToColor", R"({"map": "GREY"})", CT::GREY_8, CSize(2, 1), {0, 255}, {}, CT::RGB_8I,
+     {0, 0, 0, 255, 255, 255}},
+    // JET at the ends: 0.5 * 255 = 127.5 rounds to 128.
+    {"GreyToColor", "{}", CT::GREY_8, CSize(2, 1), {0, 255}, {}, CT::RGB_8I,
+     {0, 0, 128, 128, 0, 0}},
+    {"GreyToColor", R"({"out_type": "IMAGE_RGB_8"})", CT::GREY_8, CSize(2, 1), {0, 255}, {},
+     CT::RGB_8, {0, 128, 0, 0, 128, 0}},
+    {"Blend", "{}", CT::GREY_8, CSize(2, 1), {100, 200}, {50, 255}, CT::GREY_8, {75, 228}},
+    {"Blend", R"({"alpha": 1, "beta": -1, "gamma": 0.25, "out_type": "IMAGE_GREY_F"})",
+     CT::GREY_8, CSize(2, 1), {100, 200}, {50, 255}, CT::GREY_F, {50.25, -54.75}},
 };
 // clang-format on
 
@@ -275,6 +313,20 @@ TEST(FilterNodes, RegionPropertiesTableAndMaps) {
     }
 }
 
+TEST(FilterNodes, ConvolveCorrelatesOrConvolvesWithTheKernelImage) {
+    // Anchor at 1 of 2 taps: out(x) = k0 in(x - 1) + k1 in(x), reflected without the edge.
+    std::unique_ptr<CValue> image = MakeImage(CT::GREY_8, CSize(3, 1), {1, 2, 3});
+    std::unique_ptr<CValue> kernel = MakeImage(CT::GREY_16, CSize(2, 1), {1, 10});
+    for (auto [settings, expected] :
+         {std::pair{"{}", std::vector<double>{12, 21, 32}},
+          std::pair{R"({"flip": true})", std::vector<double>{21, 12, 23}}}) {
+        std::unique_ptr<CPNode> node = Prepare("Convolve", settings, {image.get(), kernel.get()});
+        node->Run();
+        EXPECT_EQ(OutputImage(*node, 0)->Type(), IMAGE_GREY_F);
+        EXPECT_EQ(Samples(*OutputImage(*node, 0)), expected) << settings;
+    }
+}
+
 TEST(FilterNodes, RefuseWhatTheyCannotTakeAndSayWhy) {
     struct SRefusal {
         const char* node;
@@ -313,6 +365,17 @@ TEST(FilterNodes, RefuseWhatTheyCannotTakeAndSayWhy) {
         {"Resize", R"({"fx": 0})", CT::GREY_8, CT::GREY_8, false, "fx must be"},
         {"RegionProperties", "{}", CT::RGB_8I, CT::RGB_8I, false,
          "input image is of type IMAGE_RGB_8I; "},
+        {"Sobel", R"({"size": 4})", CT::GREY_8, CT::GREY_8, false, "size must be 1, 3, 5 or 7"},
+        {"Sobel", R"({"dx": 3})", CT::GREY_8, CT::GREY_8, false, "dx must be 0 to 2"},
+        {"Scharr", R"({"dy": 1})", CT::GREY_8, CT::GREY_8, false,
+         "dx and dy must be 1 and 0 or 0 and 1, not 1 and 1"},
+        {"ColorToGrey", "{}", CT::GREY_8, CT::GREY_8, false,
+         "input image is of type IMAGE_GREY_8; IMAGE_RGB_8, IMAGE_RGB_8I or IMAGE_RGB_FI expected"},
+        {"GreyToColor", "{}", CT::GREY_16, CT::GREY_16, false,
+         "input image is of type IMAGE_GREY_16; IMAGE_GREY_8 expected"},
+        {"Blend", "{}", CT::GREY_8, CT::GREY_8, false, "input image is NULL"},
+        {"Convolve", "{}", CT::GREY_8, CT::RGB_8I, true,
+         "input image 1 is of type IMAGE_RGB_8I; IMAGE_GREY_8"},
     };
     for (const SRefusal& c : cases) {
         SCOPED_TRACE(std::string(c.node) + " " + c.settings);
@@ -320,7 +383,9 @@ TEST(FilterNodes, RefuseWhatTheyCannotTakeAndSayWhy) {
         std::unique_ptr<CValue> a =
             MakeImage(c.type, size, std::vector<double>(4 * IImage::CType(c.type).Channels(), 1));
         std::unique_ptr<CValue> b =
-            c.withSecond ? MakeImage(c.second, size, std::vector<double>(4, 1)) : nullptr;
+            c.withSecond ? MakeImage(c.second, size,
+                                     std::vector<double>(4 * IImage::CType(c.second).Channels(), 1))
+                         : nullptr;
         std::unique_ptr<CPNode> node = Prepare(c.node, c.settings, {a.get(), b.get()});
         try {
             node->Run();
