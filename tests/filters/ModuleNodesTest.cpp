@@ -2,6 +2,7 @@
 // declared defaults with settings laid over them, run on small images with known results.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -407,7 +408,37 @@ TEST(FilterNodes, EveryNodeTakesAnyInputWithoutCrashing) {
         node->GetPluginSetup(first);
         node->GetPluginSetup(second);
         ASSERT_TRUE(first.Entry("parameters")->EqualData(*second.Entry("parameters")));
-        EXPECT_FALSE(first.EntryString("__vimbroDocumentation").empty());
+
+        // A complete declaration: texts, a help page of its own, labelled pins, and parameters
+        // whose allowed values hold their defaults.
+        CSetupDocument doc;
+        node->Declare(doc);
+        EXPECT_EQ(doc.Name(), name);
+        EXPECT_FALSE(doc.Summary().empty() || doc.LongDescription().empty() ||
+                     doc.KeywordList().empty() || doc.SubType().empty());
+        EXPECT_NE(doc.HelpPageAddress().find("/filters/P" + name + "/"), std::string::npos);
+        EXPECT_FALSE(doc.IsStateful());
+        for (const CSetupDocument::CParameter& parameter : doc.Parameters()) {
+            EXPECT_FALSE(parameter.Text().empty()) << parameter.Key();
+            const std::vector<std::string> allowed = parameter.AllowedValues();
+            if (allowed.empty()) continue;
+            EXPECT_NE(std::find(allowed.begin(), allowed.end(), parameter.Value()->String()),
+                      allowed.end())
+                << parameter.Key();
+        }
+        for (const char* group : {"inputs", "outputs"})
+            for (const auto& [pin, placeholder] : *first.Entry(group)->Map())
+                EXPECT_TRUE(placeholder->MetaIfAny() &&
+                            !placeholder->MetaIfAny()->EntryString("label").empty())
+                    << group << " " << pin;
+
+        // NodeInit on an empty map keeps the declared values.
+        CValueMap empty, after;
+        node->Init(&empty);
+        node->NodeInit();
+        node->GetPluginSetup(after);
+        EXPECT_TRUE(first.Entry("parameters")->EqualData(*after.Entry("parameters")));
+
         CValueMap defaults(*first.Entry("parameters")->Map());
         node->Init(&defaults);
         node->NodeInit();
