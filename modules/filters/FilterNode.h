@@ -59,9 +59,10 @@ void Dispatch(STypes<Ids...> types, const char* where, IImage::CType type, F&& f
     if (!known) RefuseType(where, pin, type, types.Names());
 }
 
-// The image on input `pin` (required unless `optional`).
+// The image on input `pin` (required unless `optional`); a missing one is named by its pin.
 inline const CImage* Input(CPNode& node, int pin, const char* where, bool optional = false) {
-    return node.InputImage(pin, {.where = where, .optional = optional});
+    return node.InputImage(
+        pin, {.where = where, .missing = "no image on input %1", .optional = optional});
 }
 
 inline std::unique_ptr<CImage> NewImage(IImage::CType type, const CSize& size) {

@@ -374,7 +374,7 @@ TEST(FilterNodes, RefuseWhatTheyCannotTakeAndSayWhy) {
          "input image is of type IMAGE_GREY_8; IMAGE_RGB_8, IMAGE_RGB_8I or IMAGE_RGB_FI expected"},
         {"GreyToColor", "{}", CT::GREY_16, CT::GREY_16, false,
          "input image is of type IMAGE_GREY_16; IMAGE_GREY_8 expected"},
-        {"Blend", "{}", CT::GREY_8, CT::GREY_8, false, "input image is NULL"},
+        {"Blend", "{}", CT::GREY_8, CT::GREY_8, false, "no image on input 1"},
         {"Convolve", "{}", CT::GREY_8, CT::RGB_8I, true,
          "input image 1 is of type IMAGE_RGB_8I; IMAGE_GREY_8"},
     };
