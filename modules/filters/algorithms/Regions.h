@@ -11,10 +11,11 @@
 //   ascending order.
 // - equivalent diameter sqrt(4 area / pi).
 // - inertia tensor from the central moments (exact in integers, then divided by the area):
-//   a = var(x), c = var(y), b = -cov(x, y); orientation 0.5 atan2(-2b, c - a) (pi/4 with the
-//   sign of -b when a == c); eigenvalues (a + c)/2 +- sqrt(((a - c)/2)^2 + b^2), clipped at 0;
-//   eccentricity sqrt(1 - l2 / l1) (0 when l1 is 0). scikit-image computes these with floating
-//   sums and LAPACK, so they agree to about 1e-12 relative.
+//   a = var(x), c = var(y), b = -cov(x, y); orientation 0.5 atan2(-2b, c - a), and when a == c,
+//   as scikit-image, -pi/4 for b < 0, else pi/4; eigenvalues (a + c)/2 +- sqrt(((a - c)/2)^2 +
+//   b^2), clipped at 0; eccentricity sqrt(1 - l2 / l1) (0 when l1 is 0). scikit-image computes
+//   these with floating sums and LAPACK, so they agree to about 1e-12 relative, except where
+//   a == c or b == 0 exactly: its rounding then picks the side (pi/4 or -pi/4, pi/2 or -pi/2).
 // - mean, minimum and maximum of an intensity plane over the region (when one is given).
 // Labels are the integer part of the samples; negative labels and labels beyond 2^24 throw.
 #include <cmath>
