@@ -84,35 +84,18 @@ ORVA_FILTERS_CLONES void GaussRowBytes(const uint8_t* e, uint16_t* out, int64_t 
 
 ORVA_FILTERS_CLONES void GaussColumnBytes(const uint16_t* const* rows, uint8_t* out, int64_t w,
                                           const uint16_t* k, int r, uint32_t* acc) {
-    // Blocks of 16 sums that stay in registers while the taps go by.
-    constexpr int64_t B = 16;
     const uint32_t centre = k[r];
     const uint16_t* c = rows[r];
-    int64_t x0 = 0;
-    for (; x0 + B <= w; x0 += B) {
-        uint32_t s[B];
-        for (int64_t j = 0; j < B; ++j)
-            s[j] = centre * c[x0 + j];
-        for (int i = 0; i < r; ++i) {
-            const uint32_t ki = k[i];
-            const uint16_t* a = rows[i] + x0;
-            const uint16_t* b = rows[2 * r - i] + x0;
-            for (int64_t j = 0; j < B; ++j)
-                s[j] += ki * (static_cast<uint32_t>(a[j]) + b[j]);
-        }
-        for (int64_t j = 0; j < B; ++j)
-            out[x0 + j] = static_cast<uint8_t>((s[j] + (1u << 15)) >> 16);
-    }
-    for (int64_t x = x0; x < w; ++x)
+    for (int64_t x = 0; x < w; ++x)
         acc[x] = centre * c[x];
     for (int i = 0; i < r; ++i) {
         const uint32_t ki = k[i];
         const uint16_t* a = rows[i];
         const uint16_t* b = rows[2 * r - i];
-        for (int64_t x = x0; x < w; ++x)
+        for (int64_t x = 0; x < w; ++x)
             acc[x] += ki * (static_cast<uint32_t>(a[x]) + b[x]);
     }
-    for (int64_t x = x0; x < w; ++x)
+    for (int64_t x = 0; x < w; ++x)
         out[x] = static_cast<uint8_t>((acc[x] + (1u << 15)) >> 16);
 }
 
