@@ -23,6 +23,7 @@ demo: deps
 	cmake --build $(BUILD)/demo -j $(JOBS)
 	$(BUILD)/demo/bin/orva run $(BUILD)/demo/examples/zones.json
 	$(BUILD)/demo/bin/orva run $(BUILD)/demo/examples/demo.json --print save:0
+	$(BUILD)/demo/bin/orva run $(BUILD)/demo/examples/segment.json --print threshold:1 --print save:0
 
 # The Python package, optimised, into $(BUILD)/python: PYTHONPATH=$(BUILD)/python /usr/bin/python3
 python: deps

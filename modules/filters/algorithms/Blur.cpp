@@ -1,0 +1,143 @@
+#include "Blur.h"
+
+#include <cmath>
+
+namespace ORVA::Filters {
+
+int GaussianSize(double sigma, bool bytes) {
+    if (!(sigma > 0) || sigma > 1e5)
+        throw CException("Filters::GaussianBlur", "sigma must be positive (or a size given)");
+    return static_cast<int>(RoundEven(sigma * (bytes ? 3 : 4) * 2 + 1)) | 1;
+}
+
+std::vector<double> GaussianKernel(int n, double sigma) {
+    if (n < 1 || n % 2 == 0)
+        throw CException("Filters::GaussianKernel", "the kernel size must be odd and positive");
+    if (sigma <= 0) {
+        switch (n) {
+            case 1:
+                return {1.0};
+            case 3:
+                return {0.25, 0.5, 0.25};
+            case 5:
+                return {0.0625, 0.25, 0.375, 0.25, 0.0625};
+            case 7:
+                return {0.03125, 0.109375, 0.21875, 0.28125, 0.21875, 0.109375, 0.03125};
+            case 9:
+                return {0.015625,  0.05078125, 0.1171875,  0.1953125, 0.2421875,
+                        0.1953125, 0.1171875,  0.05078125, 0.015625};
+            default:
+                sigma = std::fma(static_cast<double>(n), 0.15, 0.35);
+        }
+    }
+    const double scale = -0.125 / (sigma * sigma);
+    const int half = (n - 1) / 2;
+    std::vector<double> values(static_cast<size_t>(half));
+    double sum = 0;
+    for (int i = 0, x = 1 - n; i < half; ++i, x += 2) {
+        values[size_t(i)] = std::exp(static_cast<double>(x * x) * scale);
+        sum += values[size_t(i)];
+    }
+    sum *= 2;
+    sum += 1.0;
+    const double inverse = 1.0 / sum;
+    std::vector<double> k(static_cast<size_t>(n));
+    for (int i = 0; i < half; ++i)
+        k[size_t(i)] = k[size_t(n - 1 - i)] = values[size_t(i)] * inverse;
+    k[size_t(half)] = 1.0 * inverse;
+    return k;
+}
+
+std::vector<uint16_t> GaussianKernelFixed(int n, double sigma) {
+    const std::vector<double> k = GaussianKernel(n, sigma);
+    std::vector<uint16_t> fixed(static_cast<size_t>(n));
+    const int half = n / 2;
+    double error = 0;
+    int64_t sum = 0;
+    for (int i = 0; i < half; ++i) {
+        double adjusted = k[size_t(i)] * 256.0 + error;
+        int64_t v = RoundEven(adjusted);
+        error = adjusted - static_cast<double>(v);
+        fixed[size_t(i)] = fixed[size_t(n - 1 - i)] = static_cast<uint16_t>(v);
+        sum += v;
+    }
+    fixed[size_t(half)] = static_cast<uint16_t>(256 - 2 * sum);
+    return fixed;
+}
+
+namespace Detail {
+
+ORVA_FILTERS_CLONES void GaussRowBytes(const uint8_t* e, uint16_t* out, int64_t w,
+                                       const uint16_t* k, int r) {
+    const uint16_t centre = k[r];
+    for (int64_t x = 0; x < w; ++x)
+        out[x] = static_cast<uint16_t>(centre * e[x + r]);
+    // Sums stay below 2^16: the weights sum to 256 and samples are at most 255.
+    for (int i = 0; i < r; ++i) {
+        const uint16_t ki = k[i];
+        const uint8_t* a = e + i;
+        const uint8_t* b = e + 2 * r - i;
+        for (int64_t x = 0; x < w; ++x)
+            out[x] = static_cast<uint16_t>(out[x] + ki * static_cast<uint16_t>(a[x] + b[x]));
+    }
+}
+
+ORVA_FILTERS_CLONES void GaussColumnBytes(const uint16_t* const* rows, uint8_t* out, int64_t w,
+                                          const uint16_t* k, int r, uint32_t* acc) {
+    const uint32_t centre = k[r];
+    const uint16_t* c = rows[r];
+    for (int64_t x = 0; x < w; ++x)
+        acc[x] = centre * c[x];
+    for (int i = 0; i < r; ++i) {
+        const uint32_t ki = k[i];
+        const uint16_t* a = rows[i];
+        const uint16_t* b = rows[2 * r - i];
+        for (int64_t x = 0; x < w; ++x)
+            acc[x] += ki * (static_cast<uint32_t>(a[x]) + b[x]);
+    }
+    for (int64_t x = 0; x < w; ++x)
+        out[x] = static_cast<uint8_t>((acc[x] + (1u << 15)) >> 16);
+}
+
+ORVA_FILTERS_CLONES void GaussRowFloat(const float* e, float* out, int64_t w, const float* k,
+                                       int n) {
+    const float k0 = k[0];
+    for (int64_t x = 0; x < w; ++x)
+        out[x] = k0 * e[x];
+    for (int i = 1; i < n; ++i) {
+        const float ki = k[i];
+        const float* a = e + i;
+        for (int64_t x = 0; x < w; ++x)
+            out[x] += ki * a[x];
+    }
+}
+
+ORVA_FILTERS_CLONES void GaussColumnFloat(const float* const* rows, float* out, int64_t w,
+                                          const float* k, int r) {
+    const float centre = k[r];
+    const float* c = rows[r];
+    for (int64_t x = 0; x < w; ++x)
+        out[x] = centre * c[x] + 0.0f;
+    for (int i = 1; i <= r; ++i) {
+        const float ki = k[r + i];
+        const float* a = rows[r + i];
+        const float* b = rows[r - i];
+        for (int64_t x = 0; x < w; ++x)
+            out[x] += ki * (a[x] + b[x]);
+    }
+}
+
+SByteDivision::SByteDivision(int64_t d) {
+    double s = 65536.0 / static_cast<double>(d);
+    scale = static_cast<int32_t>(std::floor(s));
+    s -= scale;
+    delta = static_cast<int32_t>(d / 2);
+    if (s < 0.5)
+        ++delta;
+    else
+        ++scale;
+}
+
+}  // namespace Detail
+
+}  // namespace ORVA::Filters

@@ -1,0 +1,130 @@
+#include "Blur.h"
+
+#include "FilterTesting.h"
+
+using namespace ORVA::Filters;
+using FilterTesting::Random;
+using FilterTesting::SImage;
+
+namespace {
+
+TEST(Blur, GaussianKernelSizesAndFixedPointWeights) {
+    struct SSize {
+        double sigma;
+        bool bytes;
+        int expected;
+    } sizes[] = {
+        {2.0, true, 13}, {2.0, false, 17}, {0.7, true, 5}, {0.7, false, 7}, {0.25, true, 3}};
+    for (const SSize& c : sizes)
+        EXPECT_EQ(GaussianSize(c.sigma, c.bytes), c.expected) << c.sigma << " " << c.bytes;
+    EXPECT_THROW(GaussianSize(0.0, true), ORVA::CException);
+
+    struct SKernel {
+        int n;
+        double sigma;
+        std::vector<uint16_t> expected;
+    } kernels[] = {
+        {3, 0.0, {64, 128, 64}},
+        {5, 0.0, {16, 64, 96, 64, 16}},
+        // exp(-1/2) / (1 + 2 exp(-1/2)) * 256 = 69.98..., rounded to 70; the centre takes 116.
+        {3, 1.0, {70, 116, 70}},
+        // Error diffusion: 13.949 -> 14 leaves -0.051, so 62.516 - 0.051 -> 62; the centre
+        // takes the rest.
+        {5, 1.0, {14, 62, 104, 62, 14}},
+    };
+    for (const SKernel& c : kernels)
+        EXPECT_EQ(GaussianKernelFixed(c.n, c.sigma), c.expected) << c.n << " " << c.sigma;
+}
+
+TEST(Blur, GaussianOfAnImpulseOnBytes) {
+    // Weights 64, 128, 64 in each direction: 255 * 128 * 128 / 65536 = 63.75 -> 64,
+    // 255 * 128 * 64 / 65536 = 31.9 -> 32, 255 * 64 * 64 / 65536 = 15.9 -> 16.
+    SImage<uint8_t> src(5, 5), dst(5, 5);
+    src.At(2, 2) = 255;
+    GaussianBlur(src.In(), dst.Plane(), 0.0, 3);
+    EXPECT_EQ(dst.At(2, 2), 64);
+    EXPECT_EQ(dst.At(1, 2), 32);
+    EXPECT_EQ(dst.At(2, 3), 32);
+    EXPECT_EQ(dst.At(1, 1), 16);
+    EXPECT_EQ(dst.At(0, 0), 0);
+}
+
+TEST(Blur, ByteGaussianEqualsItsFixedPointDefinition) {
+    // Wide enough for the blocks of 16 columns and a remainder; 13 taps reach past the height.
+    SImage<uint8_t> src = Random<uint8_t>(37, 9, 0, 255, 5, 3), dst(37, 9, 1);
+    GaussianBlur(src.In(), dst.Plane(), 2.0, 0, EnBorder::REFLECT_101);
+    const std::vector<uint16_t> k = GaussianKernelFixed(13, 2.0);
+    for (int64_t y = 0; y < 9; ++y)
+        for (int64_t x = 0; x < 37; ++x) {
+            uint32_t s = 0;
+            for (int64_t j = 0; j < 13; ++j) {
+                const int64_t sy = BorderIndex(y + j - 6, 9, EnBorder::REFLECT_101);
+                uint32_t row = 0;
+                for (int64_t i = 0; i < 13; ++i)
+                    row += k[size_t(i)] *
+                           uint32_t(src.At(BorderIndex(x + i - 6, 37, EnBorder::REFLECT_101), sy));
+                s += k[size_t(j)] * row;
+            }
+            ASSERT_EQ(dst.At(x, y), (s + (1u << 15)) >> 16) << x << " " << y;
+        }
+}
+
+// The plain definitions, one output at a time.
+template <class T>
+double WindowSum(const SImage<T>& src, int64_t x, int64_t y, int64_t kx, int64_t ky,
+                 const std::vector<double>& wx, const std::vector<double>& wy, EnBorder border) {
+    double s = 0;
+    for (int64_t j = 0; j < ky; ++j) {
+        double row = 0;
+        int64_t sy = BorderIndex(y + j - ky / 2, src.height, border);
+        for (int64_t i = 0; i < kx; ++i) {
+            int64_t sx = BorderIndex(x + i - kx / 2, src.width, border);
+            row += wx[size_t(i)] * (sy < 0 || sx < 0 ? 0.0 : double(src.At(sx, sy)));
+        }
+        s += wy[size_t(j)] * row;
+    }
+    return s;
+}
+
+TEST(Blur, FloatGaussianFollowsTheKernelWithEveryBorder) {
+    for (EnBorder border :
+         {EnBorder::REFLECT_101, EnBorder::REFLECT, EnBorder::REPLICATE, EnBorder::CONSTANT}) {
+        SImage<float> src = Random<float>(23, 9, -50, 50, 3, 5), dst(23, 9, 2);
+        GaussianBlur(src.In(), dst.Plane(), 1.5, 0, border);  // 13 taps: wider than the height
+        std::vector<double> k = GaussianKernel(13, 1.5);
+        for (int64_t y = 0; y < 9; ++y)
+            for (int64_t x = 0; x < 23; ++x)
+                ASSERT_NEAR(dst.At(x, y), WindowSum(src, x, y, 13, 13, k, k, border), 1e-4)
+                    << x << " " << y << " " << int(border);
+    }
+}
+
+TEST(Blur, BoxMeansMatchTheirDefinition) {
+    // Byte windows up to 256 samples use the 16-bit reciprocal: 25 samples summing to 12 give 0,
+    // to 13 give 1, to 6375 give 255.
+    struct SCase {
+        int64_t sum;
+        int expected;
+    } bytes[] = {{12, 0}, {13, 1}, {37, 1}, {38, 2}, {6375, 255}};
+    for (const SCase& c : bytes) {
+        SImage<uint8_t> src(5, 5), dst(5, 5);
+        for (int64_t i = 0; i < c.sum; ++i)  // spread the sum over the window
+            src.samples[size_t(i % 25)] = uint8_t(src.samples[size_t(i % 25)] + 1);
+        BoxBlur(src.In(), dst.Plane(), 5, 5, EnBorder::CONSTANT);
+        EXPECT_EQ(dst.At(2, 2), c.expected) << c.sum;
+    }
+    // Floats: running double sums equal direct ones, for short (direct) and long (running) rows.
+    for (int64_t kx : {3, 4, 21}) {
+        SImage<float> src = Random<float>(40, 12, 0, 255, 9, 3), dst(40, 12);
+        BoxBlur(src.In(), dst.Plane(), kx, 5);
+        std::vector<double> wx(size_t(kx), 1.0), wy(5, 1.0);
+        for (int64_t y = 0; y < 12; ++y)
+            for (int64_t x = 0; x < 40; ++x)
+                ASSERT_EQ(dst.At(x, y),
+                          float(WindowSum(src, x, y, kx, 5, wx, wy, EnBorder::REFLECT_101) *
+                                (1.0 / double(kx * 5))))
+                    << kx << " " << x << " " << y;
+    }
+}
+
+}  // namespace

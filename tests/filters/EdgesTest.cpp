@@ -1,0 +1,124 @@
+#include "Edges.h"
+
+#include "FilterTesting.h"
+
+using namespace ORVA::Filters;
+using FilterTesting::Random;
+using FilterTesting::SImage;
+
+namespace {
+
+TEST(Edges, DerivativeKernels) {
+    struct SCase {
+        int order, size;
+        std::vector<int> expected;
+    } cases[] = {
+        {0, 1, {1}},
+        {1, 3, {-1, 0, 1}},
+        {2, 3, {1, -2, 1}},
+        {0, 5, {1, 4, 6, 4, 1}},
+        {1, 5, {-1, -2, 0, 2, 1}},
+        {2, 5, {1, 0, -2, 0, 1}},
+        {1, 7, {-1, -4, -5, 0, 5, 4, 1}},
+    };
+    for (const SCase& c : cases)
+        EXPECT_EQ(DerivativeKernel(c.order, c.size), c.expected) << c.order << " " << c.size;
+    EXPECT_THROW(DerivativeKernel(3, 3), ORVA::CException);
+}
+
+TEST(Edges, DerivativesOfARamp) {
+    // v = 3x + 7y: inside, the 3 x 3 Sobel gives 3 * 2 * 4 along x and 7 * 2 * 4 along y,
+    // Scharr 3 * 2 * 16; at a mirrored border the first derivative across it is 0.
+    SImage<uint8_t> ramp(6, 5);
+    for (int64_t y = 0; y < 5; ++y)
+        for (int64_t x = 0; x < 6; ++x)
+            ramp.At(x, y) = uint8_t(3 * x + 7 * y);
+    struct SCase {
+        int dx, dy, ksize;
+        float inside, left, top;
+    } cases[] = {
+        {1, 0, 3, 24, 0, 24},
+        {0, 1, 3, 56, 56, 0},
+        {1, 0, -1, 96, 0, 96},
+        {0, 1, -1, 224, 224, 0},
+        {1, 0, 1, 6, 0, 6},
+        {1, 0, 5, 3 * 8 * 16, 0, 3 * 8 * 16},
+        // A second derivative sees the fold of the mirrored border: 2 (v1 - v0) * 4.
+        {2, 0, 3, 0, 24, 0},
+    };
+    for (const SCase& c : cases) {
+        SImage<float> dst(6, 5);
+        Sobel(ramp.In(), dst.Plane(), c.dx, c.dy, c.ksize);
+        EXPECT_EQ(dst.At(2, 2), c.inside) << c.dx << c.dy << " " << c.ksize;
+        EXPECT_EQ(dst.At(0, 2), c.left) << c.dx << c.dy << " " << c.ksize;
+        EXPECT_EQ(dst.At(2, 0), c.top) << c.dx << c.dy << " " << c.ksize;
+    }
+    // Laplacian of x^2 + y^2 is 4; the 3-aperture kernel is 4 times that, 5 is 2 * 8 * 16.
+    SImage<float> bowl(7, 7);
+    for (int64_t y = 0; y < 7; ++y)
+        for (int64_t x = 0; x < 7; ++x)
+            bowl.At(x, y) = float(x * x + y * y);
+    for (auto [ksize, expected] : {std::pair{1, 4.0f}, {3, 16.0f}, {5, 256.0f}}) {
+        SImage<float> dst(7, 7);
+        Laplacian(bowl.In(), dst.Plane(), ksize);
+        EXPECT_EQ(dst.At(3, 3), expected) << ksize;
+    }
+}
+
+TEST(Edges, MagnitudeAndDirection) {
+    SImage<float> dx(4, 1, {3, 0, -1, 0}), dy(4, 1, {4, 2, 0, -2}), out(4, 1);
+    Magnitude(dx.In(), dy.In(), out.Plane());
+    EXPECT_EQ(out.Values(), (std::vector<float>{5, 2, 1, 2}));
+    Direction(dx.In(), dy.In(), out.Plane());
+    EXPECT_FLOAT_EQ(out.At(0, 0), 53.130102f);
+    EXPECT_EQ(out.At(1, 0), 90.0f);
+    EXPECT_EQ(out.At(2, 0), 180.0f);
+    EXPECT_EQ(out.At(3, 0), 270.0f);
+}
+
+TEST(Edges, CannyThinsStepsAndFollowsWeakEdges) {
+    // A vertical step between columns 3 and 4: |dx| = 400 on both; the left one wins (greater
+    // than its left neighbour, not less than its right one).
+    SImage<uint8_t> step(8, 6), edges(8, 6);
+    for (int64_t y = 0; y < 6; ++y)
+        for (int64_t x = 4; x < 8; ++x)
+            step.At(x, y) = 100;
+    Canny(step.In(), edges.Plane(), 100, 300);
+    for (int64_t y = 0; y < 6; ++y)
+        for (int64_t x = 0; x < 8; ++x)
+            EXPECT_EQ(edges.At(x, y), x == 3 ? 255 : 0) << x << " " << y;
+    // Thresholds above the magnitude: nothing. A weak step (|dx| = 40) alone vanishes, and is
+    // an edge once it passes the high threshold.
+    Canny(step.In(), edges.Plane(), 500, 600);
+    EXPECT_EQ(edges.Values(), std::vector<uint8_t>(48, 0));
+    SImage<uint8_t> weak(8, 6);
+    for (int64_t y = 0; y < 6; ++y)
+        for (int64_t x = 4; x < 8; ++x)
+            weak.At(x, y) = 10;
+    Canny(weak.In(), edges.Plane(), 30, 300);
+    EXPECT_EQ(edges.Values(), std::vector<uint8_t>(48, 0));
+    Canny(weak.In(), edges.Plane(), 30, 39);
+    EXPECT_EQ(edges.At(3, 5), 255);
+    // With L2 magnitudes the thresholds are squared: 400^2 > 399^2.
+    Canny(step.In(), edges.Plane(), 100, 399, true);
+    EXPECT_EQ(edges.At(3, 2), 255);
+}
+
+TEST(Edges, SeparablePassesEqualTheWholeKernel) {
+    // The separable Sobel against a correlation with the outer product of its kernels.
+    SImage<uint8_t> src = Random<uint8_t>(31, 17, 0, 255, 5, 3);
+    for (int ksize : {3, 5, 7}) {
+        const std::vector<int> kx = DerivativeKernel(1, ksize), ky = DerivativeKernel(2, ksize);
+        std::vector<float> whole;
+        for (int j : ky)
+            for (int i : kx)
+                whole.push_back(float(i * j));
+        SImage<float> separable(31, 17), direct(31, 17);
+        Sobel(src.In(), separable.Plane(), 1, 2, ksize, EnBorder::REFLECT);
+        Convolve(src.In(), direct.Plane(), SPlane<const float>{whole.data(), ksize, ksize, ksize},
+                 EnBorder::REFLECT);
+        EXPECT_EQ(separable.Values(), direct.Values()) << ksize;
+    }
+}
+
+}  // namespace

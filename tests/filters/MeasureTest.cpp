@@ -1,0 +1,119 @@
+// Distance transform, region properties and colour conversion.
+#include <cmath>
+#include <limits>
+
+#include "Colour.h"
+#include "Distance.h"
+#include "FilterTesting.h"
+#include "Regions.h"
+
+using namespace ORVA::Filters;
+using FilterTesting::Random;
+using FilterTesting::SImage;
+
+namespace {
+
+TEST(Distance, EuclideanToTheNearestZero) {
+    // One zero in the middle of 5 x 5: sqrt(dx^2 + dy^2) everywhere.
+    SImage<uint8_t> src(5, 5), dist(5, 5);
+    std::fill(src.samples.begin(), src.samples.end(), 1);
+    src.At(2, 2) = 0;
+    SImage<float> out(5, 5, 2);
+    DistanceTransform(src.In(), out.Plane());
+    for (int64_t y = 0; y < 5; ++y)
+        for (int64_t x = 0; x < 5; ++x)
+            EXPECT_EQ(out.At(x, y), std::sqrt(float((x - 2) * (x - 2) + (y - 2) * (y - 2))));
+    // No zero: infinitely far.
+    src.At(2, 2) = 1;
+    DistanceTransform(src.In(), out.Plane());
+    EXPECT_EQ(out.At(0, 0), std::numeric_limits<float>::infinity());
+}
+
+TEST(Distance, EqualsTheNearestZeroByExhaustiveSearch) {
+    for (double density : {0.02, 0.5}) {
+        SImage<float> src = Random<float>(37, 29, 0, 1, unsigned(density * 100), 1);
+        for (float& v : src.samples)
+            v = v < density ? 0.0f : v;
+        SImage<float> out(37, 29);
+        DistanceTransform(src.In(), out.Plane());
+        for (int64_t y = 0; y < 29; ++y)
+            for (int64_t x = 0; x < 37; ++x) {
+                int64_t best = std::numeric_limits<int64_t>::max();
+                for (int64_t j = 0; j < 29; ++j)
+                    for (int64_t i = 0; i < 37; ++i)
+                        if (src.At(i, j) == 0.0f)
+                            best = std::min(best, (i - x) * (i - x) + (j - y) * (j - y));
+                ASSERT_EQ(out.At(x, y), std::sqrt(float(best))) << x << " " << y << " " << density;
+            }
+    }
+}
+
+TEST(Regions, MatchScikitImage) {
+    // regionprops of this label image with intensity 0 .. 29 in raster order (scikit-image
+    // 0.19; its centroid is (row, column)).
+    SImage<int32_t> labels(6, 5, {0, 1, 1, 1, 0, 0, 0, 1, 1, 1, 0, 2, 0, 1, 1,
+                                  1, 2, 2, 3, 0, 0, 2, 2, 0, 3, 3, 0, 0, 0, 0});
+    SImage<double> intensity(6, 5);
+    for (size_t i = 0; i < 30; ++i)
+        intensity.samples[i] = double(i);
+    SPlane<const uint32_t> plane{reinterpret_cast<const uint32_t*>(labels.samples.data()), 6, 5, 6};
+    const std::vector<SRegion> regions = RegionProperties(plane, intensity.In());
+    struct SExpected {
+        int64_t label, area;
+        double cy, cx;
+        int64_t minY, minX, endY, endX;
+        double perimeter, eccentricity, orientation, diameter, mean, minimum, maximum;
+    } expected[] = {
+        {1, 9, 1.0, 2.0, 0, 1, 3, 4, 8.0, 0.0, 0.7853981633974483, 3.385137501286538, 8.0, 1, 15},
+        {2, 5, 2.2, 4.2, 1, 3, 4, 6, 5.414213562373095, 0.938083151964686, 0.7853981633974483,
+         2.5231325220201604, 17.4, 11, 22},
+        {3, 3, 3.6666666666666665, 0.3333333333333333, 3, 0, 5, 2, 3.414213562373095,
+         0.816496580927726, -0.7853981633974483, 1.9544100476116797, 22.333333333333332, 18, 25},
+    };
+    ASSERT_EQ(regions.size(), 3u);
+    for (size_t i = 0; i < 3; ++i) {
+        const SRegion& r = regions[i];
+        const SExpected& e = expected[i];
+        EXPECT_EQ(r.label, e.label);
+        EXPECT_EQ(r.area, e.area);
+        EXPECT_DOUBLE_EQ(r.centroidY, e.cy);
+        EXPECT_DOUBLE_EQ(r.centroidX, e.cx);
+        EXPECT_EQ((std::vector<int64_t>{r.minY, r.minX, r.maxY + 1, r.maxX + 1}),
+                  (std::vector<int64_t>{e.minY, e.minX, e.endY, e.endX}));
+        EXPECT_DOUBLE_EQ(r.perimeter, e.perimeter);
+        EXPECT_NEAR(r.eccentricity, e.eccentricity, 1e-12);
+        EXPECT_NEAR(r.orientation, e.orientation, 1e-12);
+        EXPECT_DOUBLE_EQ(r.equivalentDiameter, e.diameter);
+        EXPECT_DOUBLE_EQ(r.mean, e.mean);
+        EXPECT_EQ(r.minimum, e.minimum);
+        EXPECT_EQ(r.maximum, e.maximum);
+    }
+    SImage<float> negative(1, 1, {-1.0f});
+    EXPECT_THROW(RegionProperties(negative.In()), ORVA::CException);
+}
+
+TEST(Colour, LumaAndMaps) {
+    // (r 4899 + g 9617 + b 1868 + 8192) >> 14 on bytes.
+    SImage<uint8_t> r(4, 1, {255, 0, 0, 255}), g(4, 1, {0, 255, 0, 255}), b(4, 1, {0, 0, 255, 255});
+    SImage<uint8_t> grey(4, 1);
+    ColourToGrey(r.In(), g.In(), b.In(), grey.Plane());
+    EXPECT_EQ(grey.Values(), (std::vector<uint8_t>{76, 150, 29, 255}));
+    SImage<float> rgb(6, 1, {1, 2, 3, 10, 0, 0}), fgrey(2, 1);
+    InterleavedToGrey(rgb.In(), fgrey.Plane());
+    EXPECT_EQ(fgrey.Values(), (std::vector<float>{1 * 0.299f + 2 * 0.587f + 3 * 0.114f,
+                                                  10 * 0.299f + 0 * 0.587f + 0 * 0.114f}));
+    // A chosen channel is a weight of 1 on it.
+    InterleavedToGrey(rgb.In(), fgrey.Plane(), SLuma{0, 1, 0});
+    EXPECT_EQ(fgrey.Values(), (std::vector<float>{2, 0}));
+
+    const auto jet = ColourMap(EnColourMap::JET), hot = ColourMap(EnColourMap::HOT);
+    EXPECT_EQ(jet[0], (std::array<uint8_t, 3>{0, 0, 128}));
+    EXPECT_EQ(jet[255], (std::array<uint8_t, 3>{128, 0, 0}));
+    EXPECT_EQ(jet[128], (std::array<uint8_t, 3>{130, 255, 126}));
+    EXPECT_EQ(hot[85], (std::array<uint8_t, 3>{255, 0, 0}));
+    SImage<uint8_t> v(1, 1, {255}), tri(3, 1);
+    GreyToInterleaved(v.In(), tri.Plane(), EnColourMap::HOT);
+    EXPECT_EQ(tri.Values(), (std::vector<uint8_t>{255, 255, 255}));
+}
+
+}  // namespace

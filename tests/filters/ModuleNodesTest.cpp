@@ -1,0 +1,465 @@
+// The filters module as a host sees it: each node made by bin/filters.so's factory, given its
+// declared defaults with settings laid over them, run on small images with known results.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "tarsel.h"
+
+using namespace ORVA;
+
+namespace {
+
+CPluginModule& Module() {
+    return CPluginModule::Load(std::string(ORVA_BUILD_ROOT) + "/bin/filters.so");
+}
+
+// An image of `type` and `size` holding `values` (every sample, in memory order).
+std::unique_ptr<CValue> MakeImage(IImage::CType type, CSize size,
+                                  const std::vector<double>& values) {
+    auto image = std::make_unique<CImage>(type, size);
+    EXPECT_EQ(static_cast<int64_t>(values.size()), image->Samples()) << type.Name();
+    const bool typed =
+        DispatchType<IImage::CType::GREY_8, IImage::CType::GREY_16, IImage::CType::GREY_32,
+                     IImage::CType::GREY_64, IImage::CType::GREY_F, IImage::CType::GREY_D,
+                     IImage::CType::RGB_8, IImage::CType::RGB_8I, IImage::CType::RGB_FI,
+                     IImage::CType::BINARY_FG, IImage::CType::BINARY_BG>(
+            type, [&]<class T>(std::type_identity<T>) {
+                for (size_t i = 0; i < values.size() && int64_t(i) < image->Samples(); ++i)
+                    image->Data<T>()[i] = static_cast<T>(values[i]);
+            });
+    EXPECT_TRUE(typed);
+    return std::make_unique<CValueOwnedPointer<CImage>>(std::move(image));
+}
+
+std::vector<double> Samples(const CImage& image) {
+    std::vector<double> values;
+    DispatchType<IImage::CType::GREY_8, IImage::CType::GREY_16, IImage::CType::GREY_32,
+                 IImage::CType::GREY_64, IImage::CType::GREY_F, IImage::CType::GREY_D,
+                 IImage::CType::RGB_8, IImage::CType::RGB_8I, IImage::CType::RGB_FI,
+                 IImage::CType::BINARY_FG, IImage::CType::BINARY_BG>(
+        image.Type(), [&]<class T>(std::type_identity<T>) {
+            for (int64_t i = 0; i < image.Samples(); ++i)
+                values.push_back(static_cast<double>(image.Data<T>()[i]));
+        });
+    return values;
+}
+
+// A node of the module with its defaults and `settings` (JSON), and `inputs` on its pins.
+std::unique_ptr<CPNode> Prepare(const std::string& name, const std::string& settings,
+                                const std::vector<CValue*>& inputs) {
+    std::unique_ptr<CPNode> node = Module().Create(name);
+    if (!node) return node;
+    CValueMap setup;
+    node->GetPluginSetup(setup);
+    std::unique_ptr<CValue> given = CTextSerializer::FromText(settings);
+    CValueMap parameters = ParameterValues(setup, *given->Map());
+    node->Init(&parameters);
+    node->NodeInit();
+    for (size_t pin = 0; pin < inputs.size(); ++pin)
+        node->SetStackInput(static_cast<int>(pin), inputs[pin]);
+    return node;
+}
+
+const CImage* OutputImage(CPNode& node, int pin) {
+    auto* value = dynamic_cast<CValuePointer<CImage>*>(node.StackOutput(pin));
+    return value ? value->Get() : nullptr;
+}
+
+using CT = IImage::CType;
+
+struct SCase {
+    const char* node;
+    const char* settings;
+    CT inType;
+    CSize size;
+    std::vector<double> in;
+    std::vector<double> second;  // input 1 of the same type and size, when not empty
+    CT outType;
+    std::vector<double> out;
+    CSize outSize = CSize(0, 0, 0);  // the input's size when 0
+};
+
+// Expected values worked out by hand from each node's stated definition.
+// clang-format off
+const SCase CASES[] = {
+    // v > 128 is foreground; the threshold comes out on pin 1 (checked below).
+    {"Threshold", "{}", CT::GREY_8, CSize(4, 1), {10, 128, 129, 255}, {}, CT::BINARY_FG,
+     {0, 0, 1, 1}},
+    // 16-bit samples compare with floor(128.7) = 128.
+    {"Threshold", R"({"value": 128.7, "maximum": 200, "mode": "BINARY_INV", "out_type": "INPUT"})",
+     CT::GREY_16, CSize(4, 1), {10, 128, 129, 65535}, {}, CT::GREY_16, {200, 200, 0, 0}},
+    {"Threshold", R"({"value": 0.5, "mode": "TRUNC", "out_type": "INPUT"})", CT::GREY_F,
+     CSize(3, 1), {-1.5, 0.25, 3}, {}, CT::GREY_F, {-1.5, 0.25, 0.5}},
+    // Otsu over both slices at once: {0, 10} against {100, 110}, first best split at 10. A
+    // threshold per slice would split the second slice too.
+    {"Threshold", R"({"method": "OTSU"})", CT::GREY_8, CSize(2, 1, 2), {0, 10, 100, 110}, {},
+     CT::BINARY_FG, {0, 0, 1, 1}},
+    // Binomial 1 2 1 weights in fixed point: 255 * 128 * 128 / 2^16 = 63.75 -> 64, and so on;
+    // zeros beyond the border. Only the green channel of the interleaved image has the impulse.
+    {"GaussianBlur", R"({"sigma": 0, "size": 3, "border": "CONSTANT"})", CT::RGB_8I, CSize(3, 3),
+     {0, 0, 0,  0, 0, 0,  0, 0, 0,  0, 0, 0,  0, 255, 0,  0, 0, 0,  0, 0, 0,  0, 0, 0,  0, 0, 0}, {},
+     CT::RGB_8I,
+     {0, 16, 0,  0, 32, 0,  0, 16, 0,  0, 32, 0,  0, 64, 0,  0, 32, 0,  0, 16, 0,  0, 32, 0,  0, 16, 0}},
+    // Reflected without the edge, the impulse is seen from both sides: every pixel sums
+    // 128 * 255 per row and 64 after both passes.
+    {"GaussianBlur", R"({"sigma": 0, "size": 3})", CT::GREY_8, CSize(3, 3),
+     {0, 0, 0, 0, 255, 0, 0, 0, 0}, {}, CT::GREY_8, {64, 64, 64, 64, 64, 64, 64, 64, 64}},
+    {"GaussianBlur", R"({"sigma": 0, "size": 3, "border": "REPLICATE"})", CT::GREY_F, CSize(3, 1),
+     {0, 4, 0}, {}, CT::GREY_F, {1, 2, 1}},
+    {"MedianBlur", "{}", CT::GREY_8, CSize(3, 3), {1, 2, 3, 4, 100, 6, 7, 8, 9}, {}, CT::GREY_8,
+     {2, 3, 3, 4, 6, 6, 7, 8, 9}},
+    // Slices are filtered apart: the first row of slice 1 never sees slice 0's 9.
+    {"MedianBlur", "{}", CT::GREY_D, CSize(1, 3, 2), {1, 5, 9, 100, 0, 50}, {}, CT::GREY_D,
+     {1, 5, 9, 100, 50, 50}},
+    {"Morphology", "{}", CT::GREY_8, CSize(4, 3), {9, 9, 9, 9, 9, 0, 9, 9, 9, 9, 9, 9}, {},
+     CT::GREY_8, {0, 0, 0, 9, 0, 0, 0, 9, 0, 0, 0, 9}},
+    {"Morphology", R"({"operation": "DILATE", "shape": "CROSS"})", CT::BINARY_FG, CSize(3, 3),
+     {0, 0, 0, 0, 1, 0, 0, 0, 0}, {}, CT::BINARY_FG, {0, 1, 0, 1, 1, 1, 0, 1, 0}},
+    // Opening keeps the 3-wide bar and drops the lone 9; the top-hat keeps only the 9.
+    {"Morphology", R"({"operation": "OPEN"})", CT::GREY_F, CSize(5, 3),
+     {9, 7, 7, 7, 0, 0, 7, 7, 7, 0, 0, 7, 7, 7, 0}, {}, CT::GREY_F,
+     {0, 7, 7, 7, 0, 0, 7, 7, 7, 0, 0, 7, 7, 7, 0}},
+    {"Morphology", R"({"operation": "TOPHAT"})", CT::GREY_F, CSize(5, 3),
+     {9, 7, 7, 7, 0, 0, 7, 7, 7, 0, 0, 7, 7, 7, 0}, {}, CT::GREY_F,
+     {9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+    // Two iterations of a 3-wide erosion carry the 1 two pixels further.
+    {"Morphology", R"({"width": 3, "height": 1, "iterations": 2})", CT::GREY_16, CSize(6, 1),
+     {5, 5, 5, 5, 5, 1}, {}, CT::GREY_16, {5, 5, 5, 1, 1, 1}},
+    {"Arithmetic", "{}", CT::GREY_8, CSize(3, 1), {250, 10, 0}, {10, 5, 0}, CT::GREY_8,
+     {255, 15, 0}},
+    {"Arithmetic", R"({"saturate": false})", CT::GREY_8, CSize(3, 1), {250, 10, 0}, {10, 5, 0},
+     CT::GREY_8, {4, 15, 0}},
+    {"Arithmetic", R"({"operation": "SUBTRACT", "constant": 10, "constant_first": true})",
+     CT::GREY_8, CSize(2, 1), {3, 20}, {}, CT::GREY_8, {7, 0}},
+    {"Arithmetic", R"({"operation": "SUBTRACT", "constant": 10, "constant_first": true, "out_type": "IMAGE_GREY_F"})",
+     CT::GREY_8, CSize(2, 1), {3, 20}, {}, CT::GREY_F, {7, -10}},
+    // 3.5 rounds half to even; a zero divisor gives 0.
+    {"Arithmetic", R"({"operation": "DIVIDE"})", CT::GREY_16, CSize(3, 1), {7, 9, 5}, {2, 0, 2},
+     CT::GREY_16, {4, 0, 2}},
+    {"Arithmetic", R"({"operation": "MULTIPLY", "constant": 0.5})", CT::GREY_8, CSize(2, 1),
+     {5, 7}, {}, CT::GREY_8, {2, 4}},
+    {"Arithmetic", R"({"operation": "ABSDIFF"})", CT::RGB_8I, CSize(1, 1), {1, 200, 30},
+     {5, 100, 30}, CT::RGB_8I, {4, 100, 0}},
+    {"Arithmetic", R"({"operation": "MAX"})", CT::RGB_FI, CSize(1, 1), {-1, 2.5, 3},
+     {0, 2, 3.5}, CT::RGB_FI, {0, 2.5, 3.5}},
+    {"Invert", "{}", CT::GREY_8, CSize(2, 1), {0, 200}, {}, CT::GREY_8, {255, 55}},
+    {"Invert", "{}", CT::BINARY_FG, CSize(2, 1), {0, 1}, {}, CT::BINARY_FG, {1, 0}},
+    {"Invert", "{}", CT::GREY_F, CSize(1, 1), {0.25}, {}, CT::GREY_F, {0.75}},
+    // Below zero, integers wrap around.
+    {"Invert", R"({"maximum": 100})", CT::GREY_16, CSize(2, 1), {30, 130}, {}, CT::GREY_16,
+     {70, 65506}},
+    {"Invert", "{}", CT::RGB_8, CSize(1, 1), {0, 1, 255}, {}, CT::RGB_8, {255, 254, 0}},
+    {"Resize", R"({"width": 2, "height": 1, "interpolation": "NEAREST"})", CT::GREY_8, CSize(4, 1),
+     {1, 2, 3, 4}, {}, CT::GREY_8, {1, 3}, CSize(2, 1)},
+    // fx = fy = 0.5 halves exactly: (1 + 2 + 3 + 5 + 2) >> 2.
+    {"Resize", "{}", CT::GREY_8, CSize(2, 2), {1, 2, 3, 5}, {}, CT::GREY_8, {3}, CSize(1, 1)},
+    {"Resize", R"({"width": 2, "height": 1, "interpolation": "AREA"})", CT::GREY_F, CSize(4, 2),
+     {1, 2, 3, 4, 5, 6, 7, 8}, {}, CT::GREY_F, {3.5, 5.5}, CSize(2, 1)},
+    // Source positions -0.25, 0.25, 0.75, 1.25: the ends clamp to the edge samples.
+    {"Resize", R"({"fx": 2, "fy": 1})", CT::GREY_F, CSize(2, 1), {0, 4}, {}, CT::GREY_F,
+     {0, 1, 3, 4}, CSize(4, 1)},
+    {"Crop", R"({"x": 1, "y": 1, "width": 2})", CT::GREY_8, CSize(4, 3),
+     {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {}, CT::GREY_8, {5, 6, 9, 10}, CSize(2, 2)},
+    {"Crop", R"({"x": 1, "width": 1, "height": 1})", CT::RGB_8, CSize(2, 1, 2),
+     {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {}, CT::RGB_8, {1, 3, 5, 7, 9, 11}, CSize(1, 1, 2)},
+    {"Flip", R"({"direction": "VERTICAL"})", CT::GREY_16, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {},
+     CT::GREY_16, {4, 5, 6, 1, 2, 3}},
+    // Pixels swap; the channels of each stay in order.
+    {"Flip", "{}", CT::RGB_8I, CSize(2, 1), {1, 2, 3, 4, 5, 6}, {}, CT::RGB_8I,
+     {4, 5, 6, 1, 2, 3}},
+    {"Transpose", "{}", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {}, CT::GREY_8,
+     {1, 4, 2, 5, 3, 6}, CSize(2, 3)},
+    {"Rotate90", "{}", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {}, CT::GREY_8,
+     {4, 1, 5, 2, 6, 3}, CSize(2, 3)},
+    {"Rotate90", R"({"quarters": -1})", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {},
+     CT::GREY_8, {3, 6, 2, 5, 1, 4}, CSize(2, 3)},
+    {"Rotate90", R"({"quarters": 6})", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {},
+     CT::GREY_8, {6, 5, 4, 3, 2, 1}},
+    // Reflection without the edge repeats beyond a margin wider than the image.
+    {"Pad", R"({"left": 2, "top": 0, "right": 1, "bottom": 1, "border": "REFLECT_101"})",
+     CT::GREY_8, CSize(2, 1), {1, 2}, {}, CT::GREY_8, {1, 2, 1, 2, 1, 1, 2, 1, 2, 1}, CSize(5, 2)},
+    {"Pad", R"({"top": 0, "right": 0, "bottom": 0, "value": 300})", CT::GREY_8, CSize(2, 1),
+     {1, 2}, {}, CT::GREY_8, {255, 1, 2}, CSize(3, 1)},
+    // (s + 1) * 21845 >> 16 for windows of 3.
+    {"BoxBlur", R"({"height": 1, "border": "REPLICATE"})", CT::GREY_8, CSize(3, 1), {0, 3, 9},
+     {}, CT::GREY_8, {1, 4, 7}},
+    // Replicated ramp: 4 (1 2 1 smoothing) times the central difference.
+    {"Sobel", R"({"border": "REPLICATE"})", CT::GREY_8, CSize(3, 3), {0, 1, 2, 0, 1, 2, 0, 1, 2},
+     {}, CT::GREY_F, {4, 8, 4, 4, 8, 4, 4, 8, 4}},
+    // Size 1, second order: 1 -2 1 along x only, reflected without the edge.
+    {"Sobel", R"({"dx": 2, "size": 1, "out_type": "IMAGE_GREY_D"})", CT::GREY_16, CSize(3, 1),
+     {1, 4, 9}, {}, CT::GREY_D, {6, 2, -10}},
+    // gx = gy = 4 everywhere on a replicated diagonal ramp.
+    {"Sobel", R"({"output": "MAGNITUDE", "border": "REPLICATE"})", CT::GREY_F, CSize(2, 2),
+     {0, 1, 1, 2}, {}, CT::GREY_F, std::vector<double>(4, double(std::sqrt(32.0f)))},
+    {"Sobel", R"({"output": "DIRECTION", "border": "REPLICATE"})", CT::GREY_F, CSize(2, 2),
+     {0, 1, 1, 2}, {}, CT::GREY_F, {45, 45, 45, 45}},
+    // 3 10 3 across sums identical rows to 16 times the central difference.
+    {"Scharr", "{}", CT::GREY_8, CSize(3, 1), {0, 0, 9}, {}, CT::GREY_F, {0, 144, 0}},
+    {"Laplacian", R"({"out_type": "IMAGE_GREY_D", "border": "CONSTANT"})", CT::GREY_8, CSize(3, 3),
+     {0, 0, 0, 0, 1, 0, 0, 0, 0}, {}, CT::GREY_D, {0, 1, 0, 1, -4, 1, 0, 1, 0}},
+    // A vertical step: |gx| = 400 at x = 2 and 3; suppression keeps the first of the equal pair.
+    {"Canny", "{}", CT::GREY_8, CSize(6, 2), {0, 0, 0, 100, 100, 100, 0, 0, 0, 100, 100, 100}, {},
+     CT::GREY_8, {0, 0, 255, 0, 0, 0, 0, 0, 255, 0, 0, 0}},
+    {"DistanceTransform", "{}", CT::BINARY_FG, CSize(3, 3), {0, 1, 1, 1, 1, 1, 1, 1, 1}, {},
+     CT::GREY_F,
+     {0, 1, 2, 1, double(std::sqrt(2.0f)), double(std::sqrt(5.0f)), 2, double(std::sqrt(5.0f)),
+      double(std::sqrt(8.0f))}},
+    // (4899 r + 9617 g + 1868 b + 2^13) >> 14.
+    {"ColorToGrey", "{}", CT::RGB_8I, CSize(2, 1), {255, 0, 0, 10, 20, 30}, {}, CT::GREY_8,
+     {76, 18}},
+    // Planar with two slices: each channel is one plane of both slices, so green is 3, 4.
+    {"ColorToGrey", R"({"mode": "GREEN"})", CT::RGB_8, CSize(1, 1, 2), {1, 2, 3, 4, 5, 6}, {},
+     CT::GREY_8, {3, 4}},
+    {"GreyToColor", R"({"map": "GREY"})", CT::GREY_8, CSize(2, 1), {0, 255}, {}, CT::RGB_8I,
+     {0, 0, 0, 255, 255, 255}},
+    // JET at the ends: 0.5 * 255 = 127.5 rounds to 128.
+    {"GreyToColor", "{}", CT::GREY_8, CSize(2, 1), {0, 255}, {}, CT::RGB_8I,
+     {0, 0, 128, 128, 0, 0}},
+    {"GreyToColor", R"({"out_type": "IMAGE_RGB_8"})", CT::GREY_8, CSize(2, 1), {0, 255}, {},
+     CT::RGB_8, {0, 128, 0, 0, 128, 0}},
+    {"Blend", "{}", CT::GREY_8, CSize(2, 1), {100, 200}, {50, 255}, CT::GREY_8, {75, 228}},
+    {"Blend", R"({"alpha": 1, "beta": -1, "gamma": 0.25, "out_type": "IMAGE_GREY_F"})",
+     CT::GREY_8, CSize(2, 1), {100, 200}, {50, 255}, CT::GREY_F, {50.25, -54.75}},
+};
+// clang-format on
+
+TEST(FilterNodes, ComputeTheirDefinitions) {
+    for (const SCase& c : CASES) {
+        SCOPED_TRACE(std::string(c.node) + " " + c.settings + " on " +
+                     IImage::CType(c.inType).Name());
+        std::unique_ptr<CValue> a = MakeImage(c.inType, c.size, c.in);
+        std::unique_ptr<CValue> b =
+            c.second.empty() ? nullptr : MakeImage(c.inType, c.size, c.second);
+        std::unique_ptr<CPNode> node = Prepare(c.node, c.settings, {a.get(), b.get()});
+        ASSERT_NE(node, nullptr);
+        node->Run();
+        const CImage* out = OutputImage(*node, 0);
+        ASSERT_NE(out, nullptr);
+        EXPECT_EQ(out->Type(), IImage::CType(c.outType));
+        EXPECT_EQ(out->Size(), c.outSize == CSize(0, 0, 0) ? c.size : c.outSize);
+        EXPECT_EQ(Samples(*out), c.out);
+    }
+}
+
+TEST(FilterNodes, ThresholdGivesTheValueItUsed) {
+    struct SThreshold {
+        const char* settings;
+        CT type;
+        std::vector<double> in;
+        double expected;
+    } cases[] = {
+        {"{}", CT::GREY_8, {0, 255}, 128.0},
+        {R"({"value": 7})", CT::GREY_D, {0, 255}, 7.0},
+        // The first of the equally good splits of two values.
+        {R"({"method": "OTSU"})", CT::GREY_8, {20, 20, 200, 200}, 20.0},
+        {R"({"method": "TRIANGLE"})", CT::GREY_F, {3, 3, 3, 3}, 3.0},
+    };
+    for (const SThreshold& c : cases) {
+        std::unique_ptr<CValue> image =
+            MakeImage(c.type, CSize(static_cast<int64_t>(c.in.size()), 1), c.in);
+        std::unique_ptr<CPNode> node = Prepare("Threshold", c.settings, {image.get()});
+        node->Run();
+        ASSERT_NE(node->StackOutput(1), nullptr) << c.settings;
+        EXPECT_EQ(node->StackOutput(1)->Double(), c.expected) << c.settings;
+    }
+}
+
+TEST(FilterNodes, CropCutsTheBoxOfATableRow) {
+    // ZoneList's table: ax, bx, ay, by per row.
+    std::unique_ptr<CValue> image =
+        MakeImage(CT::GREY_8, CSize(4, 3), {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
+    std::unique_ptr<CValue> boxes = MakeImage(CT::GREY_F, CSize(4, 2), {0, 0, 0, 0, 2, 3, 0, 1});
+    std::unique_ptr<CPNode> node = Prepare("Crop", R"({"row": 1})", {image.get(), boxes.get()});
+    node->Run();
+    EXPECT_EQ(OutputImage(*node, 0)->Size(), CSize(2, 2));
+    EXPECT_EQ(Samples(*OutputImage(*node, 0)), (std::vector<double>{2, 3, 6, 7}));
+}
+
+TEST(FilterNodes, RegionPropertiesTableAndMaps) {
+    // A 2 x 2 square and two pixels apart with one label; intensities 1 to 12.
+    std::unique_ptr<CValue> labels =
+        MakeImage(CT::GREY_8, CSize(4, 3), {1, 1, 0, 2, 1, 1, 0, 0, 0, 0, 0, 2});
+    std::unique_ptr<CValue> intensity =
+        MakeImage(CT::GREY_16, CSize(4, 3), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+    const double pi = 3.141592653589793;
+    // label, area, centroid x y, box, perimeter, diameter, orientation, eccentricity, mean,
+    // minimum, maximum
+    const std::vector<std::vector<double>> expected = {
+        {1, 4, 0.5, 0.5, 0, 0, 1, 1, 4, std::sqrt(16 / pi), pi / 4, 0, 3.5, 1, 6},
+        {2, 2, 3, 1, 3, 0, 3, 2, 0, std::sqrt(8 / pi), 0, 1, 8, 4, 12}};
+    for (bool measured : {false, true}) {
+        std::unique_ptr<CPNode> node =
+            Prepare("RegionProperties", "{}", {labels.get(), measured ? intensity.get() : nullptr});
+        node->Run();
+        const CImage* table = OutputImage(*node, 0);
+        const size_t columns = measured ? 15 : 12;
+        ASSERT_EQ(table->Size(), CSize(int64_t(columns), 2));
+        const CValueVector* maps = node->StackOutput(1)->Vector();
+        ASSERT_EQ(maps->Size(), 2u);
+        const CValueVector* names = table->Attributes().Entry("columns")->Vector();
+        ASSERT_EQ(names->Size(), columns);
+        for (size_t r = 0; r < 2; ++r)
+            for (size_t c = 0; c < columns; ++c) {
+                const double want = expected[r][c];
+                EXPECT_EQ(table->Data<float>()[r * columns + c], float(want)) << r << " " << c;
+                const std::string key = (*names)[c]->String();
+                EXPECT_DOUBLE_EQ((*maps)[r]->Map()->Entry(key)->Double(), want) << key;
+            }
+        EXPECT_EQ((*maps)[0]->Map()->Entry("area")->GenericType(), CValue::VAL_LONG);
+    }
+}
+
+TEST(FilterNodes, ConvolveCorrelatesOrConvolvesWithTheKernelImage) {
+    // Anchor at 1 of 2 taps: out(x) = k0 in(x - 1) + k1 in(x), reflected without the edge.
+    std::unique_ptr<CValue> image = MakeImage(CT::GREY_8, CSize(3, 1), {1, 2, 3});
+    std::unique_ptr<CValue> kernel = MakeImage(CT::GREY_16, CSize(2, 1), {1, 10});
+    for (auto [settings, expected] :
+         {std::pair{"{}", std::vector<double>{12, 21, 32}},
+          std::pair{R"({"flip": true})", std::vector<double>{21, 12, 23}}}) {
+        std::unique_ptr<CPNode> node = Prepare("Convolve", settings, {image.get(), kernel.get()});
+        node->Run();
+        EXPECT_EQ(OutputImage(*node, 0)->Type(), IMAGE_GREY_F);
+        EXPECT_EQ(Samples(*OutputImage(*node, 0)), expected) << settings;
+    }
+}
+
+TEST(FilterNodes, RefuseWhatTheyCannotTakeAndSayWhy) {
+    struct SRefusal {
+        const char* node;
+        const char* settings;
+        CT type;
+        CT second;  // GREY_8 with a different size, or another type, when not the same as type
+        bool withSecond;
+        const char* message;
+    } cases[] = {
+        {"Threshold", "{}", CT::RGB_8, CT::RGB_8, false,
+         "input image is of type IMAGE_RGB_8; IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32, "
+         "IMAGE_GREY_64, IMAGE_GREY_F or IMAGE_GREY_D expected"},
+        {"Threshold", R"({"mode": "TRUNC"})", CT::GREY_8, CT::GREY_8, false,
+         "mode TRUNC gives no mask"},
+        {"Threshold", R"({"method": "MEAN"})", CT::GREY_8, CT::GREY_8, false,
+         "method 'MEAN' is not one of FIXED, OTSU, TRIANGLE"},
+        {"GaussianBlur", "{}", CT::BINARY_FG, CT::BINARY_FG, false,
+         "input image is of type IMAGE_BINARY_FG; "},
+        {"GaussianBlur", R"({"size": 4})", CT::GREY_8, CT::GREY_8, false, "size must be odd"},
+        {"GaussianBlur", R"({"sigma": 0})", CT::GREY_8, CT::GREY_8, false, "size must be odd"},
+        {"GaussianBlur", R"({"border": "WRAP"})", CT::GREY_8, CT::GREY_8, false,
+         "border 'WRAP' is not one of"},
+        {"MedianBlur", R"({"size": 4})", CT::GREY_8, CT::GREY_8, false, "size must be odd"},
+        {"MedianBlur", R"({"size": 257})", CT::GREY_8, CT::GREY_8, false, "size must be 1 to 255"},
+        {"Morphology", R"({"iterations": 0})", CT::GREY_8, CT::GREY_8, false,
+         "iterations must be 1 to 1000"},
+        {"Arithmetic", "{}", CT::GREY_8, CT::GREY_16, true, "input images differ in type"},
+        {"Arithmetic", R"({"out_type": "IMAGE_GREY_F"})", CT::RGB_8I, CT::RGB_8I, false,
+         "a colour image keeps its type"},
+        {"Arithmetic", "{}", CT::BINARY_BG, CT::BINARY_BG, false,
+         "input image is of type IMAGE_BINARY_BG; "},
+        {"Crop", R"({"x": 2, "width": 1})", CT::GREY_8, CT::GREY_8, false,
+         "the rectangle (2, 0; 1 x 2) leaves the image of size (2, 2, 1)"},
+        {"Crop", "{}", CT::GREY_8, CT::GREY_8, true,
+         "input image 1 is of type IMAGE_GREY_8; IMAGE_GREY_F expected"},
+        {"Resize", R"({"fx": 0})", CT::GREY_8, CT::GREY_8, false, "fx must be"},
+        {"RegionProperties", "{}", CT::RGB_8I, CT::RGB_8I, false,
+         "input image is of type IMAGE_RGB_8I; "},
+        {"Sobel", R"({"size": 4})", CT::GREY_8, CT::GREY_8, false, "size must be 1, 3, 5 or 7"},
+        {"Sobel", R"({"dx": 3})", CT::GREY_8, CT::GREY_8, false, "dx must be 0 to 2"},
+        {"Scharr", R"({"dy": 1})", CT::GREY_8, CT::GREY_8, false,
+         "dx and dy must be 1 and 0 or 0 and 1, not 1 and 1"},
+        {"ColorToGrey", "{}", CT::GREY_8, CT::GREY_8, false,
+         "input image is of type IMAGE_GREY_8; IMAGE_RGB_8, IMAGE_RGB_8I or IMAGE_RGB_FI expected"},
+        {"GreyToColor", "{}", CT::GREY_16, CT::GREY_16, false,
+         "input image is of type IMAGE_GREY_16; IMAGE_GREY_8 expected"},
+        {"Blend", "{}", CT::GREY_8, CT::GREY_8, false, "no image on input 1"},
+        {"Convolve", "{}", CT::GREY_8, CT::RGB_8I, true,
+         "input image 1 is of type IMAGE_RGB_8I; IMAGE_GREY_8"},
+    };
+    for (const SRefusal& c : cases) {
+        SCOPED_TRACE(std::string(c.node) + " " + c.settings);
+        const CSize size(2, 2);
+        std::unique_ptr<CValue> a =
+            MakeImage(c.type, size, std::vector<double>(4 * IImage::CType(c.type).Channels(), 1));
+        std::unique_ptr<CValue> b =
+            c.withSecond ? MakeImage(c.second, size,
+                                     std::vector<double>(4 * IImage::CType(c.second).Channels(), 1))
+                         : nullptr;
+        std::unique_ptr<CPNode> node = Prepare(c.node, c.settings, {a.get(), b.get()});
+        try {
+            node->Run();
+            ADD_FAILURE() << "no refusal";
+        } catch (const CException& error) {
+            EXPECT_NE(std::string(error.what()).find(c.message), std::string::npos) << error.what();
+        }
+    }
+}
+
+// What any host may do to any node of the module: its document twice, its defaults, runs
+// without inputs and with every pixel type. Each run ends in a result or a CException.
+TEST(FilterNodes, EveryNodeTakesAnyInputWithoutCrashing) {
+    for (const std::string& name : Module().ListPlugins()) {
+        SCOPED_TRACE(name);
+        std::unique_ptr<CPNode> node = Module().Create(name);
+        ASSERT_NE(node, nullptr);
+        CValueMap first, second;
+        node->GetPluginSetup(first);
+        node->GetPluginSetup(second);
+        ASSERT_TRUE(first.Entry("parameters")->EqualData(*second.Entry("parameters")));
+
+        // A complete declaration: texts, a help page of its own, labelled pins, and parameters
+        // whose allowed values hold their defaults.
+        CSetupDocument doc;
+        node->Declare(doc);
+        EXPECT_EQ(doc.Name(), name);
+        EXPECT_FALSE(doc.Summary().empty() || doc.LongDescription().empty() ||
+                     doc.KeywordList().empty() || doc.SubType().empty());
+        EXPECT_NE(doc.HelpPageAddress().find("/filters/P" + name + "/"), std::string::npos);
+        EXPECT_FALSE(doc.IsStateful());
+        for (const CSetupDocument::CParameter& parameter : doc.Parameters()) {
+            EXPECT_FALSE(parameter.Text().empty()) << parameter.Key();
+            const std::vector<std::string> allowed = parameter.AllowedValues();
+            if (allowed.empty()) continue;
+            EXPECT_NE(std::find(allowed.begin(), allowed.end(), parameter.Value()->String()),
+                      allowed.end())
+                << parameter.Key();
+        }
+        for (const char* group : {"inputs", "outputs"})
+            for (const auto& [pin, placeholder] : *first.Entry(group)->Map())
+                EXPECT_TRUE(placeholder->MetaIfAny() &&
+                            !placeholder->MetaIfAny()->EntryString("label").empty())
+                    << group << " " << pin;
+
+        // NodeInit on an empty map keeps the declared values.
+        CValueMap empty, after;
+        node->Init(&empty);
+        node->NodeInit();
+        node->GetPluginSetup(after);
+        EXPECT_TRUE(first.Entry("parameters")->EqualData(*after.Entry("parameters")));
+
+        CValueMap defaults(*first.Entry("parameters")->Map());
+        node->Init(&defaults);
+        node->NodeInit();
+        EXPECT_THROW(node->Run(), CException);
+        for (int i = 0; i < IImage::CType::COUNT; ++i) {
+            const IImage::CType type = IImage::CType::All()[i];
+            for (CSize size : {CSize(5, 4, 2), CSize(0, 3)}) {
+                std::vector<double> values(static_cast<size_t>(size.Elements() * type.Channels()));
+                for (size_t v = 0; v < values.size(); ++v)
+                    values[v] = static_cast<double>(v % 7);
+                std::unique_ptr<CValue> image = MakeImage(type, size, values);
+                node->SetStackInput(0, image.get());
+                node->SetStackInput(1, image.get());
+                try {
+                    node->Run();
+                } catch (const CException&) {
+                }
+                node->ClearStackInputs();
+            }
+        }
+    }
+}
+
+}  // namespace
