@@ -55,6 +55,7 @@ export function loadGraph(graph: Graph | null, path: string | null) {
         future: [],
         path,
         runs: {},
+        run: { id: null, state: "idle" },  // events of an earlier run no longer apply
         selection: { nodes: [], wires: [] },
         inspected: doc.nodes[0]?.id ?? null,
         fits: store.get().fits + 1,

@@ -3,6 +3,7 @@ import { graphText, loadGraph, pickFile } from "./actions";
 import { api } from "./api";
 import { Catalog } from "./catalog";
 import { dirOf } from "./params";
+import { cancelRun } from "./run";
 import { store, say } from "./store";
 
 const GRAPH_FILTER = "Graphs (*.json);; All files (*)";
@@ -26,7 +27,9 @@ export async function openGraph() {
     const path = await pickFile({ mode: "open", title: "Open graph", filter: GRAPH_FILTER, start: dirOf(store.get().path) });
     if (!path) return;
     try {
-        loadGraph((await api.load(path)).graph, path);
+        const { graph } = await api.load(path);
+        cancelRun();
+        loadGraph(graph, path);
         say(`Loaded ${path}`);
     } catch (e) {
         failed(`Cannot open ${path}`, e);

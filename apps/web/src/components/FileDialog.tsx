@@ -75,8 +75,7 @@ export function FileDialog() {
                             onClick={() => (e.dir ? browse(joinPath(dir, e.name)) : setName(e.name))}
                             onDoubleClick={() => !e.dir && finish(joinPath(dir, e.name))}
                         >
-                            {e.dir ? "📁 " : ""}
-                            {e.name}
+                            {e.dir ? `${e.name}/` : e.name}
                             {!e.dir && e.size !== undefined && <span className="size">{e.size} B</span>}
                         </button>
                     </li>

@@ -71,7 +71,7 @@ export const GraphNodeView = memo(function GraphNodeView({ id, selected }: NodeP
                 </button>
             </div>
             {(!info || info.deprecated || !info.listed) && (
-                <div className="gnode-tag">{!info ? "unknown node" : info.deprecated ? "deprecated" : "other name"}</div>
+                <div className="gnode-tag">{info ? "deprecated" : "unknown node"}</div>
             )}
             {run && (
                 <div className="gnode-state" role="status" aria-label={`State of ${id}`} data-testid={`state-${id}`}>

@@ -7,6 +7,8 @@ import type { NodeInfo } from "../types";
 export const DRAG_TYPE = "application/x-orva-node";
 
 const Item = memo(function Item({ node }: { node: NodeInfo }) {
+    // Unlisted names (old ones and other names of a node) only show for graphs that use them.
+    const deprecated = node.deprecated || !node.listed;
     return (
         <li>
             <button
@@ -18,12 +20,12 @@ const Item = memo(function Item({ node }: { node: NodeInfo }) {
                     e.dataTransfer.effectAllowed = "copy";
                 }}
                 onClick={() => addNode(node.address)}
-                aria-label={`Add ${node.name}${node.deprecated ? " (deprecated)" : ""}: ${node.brief}`}
+                aria-label={`Add ${node.name}${deprecated ? " (deprecated)" : ""}: ${node.brief}`}
                 data-testid={`palette-${node.address}`}
             >
                 <span className="name">{node.name}</span>
                 {node.module !== "utility" && <span className="module">{node.module}</span>}
-                {node.deprecated && <span className="tag">deprecated</span>}
+                {deprecated && <span className="tag">deprecated</span>}
                 <span className="brief">{node.brief}</span>
             </button>
         </li>

@@ -214,7 +214,7 @@ export function ParamPanel() {
             <IdField node={node.id} />
             <h2>
                 {info?.name ?? node.plugin}
-                {info?.deprecated && <span className="tag">deprecated</span>}
+                {info && (info.deprecated || !info.listed) && <span className="tag">deprecated</span>}
                 {!info && <span className="tag">unknown node</span>}
             </h2>
             {info?.brief && <p className="brief">{info.brief}</p>}

@@ -42,15 +42,19 @@ function ImagePreview({ node, output }: { node: string; output: Extract<Output, 
                 />
             </button>
             {depth > 1 && (
-                <input
-                    type="range"
-                    className="nodrag"
-                    min={0}
-                    max={depth - 1}
-                    value={plane}
-                    onChange={(e) => setPlane(node, output.pin, Number(e.target.value))}
-                    aria-label={`Plane of output ${output.pin} of ${node}`}
-                />
+                <label className="plane nodrag">
+                    <input
+                        type="range"
+                        min={0}
+                        max={depth - 1}
+                        value={plane}
+                        onChange={(e) => setPlane(node, output.pin, Number(e.target.value))}
+                        aria-label={`Plane of output ${output.pin} of ${node}`}
+                    />
+                    <span>
+                        {Math.min(plane, depth - 1)} / {depth}
+                    </span>
+                </label>
             )}
             <figcaption data-testid={`stats-${node}-${output.pin}`}>{statsText(output.image)}</figcaption>
         </>

@@ -28,6 +28,13 @@ export function Toolbar() {
     const running = runState === "running";
     const runOnChange = useEditor((s) => s.runOnChange);
     const status = useEditor((s) => s.status);
+    // "2 of 4" while a run goes on: nodes that finished, of all nodes.
+    const progress = useEditor((s) => {
+        if (s.run.state !== "running") return "";
+        const states = s.doc.nodes.map((n) => s.runs[n.id]?.state);
+        const ended = states.filter((st) => st && st !== "pending" && st !== "running").length;
+        return ` ${ended} of ${states.length}`;
+    });
     return (
         <header className="toolbar" role="toolbar" aria-label="Editor commands">
             <strong className="brand">orva</strong>
@@ -65,6 +72,7 @@ export function Toolbar() {
                 data-run-id={runId ?? undefined}
             >
                 {status.text}
+                {progress}
             </span>
         </header>
     );
