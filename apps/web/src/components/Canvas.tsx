@@ -62,6 +62,10 @@ function isValidConnection(c: Connection | Edge) {
     return A.refuseWire(c.source, pinOf(c.sourceHandle), c.target, pinOf(c.targetHandle)) === null;
 }
 
+function onDelete({ nodes, edges }: { nodes: Node[]; edges: Edge[] }) {
+    A.deleteItems(nodes.map((n) => n.id), edges.map((e) => e.id));
+}
+
 // A wire dropped on a pin that refuses it: say why.
 function onConnectEnd(_: MouseEvent | TouchEvent, state: FinalConnectionState) {
     if (state.isValid || !state.fromHandle || !state.toHandle) return;
@@ -76,6 +80,7 @@ export function Canvas() {
     const flow = useReactFlow();
     const wrapper = useRef<HTMLDivElement>(null);
     const [measured, setMeasured] = useState<Record<string, Size>>({});
+    const nodesChanged = useCallback((changes: NodeChange[]) => onNodesChange(changes, setMeasured), []);
 
     // React Flow gets a new node object only when that node changed, so the others keep still.
     const cache = useRef(new Map<string, { src: EditorNode; selected: boolean; size?: Size; node: Node }>());
@@ -143,14 +148,14 @@ export function Canvas() {
                 nodes={nodes}
                 edges={edges}
                 nodeTypes={nodeTypes}
-                onNodesChange={(c) => onNodesChange(c, setMeasured)}
+                onNodesChange={nodesChanged}
                 onEdgesChange={onEdgesChange}
                 onConnect={onConnect}
                 onConnectEnd={onConnectEnd}
                 isValidConnection={isValidConnection}
                 onNodeDragStart={A.beginDrag}
                 onNodeDragStop={A.endDrag}
-                onDelete={({ nodes, edges }) => A.deleteItems(nodes.map((n) => n.id), edges.map((e) => e.id))}
+                onDelete={onDelete}
                 onDragOver={(e) => {
                     if (!e.dataTransfer.types.includes(DRAG_TYPE)) return;
                     e.preventDefault();

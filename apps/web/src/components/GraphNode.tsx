@@ -1,6 +1,7 @@
 import { Handle, Position, type NodeProps } from "@xyflow/react";
-import { memo, useMemo } from "react";
+import { memo } from "react";
 import { pinsOf, setCollapsed } from "../actions";
+import { wireKey } from "../graph";
 import { store, useEditor } from "../store";
 import type { PinInfo } from "../types";
 import { OutputPreview } from "./Preview";
@@ -38,12 +39,14 @@ function Pin({ node, pin, side, connected }: { node: string; pin: PinInfo; side:
 export const GraphNodeView = memo(function GraphNodeView({ id, selected }: NodeProps) {
     const node = useEditor((s) => s.doc.nodes.find((n) => n.id === id));
     const info = useEditor((s) => (node ? s.catalog.resolve(node.plugin) : undefined));
-    const wiresKey = useEditor((s) => s.doc.wires.filter((w) => w.to === id || w.from === id).map((w) => `${w.from}:${w.fromPin}>${w.to}:${w.toPin}`).join(" "));
+    // Re-render when this node's wires change (a text, so other edits leave it alone).
+    useEditor((s) => s.doc.wires.filter((w) => w.to === id || w.from === id).map(wireKey).join(" "));
     const run = useEditor((s) => s.runs[id]);
-    const pins = useMemo(() => (node ? pinsOf(node, store.get().doc) : { inputs: [], outputs: [] }), [node, info, wiresKey]);
     if (!node) return null;
-    const connectedIn = new Set(store.get().doc.wires.filter((w) => w.to === id).map((w) => w.toPin));
-    const connectedOut = new Set(store.get().doc.wires.filter((w) => w.from === id).map((w) => w.fromPin));
+    const { doc } = store.get();
+    const pins = pinsOf(node, doc);
+    const connectedIn = new Set(doc.wires.filter((w) => w.to === id).map((w) => w.toPin));
+    const connectedOut = new Set(doc.wires.filter((w) => w.from === id).map((w) => w.fromPin));
     const state = run?.state ?? "idle";
     const name = info?.name ?? node.plugin;
     const stale = state !== "done" && state !== "cached";

@@ -80,6 +80,21 @@ export function ImageViewer() {
         setZoom(clampZoom(Math.min(b.clientWidth / w, b.clientHeight / h)));
     };
     const title = viewer ? `Output ${viewer.pin} of ${viewer.node}` : "Image";
+    const zoomRef = useRef(zoomAt);
+    zoomRef.current = zoomAt;
+
+    // The wheel zooms about the cursor; a native listener, since React's is passive and the
+    // page must not scroll as well.
+    useEffect(() => {
+        const b = body.current!;
+        const onWheel = (e: WheelEvent) => {
+            e.preventDefault();
+            const box = b.getBoundingClientRect();
+            zoomRef.current(e.deltaY < 0 ? 1.25 : 1 / 1.25, e.clientX - box.left, e.clientY - box.top);
+        };
+        b.addEventListener("wheel", onWheel, { passive: false });
+        return () => b.removeEventListener("wheel", onWheel);
+    }, []);
 
     return (
         <dialog ref={dialog} className="viewer" aria-label={title} data-testid="viewer" onClose={() => store.set({ viewer: null })}>
@@ -110,14 +125,7 @@ export function ImageViewer() {
                     ✕
                 </button>
             </header>
-            <div
-                className="viewer-body"
-                ref={body}
-                onWheel={(e) => {
-                    const box = body.current!.getBoundingClientRect();
-                    zoomAt(e.deltaY < 0 ? 1.25 : 1 / 1.25, e.clientX - box.left, e.clientY - box.top);
-                }}
-            >
+            <div className="viewer-body" ref={body}>
                 {viewer && image && (
                     <img
                         src={previewUrl(image.preview, Math.min(plane, d - 1), 0)}
