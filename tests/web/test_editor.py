@@ -132,7 +132,10 @@ def test_build_the_chain_from_the_palette(browser):
         # the search narrows the palette to this node first
         first = d.find_element(By.CSS_SELECTOR, ".palette-list .palette-item")
         assert first.get_attribute("data-testid") == f"palette-{name}"
-        first.click()
+        if name == CHAIN[-1]:  # the last one is dragged onto the canvas, the others clicked
+            ActionChains(d).drag_and_drop(first, d.find_element(By.CSS_SELECTOR, ".react-flow__pane")).perform()
+        else:
+            first.click()
     assert [n.get_attribute("data-id") for n in d.find_elements(By.CSS_SELECTOR, ".react-flow__node")] == IDS
     by_id(d, "layout").click()
     time.sleep(0.3)  # the view settles on the laid out nodes
