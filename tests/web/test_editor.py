@@ -142,7 +142,8 @@ def test_build_the_chain_from_the_palette(browser):
 
     for (a, b) in zip(IDS, IDS[1:]):
         drag_wire(d, f"out-{a}-0", f"in-{b}-0")
-    assert wires(d) == {f"{a}:0->{b}:0" for a, b in zip(IDS, IDS[1:])}
+    chain = {f"{a}:0->{b}:0" for a, b in zip(IDS, IDS[1:])}
+    wait(d, lambda: wires(d) == chain, what="the three wires")
 
     select_node(d, "converttype")
     select = by_id(d, "param-out_type")
