@@ -4,7 +4,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_GENERATE = cmake -S . -G Ninja -Wno-dev
 
-.PHONY: deps test bench fuzz demo format clean
+.PHONY: deps test bench fuzz demo serve format clean
 
 deps:
 	@scripts/install-deps
@@ -23,6 +23,14 @@ demo: deps
 	cmake --build $(BUILD)/demo -j $(JOBS)
 	$(BUILD)/demo/bin/orva run $(BUILD)/demo/examples/zones.json
 	$(BUILD)/demo/bin/orva run $(BUILD)/demo/examples/demo.json --print save:0
+
+# Optimised build, then the editor in the browser with the typical graph open; the first line
+# printed is the address to open. Files are opened and saved below SERVE_ROOT.
+SERVE_ROOT ?= .
+serve: deps
+	@$(CMAKE_GENERATE) -B $(BUILD)/demo -DCMAKE_BUILD_TYPE=Release -DORVA_TESTS=OFF > /dev/null
+	cmake --build $(BUILD)/demo -j $(JOBS)
+	$(BUILD)/demo/bin/orva serve $(BUILD)/demo/examples/zones.json --root $(SERVE_ROOT)
 
 # Optimised build; every workload against its reference, one line each.
 bench:

@@ -12,6 +12,7 @@
 #include "Describe.h"
 #include "Graph.h"
 #include "Host.h"
+#include "ServeCommand.h"
 #include "base/Interrupt.h"
 
 using namespace ORVA;
@@ -31,6 +32,7 @@ constexpr const char* USAGE = R"(usage:
   orva pipe [--quiet] [--time] NODE [KEY=VALUE ...] [! NODE [KEY=VALUE ...] ...]
   orva run GRAPH.json [--repeat N] [--set ID.KEY=VALUE ...] [--print ID:PIN ...] [--time]
   orva doc [MODULE [NODE ...]]
+  orva serve [GRAPH.json] [--port N] [--host ADDR] [--root DIR]
 
 NODE is a node of module utility, or MODULE::NODE. KEY=VALUE takes the type the node declares
 for KEY; KEY:=JSON sets any value from JSON. In a pipe, output 0 of each node feeds input 0 of
@@ -234,6 +236,7 @@ int main(int argc, char** argv) {
     // A signal stops running scripts cleanly, then ends orva by that signal.
     InstallInterruptHandlers();
     try {
+        if (command == "serve") return ServeMain(argc, argv);
         SOptions options = ParseOptions(argc, argv);
         if (command == "list") return List(options);
         if (command == "describe") return Describe(options);
