@@ -1,5 +1,7 @@
 #include "ServeCommand.h"
 
+#include <cstdlib>
+#include <filesystem>
 #include <iostream>
 
 #include "Host.h"
@@ -26,8 +28,13 @@ void AddServeCommand(CLI::App& app) {
         options->root = *root;
         if (options->port < 0 || options->port > 65535)
             throw UsageError("--port must be between 0 and 65535");
+        // Relative paths in parameters are read from the root, as `orva run` reads them from
+        // where it runs; the installation is found wherever that is.
+        const std::filesystem::path install = std::filesystem::absolute(InstallRoot());
+        setenv("ORVADIR", install.c_str(), 1);
         CServer server(*options);
         server.Bind();
+        std::filesystem::current_path(server.Root());
         // Scripts and tests read the address from this first line.
         std::cout << server.Url() << std::endl;
         server.Listen();

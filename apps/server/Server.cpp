@@ -679,6 +679,10 @@ std::string CServer::Url() const {
     return "http://" + name + ":" + std::to_string(m_impl->port) + "/?token=" + m_impl->token;
 }
 
+const fs::path& CServer::Root() const {
+    return m_impl->root;
+}
+
 void CServer::Listen() {
     m_impl->http.listen_after_bind();
 }

@@ -29,6 +29,8 @@ class CServer {
     int Bind();
     // "http://HOST:PORT/?token=TOKEN", once bound.
     std::string Url() const;
+    // The directory served, resolved.
+    const std::filesystem::path& Root() const;
     // Serves until Stop(); from another thread or a signal handler's thread.
     void Listen();
     void Stop();

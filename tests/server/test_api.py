@@ -318,3 +318,12 @@ def test_save_and_load_round_trip(server):
     assert listing == {"dir": "sub", "entries": [{"name": "graph.json", "dir": False, "size": float(len(text))}]}
     root = get_json(server, "/api/files?dir=")
     assert root["dir"] == "" and {"name": "sub", "dir": True, "size": 0.0} in root["entries"]
+
+
+def test_relative_paths_are_read_from_the_root(server):
+    with open(os.path.join(server.root, "small.txt"), "w") as f:
+        f.write("1 2 3\n4 5 6\n")
+    events, end = run(server, {"nodes": [{"id": "small", "plugin": "ReadASCII", "parameters": {"filename": "small.txt"}}]})
+    assert end["state"] == "done", events
+    image = outputs(events, "small")[0]["image"]
+    assert (image["size"], image["min"], image["max"]) == ([3, 2, 1], 1.0, 6.0)
