@@ -312,3 +312,27 @@ def test_save_and_open_round_trip(browser):
     assert node_positions(d) == positions
     assert by_id(d, "status").text == f"Loaded {SAVED}"
     shot(d, "6-reopened")
+
+
+@pytest.mark.parametrize("example", ["zones.json", "demo.json", "script.json", "static-image.json"])
+def test_examples_open_laid_out(browser, example):
+    d = browser
+    graph = d.execute_async_script(
+        "fetch('/api/load?path=' + encodeURIComponent(arguments[0])).then(r => r.json()).then(arguments[1]);", example)
+    if "graph" not in graph:
+        pytest.skip(f"{example} is not in the served directory")
+    ids = [n["id"] for n in graph["graph"]["nodes"]]
+    by_id(d, "open").click()
+    wait(d, lambda: by_id(d, f"entry-{example}"), what=f"{example} in the listing").click()
+    by_id(d, "file-ok").click()
+    wait(d, lambda: by_id(d, "status").text == f"Loaded {example}", what=f"{example} to load")
+    wait(d, lambda: sorted(n.get_attribute("data-id") for n in d.find_elements(By.CSS_SELECTOR, ".react-flow__node")) == sorted(ids),
+         what="its nodes")
+    # no node hides another
+    boxes = d.execute_script("""
+        return [...document.querySelectorAll('.react-flow__node')].map(n => {
+            const r = n.getBoundingClientRect(); return [n.dataset.id, r.left, r.top, r.right, r.bottom]; });""")
+    for i, (a, *ra) in enumerate(boxes):
+        for b, *rb in boxes[i + 1:]:
+            assert ra[2] <= rb[0] or rb[2] <= ra[0] or ra[3] <= rb[1] or rb[3] <= ra[1], f"{a} overlaps {b}"
+    shot(d, f"7-{example[:-5]}")
