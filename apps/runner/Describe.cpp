@@ -198,7 +198,9 @@ std::unique_ptr<CValueVector> PinValues(const CValueMap& setup, const char* grou
             section && section->Map() ? section->Map()->Entry(CValue_Key(pin.pin)) : nullptr;
         auto entry = std::make_unique<CValueMap>();
         entry->SetEntry("pin", new CValueLong(std::stoi(pin.pin)));
-        entry->SetEntry("kind", new CValueString(placeholder ? ValueKind(*placeholder) : "value"));
+        // A pin of any kind has a null placeholder.
+        const std::string kind = placeholder ? ValueKind(*placeholder) : "value";
+        entry->SetEntry("kind", new CValueString(kind == "null" ? "value" : kind));
         entry->SetEntry("label", new CValueString(pin.label));
         if (inputs) entry->SetEntry("optional", new CValueBool(pin.optional));
         list->PushBack(std::move(entry));

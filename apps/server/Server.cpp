@@ -611,7 +611,10 @@ std::string CServer::SImpl::Files(const std::string& dir) {
         auto entry = std::make_unique<CValueMap>();
         entry->SetEntry("name", new CValueString(name));
         entry->SetEntry("dir", new CValueBool(!file));
-        entry->SetEntry("size", new CValueDouble(static_cast<double>(size)));
+        if (size <= static_cast<uintmax_t>(INT32_MAX))
+            entry->SetEntry("size", new CValueLong(static_cast<int32_t>(size)));
+        else
+            entry->SetEntry("size", new CValueDouble(static_cast<double>(size)));
         entries->PushBack(std::move(entry));
     }
     listing.SetEntry("entries", std::move(entries));

@@ -106,6 +106,9 @@ def test_nodes_are_described_from_their_declarations(server):
     assert [(p["key"], p["type"], p["value"], p.get("enum")) for p in sleep] == [
         ("time", "long", 10, None), ("unit", "string", "milliseconds", ["milliseconds", "seconds"])]
     assert "ExpandBox" not in nodes
+    # a pin of any kind, and pins of other kinds than images
+    assert [p["kind"] for p in nodes["AddMetaData"]["inputs"]] == ["value"]
+    assert [p["kind"] for p in nodes["TimerStop"]["inputs"]] == ["vector", "image"]
 
 
 @pytest.mark.parametrize("address, status, listed", [
