@@ -336,3 +336,20 @@ def test_examples_open_laid_out(browser, example):
         for b, *rb in boxes[i + 1:]:
             assert ra[2] <= rb[0] or rb[2] <= ra[0] or ra[3] <= rb[1] or rb[3] <= ra[1], f"{a} overlaps {b}"
     shot(d, f"7-{example[:-5]}")
+
+
+def test_a_graph_with_an_unlisted_node_opens_with_its_description(browser):
+    d = browser
+    graph = {"nodes": [{"id": "grow", "plugin": "ExpandBox"}]}
+    name = f"orva-editor-unlisted-{os.getpid()}.json"
+    saved = d.execute_async_script(
+        "fetch('/api/save', {method: 'POST', body: JSON.stringify({path: arguments[0], graph: arguments[1]})})"
+        ".then(r => r.json()).then(arguments[2]);", name, graph)
+    assert saved == {"path": name}
+    by_id(d, "open").click()
+    wait(d, lambda: by_id(d, f"entry-{name}"), what=f"{name} in the listing").click()
+    by_id(d, "file-ok").click()
+    wait(d, lambda: by_id(d, "status").text == f"Loaded {name}", what=f"{name} to load")
+    # the palette offers it (used by the graph), and its pins come from its description
+    wait(d, lambda: by_id(d, "palette-ExpandBox"), what="ExpandBox in the palette")
+    assert by_id(d, "in-grow-0") and by_id(d, "out-grow-0")

@@ -1,6 +1,6 @@
 // The server's JSON API. The first visit with ?token=T sets a cookie that images and the event
 // stream rely on; fetches also send the token as a header, for a browser that refused the cookie.
-import type { FileEntry, Graph, NodesResponse, RunEvent, NodeEvent } from "./types";
+import type { FileEntry, Graph, NodeInfo, NodesResponse, RunEvent, NodeEvent } from "./types";
 
 const token = new URLSearchParams(location.search).get("token") ?? sessionStorage.getItem("orva_token");
 if (token) sessionStorage.setItem("orva_token", token);
@@ -30,6 +30,8 @@ const query = (params: Record<string, string | number>) => new URLSearchParams(O
 
 export const api = {
     nodes: () => call<NodesResponse>("/api/nodes"),
+    // One node by the name a graph uses, also one its module does not list.
+    node: (address: string) => call<NodeInfo>(`/api/node?${query({ address })}`),
     graph: () => call<{ graph: Graph | null; path: string | null }>("/api/graph"),
     // The graph goes as text: its doubles must keep their decimal point.
     run: (graphText: string) => call<{ run: string }>("/api/run", { method: "POST", body: `{"graph": ${graphText}}` }),

@@ -26,6 +26,11 @@ export class Catalog {
         return found;
     }
 
+    // This catalogue with more nodes (those a graph uses that the palette does not list).
+    with(nodes: NodeInfo[]): Catalog {
+        return new Catalog({ modules: [{ name: "", nodes: [...this.all, ...nodes] }] });
+    }
+
     // Whether a whole number given for this parameter must still be written as a double.
     isReal(plugin: string, key: string): boolean {
         return this.resolve(plugin)?.parameters.find((p) => p.key === key)?.type === "double";

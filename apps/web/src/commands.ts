@@ -5,6 +5,7 @@ import { Catalog } from "./catalog";
 import { dirOf } from "./params";
 import { cancelRun } from "./run";
 import { store, say } from "./store";
+import type { Graph, NodeInfo } from "./types";
 
 const GRAPH_FILTER = "Graphs (*.json);; All files (*)";
 
@@ -12,10 +13,21 @@ function failed(what: string, e: unknown) {
     say(`${what}: ${e instanceof Error ? e.message : String(e)}`, true);
 }
 
+// Asks the server about the nodes a graph uses that the catalogue lacks (unlisted names); a
+// name the server does not know either stays unknown, with pins guessed from its wires.
+async function learnNodes(graph: Graph | null) {
+    const { catalog } = store.get();
+    const missing = [...new Set((graph?.nodes ?? []).map((n) => n.plugin))].filter((p) => !catalog.resolve(p));
+    const found = await Promise.all(missing.map((p) => api.node(p).catch(() => undefined)));
+    const known = found.filter((n): n is NodeInfo => n !== undefined);
+    if (known.length) store.set({ catalog: store.get().catalog.with(known) });
+}
+
 export async function start() {
     try {
         store.set({ catalog: new Catalog(await api.nodes()) });
         const { graph, path } = await api.graph();
+        await learnNodes(graph);
         loadGraph(graph, path);
         say(path ? `Loaded ${path}` : "Ready");
     } catch (e) {
@@ -28,6 +40,7 @@ export async function openGraph() {
     if (!path) return;
     try {
         const { graph } = await api.load(path);
+        await learnNodes(graph);
         cancelRun();
         loadGraph(graph, path);
         say(`Loaded ${path}`);
