@@ -170,3 +170,58 @@ TEST(Preview, PixelValues) {
 
 }  // namespace
 }  // namespace orva
+
+namespace orva {
+namespace {
+
+TEST(Summary, RangeMeanAndNonFiniteSamples) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
+    struct {
+        const char* name;
+        std::vector<float> samples;
+        double minimum, maximum, mean;
+        int64_t nonFinite;
+    } cases[] = {
+        // fewer samples than lanes, and more with a tail
+        {"short", {3.f, -2.f, 5.f}, -2.0, 5.0, 2.0, 0},
+        {"tail", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, 1.0, 11.0, 6.0, 0},
+        // the extremes in the last lane and the tail
+        {"extremes late", {0, 0, 0, 0, 0, 0, 0, -9, 0, 4}, -9.0, 4.0, -0.5, 0},
+        {"nan", {1.f, nan, 3.f, 4.f}, 1.0, 4.0, 8.0 / 3.0, 1},
+        {"infinities", {inf, 2.f, -inf, 6.f, 0, 0, 0, 0, nan}, 0.0, 6.0, 8.0 / 6.0, 3},
+        {"nothing finite", {nan, inf}, NAN, NAN, NAN, 2},
+    };
+    for (const auto& c : cases) {
+        const CImage image =
+            Make<float>(T::GREY_F, CSize(static_cast<int64_t>(c.samples.size()), 1), c.samples);
+        const SImageSummary summary = Summarize(image);
+        auto same = [](double a, double b) { return (std::isnan(a) && std::isnan(b)) || a == b; };
+        EXPECT_TRUE(same(summary.minimum, c.minimum)) << c.name << " " << summary.minimum;
+        EXPECT_TRUE(same(summary.maximum, c.maximum)) << c.name << " " << summary.maximum;
+        EXPECT_TRUE(same(summary.mean, c.mean)) << c.name << " " << summary.mean;
+        EXPECT_EQ(summary.nonFinite, c.nonFinite) << c.name;
+    }
+}
+
+TEST(Summary, WholeNumbersAndColour) {
+    const SImageSummary wide = Summarize(
+        Make<uint64_t>(T::GREY_64, CSize(3, 1), {uint64_t(1) << 60, 7, uint64_t(1) << 61}));
+    EXPECT_EQ(wide.minimum, 7.0);
+    EXPECT_EQ(wide.maximum, std::ldexp(1.0, 61));
+    // every channel of every pixel counts
+    const SImageSummary colour =
+        Summarize(Make<uint8_t>(T::RGB_8, CSize(3, 1), {0, 10, 20, 30, 40, 50, 60, 70, 255}));
+    EXPECT_EQ((std::vector<double>{colour.minimum, colour.maximum, colour.mean}),
+              (std::vector<double>{0.0, 255.0, 535.0 / 9.0}));
+    // the checked pass gives the sum the plain one would: the same samples, one NaN more
+    std::vector<float> many(1001);
+    for (size_t i = 0; i < many.size(); ++i)
+        many[i] = 0.1f * static_cast<float>(i % 97) - 3.f;
+    const double plain = Summarize(Make<float>(T::GREY_F, CSize(1001, 1), many)).mean;
+    many.push_back(std::numeric_limits<float>::quiet_NaN());
+    EXPECT_EQ(Summarize(Make<float>(T::GREY_F, CSize(1002, 1), many)).mean, plain);
+}
+
+}  // namespace
+}  // namespace orva
