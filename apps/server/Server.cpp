@@ -427,21 +427,23 @@ std::string CServer::SImpl::StartRun(const std::string& body) {
     const CValue* graph = request->Map() ? request->Map()->Entry("graph") : nullptr;
     if (!graph || !graph->Map()) throw SRefusal{400, "the request holds no \"graph\" object"};
     auto run = std::make_shared<SRun>();
+    long number = 0;
     {
         std::lock_guard lock(runsMutex);
         for (auto& [id, earlier] : runs)
             earlier->cancel = true;
-        run->id = std::to_string(++lastRun);
-        runs[lastRun] = run;
+        number = ++lastRun;
+        run->id = std::to_string(number);
+        runs[number] = run;
         while (runs.size() > KEPT_RUNS)
             runs.erase(runs.begin());
     }
     try {
         std::lock_guard lock(sessionMutex);
         session.Update(*graph);
-    } catch (const std::exception& error) {
+    } catch (...) {
         std::lock_guard lock(runsMutex);
-        runs.erase(lastRun);
+        runs.erase(number);
         throw;
     }
     {
