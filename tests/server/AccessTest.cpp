@@ -77,13 +77,6 @@ TEST(Access, TokenInCookieOrHeader) {
             << c.cookie << "|" << c.header;
 }
 
-TEST(Access, NewTokensAreLongAndDiffer) {
-    const std::string a = NewToken(), b = NewToken();
-    EXPECT_EQ(a.size(), 32u);
-    EXPECT_EQ(a.find_first_not_of("0123456789abcdef"), std::string::npos);
-    EXPECT_NE(a, b);
-}
-
 class RootTest : public ::testing::Test {
   protected:
     void SetUp() override {

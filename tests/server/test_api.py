@@ -176,13 +176,6 @@ def test_previews_show_the_values(server):
     assert len(set(colours.values())) == len(colours)
 
 
-@pytest.mark.parametrize("query, value", [
-    ("x=3&y=5", 0), ("x=-1&y=0", None), ("x=512&y=0", None), ("x=0&y=384", None), ("x=0&y=0&z=1", None)])
-def test_pixel_positions_outside_the_image_are_null(server, query, value):
-    run(server, ZONES)
-    assert get_json(server, "/api/pixel/byte/0?" + query)["value"] == value
-
-
 def test_only_what_a_change_touches_runs_again(server):
     run(server, ZONES)
     events, end = run(server, with_parameter(ZONES, "label", "neighbourhood", 8))
