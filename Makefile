@@ -4,7 +4,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_GENERATE = cmake -S . -G Ninja -Wno-dev
 
-.PHONY: deps test bench fuzz demo python format clean
+.PHONY: deps test bench fuzz demo python serve format clean
 
 deps:
 	@scripts/install-deps
@@ -29,6 +29,14 @@ demo: deps
 python: deps
 	@$(CMAKE_GENERATE) -B $(BUILD)/python -DCMAKE_BUILD_TYPE=Release -DORVA_TESTS=OFF > /dev/null
 	cmake --build $(BUILD)/python -j $(JOBS) --target orva_python examples
+
+# Optimised build, then the editor in the browser with the typical graph open; the first line
+# printed is the address to open. Files are opened and saved below SERVE_ROOT.
+SERVE_ROOT ?= .
+serve: deps
+	@$(CMAKE_GENERATE) -B $(BUILD)/demo -DCMAKE_BUILD_TYPE=Release -DORVA_TESTS=OFF > /dev/null
+	cmake --build $(BUILD)/demo -j $(JOBS)
+	$(BUILD)/demo/bin/orva serve $(BUILD)/demo/examples/zones.json --root $(SERVE_ROOT)
 
 # Optimised build; every workload against its reference, one line each.
 bench:

@@ -6,6 +6,7 @@
 
 #include "Commands.h"
 #include "Host.h"
+#include "ServeCommand.h"
 #include "base/Interrupt.h"
 
 using namespace orva;
@@ -109,7 +110,7 @@ int main(int argc, char** argv) {
     doc->add_option("arguments", docArguments, "[MODULE [NODE ...]]: NODEs the module hides");
     doc->callback([&] { status = Doc(docArguments); });
 
-    // serve: AddServeCommand(app); (apps/server/ServeCommand.h) is registered here at merge.
+    AddServeCommand(app);
 
     try {
         std::vector<std::string> names;

@@ -169,6 +169,130 @@ void MarkDeprecated(SNodeHelp& help, const std::vector<std::string>& listed) {
         node.deprecated = std::find(listed.begin(), listed.end(), node.name) == listed.end();
 }
 
+const char* ValueKind(const CValue& value) {
+    switch (value.GenericType()) {
+        case CValue::VAL_NULL:
+            return "null";
+        case CValue::VAL_MAP:
+            return "map";
+        case CValue::VAL_VECTOR:
+            return "vector";
+        case CValue::VAL_POINTER:
+            if (HoldsType<CImage>(&value)) return "image";
+            if (HoldsType<CValueVector>(&value)) return "vector";
+            return "value";
+        default:
+            return CSetupDocument::KindWord(value.GenericType());
+    }
+}
+
+namespace {
+
+// "%ORVADIR%/doc/vimbro/html/M/P/index.html" as the server serves it: "/doc/M/P/index.html".
+std::string HelpLink(const CHostNode& node) {
+    const std::string page(node.Setup().EntryString("__vimbroDocumentation", ""));
+    const std::string marker = "/doc/vimbro/html/";
+    const size_t at = page.find(marker);
+    if (at != std::string::npos) return "/doc/" + page.substr(at + marker.size());
+    return "/doc/" + node.Name().moduleName + "/P" + node.Name().node + "/index.html";
+}
+
+// The first line after "BRIEF" in a description written by hand.
+std::string BriefLine(const std::string& description) {
+    const size_t at = description.find("BRIEF\n");
+    if (at == std::string::npos) return {};
+    const size_t begin = at + 6;
+    return Trim(description.substr(begin, description.find('\n', begin) - begin));
+}
+
+std::unique_ptr<CValueVector> PinValues(const CValueMap& setup, const char* group,
+                                        const std::vector<SPinHelp>& pins, bool inputs) {
+    auto list = std::make_unique<CValueVector>();
+    const CValue* section = setup.Entry(group);
+    for (const SPinHelp& pin : pins) {
+        const CValue* placeholder =
+            section && section->Map() ? section->Map()->Entry(CValue_Key(pin.pin)) : nullptr;
+        auto entry = std::make_unique<CValueMap>();
+        entry->SetEntry("pin", new CValueLong(std::stoi(pin.pin)));
+        // A pin of any kind has a null placeholder.
+        const std::string kind = placeholder ? ValueKind(*placeholder) : "value";
+        entry->SetEntry("kind", new CValueString(kind == "null" ? "value" : kind));
+        entry->SetEntry("label", new CValueString(pin.label));
+        if (inputs) entry->SetEntry("optional", new CValueBool(pin.optional));
+        list->PushBack(std::move(entry));
+    }
+    return list;
+}
+
+}  // namespace
+
+std::unique_ptr<CValueMap> NodeValue(const CHostNode& node, bool listed, bool deprecated) {
+    const SNodeHelp help = SNodeHelp::FromNode(node);
+    const CValueMap& setup = node.Setup();
+    auto map = std::make_unique<CValueMap>();
+    auto text = [&](const char* key, const std::string& value) {
+        map->SetEntry(key, new CValueString(value));
+    };
+    text("address", node.Name().Address());
+    text("name", help.name);
+    text("module", help.module);
+    map->SetEntry("listed", new CValueBool(listed));
+    map->SetEntry("deprecated", new CValueBool(deprecated));
+    text("pluginType", help.pluginType);
+    text("subType", help.subType);
+    const std::string description(setup.EntryString("description", ""));
+    text("brief", help.summary.empty() ? BriefLine(description) : help.summary);
+    text("description", description);
+    auto keywords = std::make_unique<CValueVector>();
+    for (const std::string& keyword : help.keywords)
+        keywords->PushBack(new CValueString(keyword));
+    map->SetEntry("keywords", std::move(keywords));
+    text("help", HelpLink(node));
+
+    const CValue* documented = setup.Entry("parameters");
+    auto parameters = std::make_unique<CValueVector>();
+    for (const SParameterHelp& parameter : help.parameters) {
+        const CValue* value = documented && documented->Map()
+                                  ? documented->Map()->Entry(CValue_Key(parameter.key))
+                                  : nullptr;
+        auto entry = std::make_unique<CValueMap>();
+        entry->SetEntry("key", new CValueString(parameter.key));
+        entry->SetEntry("type", new CValueString(parameter.type));
+        if (value && !parameter.documentationOnly) {
+            std::unique_ptr<CValue> plain = value->CloneUnique(OWNERSHIP_SHALLOW);
+            plain->Meta().Clear();
+            entry->SetEntry("value", std::move(plain));
+        } else {
+            entry->SetEntry("value", new CValueString(""));
+        }
+        const CValueMap* meta = value ? value->MetaIfAny() : nullptr;
+        if (meta && !parameter.documentationOnly) {
+            if (const std::string list(meta->EntryString("val/enValues", "")); !list.empty()) {
+                auto allowed = std::make_unique<CValueVector>();
+                for (const std::string& item : SplitAllowedValues(list))
+                    allowed->PushBack(new CValueString(item));
+                entry->SetEntry("enum", std::move(allowed));
+            }
+            if (std::string(meta->EntryString("gui/boolean", "")) == "togglebutton")
+                entry->SetEntry("toggle", new CValueBool(true));
+            if (meta->EntryBool("gui/path", false)) entry->SetEntry("path", new CValueBool(true));
+            if (const std::string filter(meta->EntryString("gui/filefilter", "")); !filter.empty())
+                entry->SetEntry("filter", new CValueString(filter));
+            if (meta->EntryBool("gui/save", false)) entry->SetEntry("save", new CValueBool(true));
+            if (const std::string condition(meta->EntryString("visible_if", ""));
+                !condition.empty())
+                entry->SetEntry("visibleIf", new CValueString(condition));
+        }
+        entry->SetEntry("desc", new CValueString(parameter.text));
+        entry->SetEntry("documentationOnly", new CValueBool(parameter.documentationOnly));
+        parameters->PushBack(std::move(entry));
+    }
+    map->SetEntry("parameters", std::move(parameters));
+    map->SetEntry("inputs", PinValues(setup, "inputs", help.inputs, true));
+    map->SetEntry("outputs", PinValues(setup, "outputs", help.outputs, false));
+    return map;
+}
+
 std::string TextPage(const SNodeHelp& help) {
     std::ostringstream out;
     out << help.name << " (module " << help.module << ", " << help.pluginType << " / "

@@ -2,6 +2,7 @@
 
 // Readable help built from a node's setup document: a text page for the terminal and an HTML
 // page for the help directory.
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,18 @@ struct SNodeHelp {
 
 // Marks the see-also names that `listed` (the module's list) lacks as deprecated.
 void MarkDeprecated(SNodeHelp& help, const std::vector<std::string>& listed);
+
+// The node as an editor's palette and forms want it, as a map ready for the text format:
+// "address", "name", "module", "listed", "deprecated", "pluginType", "subType", "brief",
+// "description", "keywords", "help" (a path under /doc/), "parameters" (display order, then
+// the rest; each with "key", "type", "value", "desc", "documentationOnly" and the hints "enum",
+// "toggle", "path", "filter", "save", "visibleIf" where given), "inputs" and "outputs" (each
+// with "pin", "kind", "label", and "optional" for inputs).
+std::unique_ptr<ORVA::CValueMap> NodeValue(const CHostNode& node, bool listed, bool deprecated);
+
+// The kind of a value as pins name them: "image", "vector", "map", "long", "double", "bool",
+// "string", "null" or "value".
+const char* ValueKind(const ORVA::CValue& value);
 
 std::string TextPage(const SNodeHelp& help);
 std::string HtmlPage(const SNodeHelp& help);

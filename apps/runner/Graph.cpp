@@ -207,7 +207,9 @@ void CGraph::Initialise() {
 void CGraph::RunNode(size_t index, IRunObserver* observer) {
     using EnState = IRunObserver::EnState;
     CHostNode& node = *m_nodes[index];
-    // Outputs are replaced by each run, so inputs are looked up again every time.
+    // Outputs are replaced by each run, so inputs are looked up again every time; a pin whose
+    // link was removed since (a node kept by an editor) is empty again.
+    node.Node().ClearStackInputs();
     for (const SLink& link : m_links[index])
         node.Node().SetStackInput(link.pin, m_nodes[link.source]->Node().StackOutput(link.output));
     if (observer) observer->NodeState(node, EnState::RUNNING, 0.0, {});

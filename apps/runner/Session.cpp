@@ -87,7 +87,7 @@ void CGraphSession::Run(IRunObserver* observer, const CancelFlag* cancel) {
         const std::string signature = Signature(i);
         auto found = m_ran.find(&node);
         bool run = found == m_ran.end() || found->second != signature ||
-                   node.Declaration().IsStateful() || !node.Declaration().IsDeclared();
+                   node.Declaration().MustRunEveryTime() || !node.Declaration().IsDeclared();
         for (const SLink& link : m_graph.Links(i))
             run = run || runs[link.source];
         runs[i] = run;

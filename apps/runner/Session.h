@@ -16,7 +16,8 @@ class CGraphSession {
     // Runs the nodes that must run, in order; the others report CACHED and keep their outputs.
     // A node must run when it is new, its settings or input links changed, a file it reads
     // changed, a node it depends on runs, it failed or never ran, or it keeps state between
-    // runs (those run every time, as in repeated runs of `orva run`). Failures and
+    // runs (those run every time, as in repeated runs of `orva run`; a run-once switch alone
+    // does not count, since running such a node again returns what it kept). Failures and
     // cancellation end the run as CGraph::Run's do.
     void Run(IRunObserver* observer = nullptr, const CancelFlag* cancel = nullptr);
 

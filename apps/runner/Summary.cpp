@@ -9,27 +9,74 @@ using namespace ORVA;
 
 namespace {
 
-template <class T>
-void Accumulate(const T* data, int64_t count, SImageSummary& summary) {
-    double minimum = std::numeric_limits<double>::infinity();
-    double maximum = -minimum;
-    double sum = 0.0;
-    int64_t finite = 0;
-    for (int64_t i = 0; i < count; ++i) {
-        const double v = static_cast<double>(data[i]);
-        if constexpr (std::is_floating_point_v<T>) {
-            if (!std::isfinite(v)) continue;
-        }
+// One sample into one lane. With CHECK, NaN and the infinities are left out and counted, by
+// selects rather than branches.
+template <bool CHECK, class T>
+inline void Add(T v, T& minimum, T& maximum, double& sum, double& nonFinite) {
+    if constexpr (CHECK) {
+        constexpr T INF = std::numeric_limits<T>::infinity();
+        const bool finite = v - v == T(0);  // false for NaN and the infinities
+        const T low = finite ? v : INF;
+        const T high = finite ? v : -INF;
+        minimum = low < minimum ? low : minimum;
+        maximum = high > maximum ? high : maximum;
+        sum += finite ? static_cast<double>(v) : 0.0;
+        nonFinite += finite ? 0.0 : 1.0;
+    } else {
         minimum = v < minimum ? v : minimum;
         maximum = v > maximum ? v : maximum;
-        sum += v;
-        ++finite;
+        sum += static_cast<double>(v);
     }
-    summary.nonFinite = count - finite;
+}
+
+// Independent lanes, combined at the end, so that no lane waits for another; the sum's order is
+// fixed (lane by lane, then the lanes in order). Extremes are kept in the sample type, which
+// holds them exactly. False when CHECK is off and a sample was not finite.
+template <bool CHECK, class T>
+bool Lanes(const T* data, int64_t count, SImageSummary& summary) {
+    constexpr int LANES = 8;
+    using Limits = std::numeric_limits<T>;
+    constexpr bool FLOATING = std::is_floating_point_v<T>;
+    T minimum[LANES], maximum[LANES];
+    double sum[LANES], nonFinite[LANES];  // counted in double: exact far beyond any image
+    for (int k = 0; k < LANES; ++k) {
+        minimum[k] = FLOATING ? Limits::infinity() : Limits::max();
+        maximum[k] = FLOATING ? -Limits::infinity() : Limits::lowest();
+        sum[k] = nonFinite[k] = 0.0;
+    }
+    int64_t i = 0;
+    for (; i + LANES <= count; i += LANES) {
+#pragma GCC unroll 8
+        for (int k = 0; k < LANES; ++k)
+            Add<CHECK>(data[i + k], minimum[k], maximum[k], sum[k], nonFinite[k]);
+    }
+    for (int k = 0; k < LANES && i < count; ++i, ++k)
+        Add<CHECK>(data[i], minimum[k], maximum[k], sum[k], nonFinite[k]);
+    for (int k = 1; k < LANES; ++k) {
+        minimum[0] = minimum[k] < minimum[0] ? minimum[k] : minimum[0];
+        maximum[0] = maximum[k] > maximum[0] ? maximum[k] : maximum[0];
+        sum[0] += sum[k];
+        nonFinite[0] += nonFinite[k];
+    }
+    // A NaN or infinity on the way leaves the sum or an extreme not finite.
+    if constexpr (FLOATING && !CHECK) {
+        if (!std::isfinite(sum[0]) || !std::isfinite(minimum[0]) || !std::isfinite(maximum[0]))
+            return false;
+    }
+    summary.nonFinite = static_cast<int64_t>(nonFinite[0]);
+    const int64_t finite = count - summary.nonFinite;
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    summary.minimum = finite ? minimum : nan;
-    summary.maximum = finite ? maximum : nan;
-    summary.mean = finite ? sum / static_cast<double>(finite) : nan;
+    summary.minimum = finite ? static_cast<double>(minimum[0]) : nan;
+    summary.maximum = finite ? static_cast<double>(maximum[0]) : nan;
+    summary.mean = finite ? sum[0] / static_cast<double>(finite) : nan;
+    return true;
+}
+
+// Every sample finite is the common case: one pass without the checks, and a second with them
+// when it met another. Both add in the same order, so the results agree.
+template <class T>
+void Accumulate(const T* data, int64_t count, SImageSummary& summary) {
+    if (!Lanes<false>(data, count, summary)) Lanes<true>(data, count, summary);
 }
 
 // A count as a long where it fits 32 bits, else as a double.

@@ -213,7 +213,7 @@ class TARSEL_API CSetupDocument {
     // A parameter bound to `member`: its value in the document, read by NodeInit.
     template <class T>
     CParameter& Parameter(std::string key, T& member, std::string text = {}) {
-        if constexpr (std::same_as<T, CRunOnce>) m_keepsState = true;
+        if constexpr (std::same_as<T, CRunOnce>) m_runOnce = true;
         return Bind(std::move(key), std::make_unique<CBinding<T>>(member), std::move(text));
     }
     // A key NodeInit reads into `member` that the document leaves out.
@@ -257,7 +257,11 @@ class TARSEL_API CSetupDocument {
     const std::string& SeeAlsoText() const noexcept { return m_seeAlso; }
     // "%ORVADIR%/doc/vimbro/html/..." or empty.
     const std::string& HelpPageAddress() const noexcept { return m_helpPage; }
-    bool IsStateful() const noexcept { return m_keepsState; }
+    bool IsStateful() const noexcept { return m_keepsState || m_runOnce; }
+    // Declared with KeepsState(): two runs with equal inputs may differ. A run-once switch alone
+    // does not count: such a node gives the same result whether it runs again or not, so a
+    // host may keep its result while its inputs and settings stay.
+    bool MustRunEveryTime() const noexcept { return m_keepsState; }
     // Whether the node declared anything (nodes that write their document by hand do not).
     bool IsDeclared() const noexcept { return !m_name.empty(); }
     const std::deque<CParameter>& Parameters() const noexcept { return m_parameters; }
@@ -298,6 +302,7 @@ class TARSEL_API CSetupDocument {
     std::string m_pluginType, m_subType, m_name;
     bool m_minimal = false;
     bool m_keepsState = false;
+    bool m_runOnce = false;
     std::string m_summary, m_long, m_raw, m_seeAlso, m_helpPage;
     bool m_hasRaw = false;
     std::vector<std::string> m_notes;
