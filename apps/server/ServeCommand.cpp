@@ -41,17 +41,4 @@ void AddServeCommand(CLI::App& app) {
     });
 }
 
-int ServeMain(int argc, char** argv) {
-    CLI::App app{"orva"};
-    app.require_subcommand(1);
-    AddServeCommand(app);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        const int status = app.exit(error);
-        return status == 0 ? 0 : 2;
-    }
-    return 0;
-}
-
 }  // namespace orva

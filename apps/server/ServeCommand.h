@@ -9,7 +9,4 @@ namespace orva {
 // address that cannot be served is a UsageError.
 void AddServeCommand(CLI::App& app);
 
-// `orva serve ...` with the arguments as main got them (argv[1] is "serve"); the exit status.
-int ServeMain(int argc, char** argv);
-
 }  // namespace orva

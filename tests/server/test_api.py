@@ -92,8 +92,9 @@ def decode_png(data):
 
 def test_nodes_are_described_from_their_declarations(server):
     modules = get_json(server, "/api/nodes")["modules"]
-    assert [m["name"] for m in modules] == ["utility"]
-    nodes = {n["address"]: n for n in modules[0]["nodes"]}
+    assert [m["name"] for m in modules] == ["filters", "utility"]
+    assert "filters::Threshold" in {n["address"] for n in modules[0]["nodes"]}
+    nodes = {n["address"]: n for n in modules[1]["nodes"]}
     assert all(n["listed"] and not n["deprecated"] for n in nodes.values())
     labeling = nodes["Labeling"]
     assert (labeling["subType"], labeling["help"]) == ("LabelImage", "/doc/utility/PLabeling/index.html")
