@@ -9,14 +9,4 @@ constexpr ORVA::SModuleNode NODES[] = {
 };
 }  // namespace
 
-extern "C" {
-ORVA_MODULE_EXPORT ORVA::CValueVector* ListPlugins() {
-    return ORVA::ListNodes(NODES);
-}
-ORVA_MODULE_EXPORT ORVA::CPNode* CreatePluginInstanceEx(const char* name) {
-    return ORVA::CreateNode(NODES, name);
-}
-ORVA_MODULE_EXPORT int64_t get_loading_timestamp() {
-    return ORVA::g_moduleLoadingTime;
-}
-}
+ORVA_MODULE_ENTRY_POINTS(NODES)

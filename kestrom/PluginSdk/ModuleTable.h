@@ -4,13 +4,7 @@
 // points, which the module writes in one file:
 //
 //   constexpr ORVA::SModuleNode NODES[] = {{"Invert", ORVA::MakeNode<CPInvert>}, ...};
-//   extern "C" {
-//   ORVA_MODULE_EXPORT ORVA::CValueVector* ListPlugins() { return ORVA::ListNodes(NODES); }
-//   ORVA_MODULE_EXPORT ORVA::CPNode* CreatePluginInstanceEx(const char* name) {
-//       return ORVA::CreateNode(NODES, name);
-//   }
-//   ORVA_MODULE_EXPORT int64_t get_loading_timestamp() { return ORVA::g_moduleLoadingTime; }
-//   }
+//   ORVA_MODULE_ENTRY_POINTS(NODES)
 #include <cstdint>
 #include <ctime>
 #include <new>
@@ -20,6 +14,20 @@
 #include "PluginSdk/Node.h"
 
 #define ORVA_MODULE_EXPORT __attribute__((visibility("default")))
+
+// The three exported functions of a module whose nodes are the table `nodes`.
+#define ORVA_MODULE_ENTRY_POINTS(nodes)                                         \
+    extern "C" {                                                                \
+    ORVA_MODULE_EXPORT ORVA::CValueVector* ListPlugins() {                      \
+        return ORVA::ListNodes(nodes);                                          \
+    }                                                                           \
+    ORVA_MODULE_EXPORT ORVA::CPNode* CreatePluginInstanceEx(const char* name) { \
+        return ORVA::CreateNode(nodes, name);                                   \
+    }                                                                           \
+    ORVA_MODULE_EXPORT int64_t get_loading_timestamp() {                        \
+        return ORVA::g_moduleLoadingTime;                                       \
+    }                                                                           \
+    }
 
 namespace ORVA {
 
