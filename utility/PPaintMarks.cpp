@@ -39,6 +39,9 @@ void CPPaintMarks::Declare(CSetupDocument& doc) {
     doc.Output(0, "Copy of the input image with the marks painted.");
     doc.Keywords({"mark", "marker", "cross", "draw points", "overlay", "annotate"});
     doc.SeeAlso("GetCoordinates, FindMax, DrawCircle, DrawString");
+    doc.Example(
+        "ReadImage filename=%ORVADIR%/examples/images/coconut.png ! StringToImage 'data_string=64 "
+        "64\\n128 200' ! PaintMarks @0=1 @1=2");
 }
 
 void CPPaintMarks::Run() {

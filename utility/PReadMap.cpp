@@ -55,6 +55,9 @@ void CPReadMap::Declare(CSetupDocument& doc) {
         .Order(99);
     doc.Keywords({"map", "read", "load", "file", "JSON", "settings", "configuration"});
     doc.SeeAlso("TextSerializer, StaticStorage");
+    doc.Example(
+        "ReadImage filename=%ORVADIR%/examples/images/coconut.png ! GetImageAttributes ! "
+        "TextSerializer filename=attributes.json ! ReadMap filename=attributes.json");
     doc.UndocumentedReadInRun(AUTOMATIC_LABEL, CValue::VAL_BOOL);
 }
 

@@ -47,6 +47,9 @@ void CPSamplePoints::Declare(CSetupDocument& doc) {
                CSetupDocument::PIN_VECTOR);
     doc.Keywords({"sample", "interpolation", "pixel values", "lookup", "points"});
     doc.SeeAlso("SampleLine, GetCoordinates, CurveIndex");
+    doc.Example(
+        "ReadImage filename=%ORVADIR%/examples/images/coconut.png ! StringToImage 'data_string=64 "
+        "64\\n128 200' ! SamplePoints @0=1 @1=2");
 }
 
 void CPSamplePoints::Run() {

@@ -225,6 +225,7 @@ void CPScript::Declare(CSetupDocument& doc) {
     doc.Keywords(
         {"script", "external", "program", "command", "process", "shell", "python", "call"});
     doc.SeeAlso("SaveASCII, ReadASCII, ConvertType");
+    doc.Example("StringToImage ! Script");
 }
 
 void CPScript::Run() {

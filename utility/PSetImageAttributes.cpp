@@ -22,6 +22,9 @@ void CPSetImageAttributes::Declare(CSetupDocument& doc) {
                            "value of the attribute, of any kind; a map when the key is empty")
         .Type("value");
     doc.SeeAlso("GetImageAttributes");
+    doc.Example(
+        "ReadImage filename=%ORVADIR%/examples/images/coconut.png ! SetImageAttributes key=origin "
+        "value=scanner");
 }
 
 void CPSetImageAttributes::GetPluginSetup(CValueMap& setup) {

@@ -93,6 +93,7 @@ void CPStaticStorage::Declare(CSetupDocument& doc) {
         .Fallback("STATIC")
         .Values(STORAGES);
     doc.Keywords({"static", "global", "variable", "storage", "registry", "state"});
+    doc.Example("StringToImage ! StaticStorage mode=WRITE key=matrix ! StaticStorage key=matrix");
 }
 
 void CPStaticStorage::Run() {

@@ -55,6 +55,7 @@ void CTextSerializerNode::Declare(CSetupDocument& doc) {
         .Order(99);
     doc.Keywords({"serialize", "JSON", "text", "file", "write", "read", "save", "load", "dump"});
     doc.SeeAlso("ReadMap, StaticStorage");
+    doc.Example("StringToImage ! TextSerializer filename=matrix.json");
     doc.UndocumentedReadInRun(AUTOMATIC_LABEL, CValue::VAL_BOOL);
 }
 

@@ -45,6 +45,8 @@ void CPTimerStop::Declare(CSetupDocument& doc) {
               CSetupDocument::PIN_VECTOR);
     doc.Input(1, "input image");
     doc.Output(0, "a copy of the input image, received via pinin{2}");
+    doc.Example(
+        "ReadImage filename=%ORVADIR%/examples/images/coconut.png ! TimerStart ! TimerStop @1=2:1");
 }
 
 void CPTimerStop::Run() {

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <sstream>
 
 #include "Batch.h"
@@ -138,20 +139,32 @@ std::string Quoted(const std::string& text) {
     return quoted + "'";
 }
 
-// A command that runs the node: alone when it needs no input, else fed by the example image,
-// as it is or as floats. Each is tried in a scratch directory (nodes may write files) and the
-// first that runs is the example; none when no candidate runs.
+// A command that runs the node: the pipe it declares, else the node alone when it needs no
+// input, else fed on input 0 and every further required image input by the example image, as
+// it is or as floats. Each is
+// tried in a scratch directory (nodes may write files) and the first that runs is the example;
+// none when no candidate runs.
 std::string Example(const SNodeHelp& help, const std::string& address) {
-    std::vector<std::string> required;
-    for (const SPinHelp& pin : help.inputs)
-        if (!pin.optional) required.push_back(pin.pin);
-    if (required.size() > 1 || (required.size() == 1 && required[0] != "0")) return {};
-    const std::string source = "ReadImage filename=%ORVADIR%/examples/images/coconut.png ! ";
-    const std::vector<std::string> candidates =
-        required.empty()
-            ? std::vector<std::string>{address}
-            : std::vector<std::string>{source + address,
-                                       source + "ConvertType out_type=IMAGE_GREY_F ! " + address};
+    std::vector<std::string> candidates;
+    if (!help.examplePipe.empty()) candidates.push_back(help.examplePipe);
+    bool alone = true, images = true;
+    for (const SPinHelp& pin : help.inputs) {
+        alone = alone && pin.optional;
+        images = images && (pin.optional || pin.pin == "0" || pin.kind == "image");
+    }
+    const std::string source = "ReadImage filename=%ORVADIR%/examples/images/coconut.png";
+    auto fed = [&](const std::string& sources, int step) {
+        std::string command = sources + " ! " + address;
+        for (const SPinHelp& pin : help.inputs)
+            if (!pin.optional && pin.pin != "0")
+                command += " @" + pin.pin + "=" + std::to_string(step);
+        return command;
+    };
+    if (help.examplePipe.empty() && alone) candidates.push_back(address);
+    if (help.examplePipe.empty() && !alone && images) {
+        candidates.push_back(fed(source, 1));
+        candidates.push_back(fed(source + " ! ConvertType out_type=IMAGE_GREY_F", 2));
+    }
     std::string scratch = (std::filesystem::temp_directory_path() / "orva-example-XXXXXX").string();
     if (!mkdtemp(scratch.data())) return {};
     const std::string self = InstallRoot() + "/bin/orva";
@@ -167,6 +180,48 @@ std::string Example(const SNodeHelp& help, const std::string& address) {
     std::error_code ignored;
     std::filesystem::remove_all(scratch, ignored);
     return example;
+}
+
+// Output `pin` of the pipe's node number `node` (from 0).
+struct SPipeLink {
+    size_t node = 0;
+    int pin = 0;
+};
+
+// "@PIN=STEP[:OUT]": input PIN of the pipe's node `index` (from 0) takes output OUT (0 when left
+// out) of the pipe's STEP-th node, counted from 1, which must come before it.
+std::pair<int, SPipeLink> ParseLink(const std::string& argument,
+                                    const std::vector<std::unique_ptr<CHostNode>>& nodes,
+                                    size_t index) {
+    CHostNode& target = *nodes[index];
+    const std::string usage = "'" + argument + "' of " + target.Id() + " is no input link";
+    const size_t equals = argument.find('=');
+    const size_t colon = argument.find(':', equals);
+    auto number = [&](size_t begin, size_t end) {
+        const std::string text = argument.substr(begin, end - begin);
+        long value = -1;
+        auto [last, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+        if (text.empty() || error != std::errc() || last != text.data() + text.size() || value < 0)
+            throw UsageError(usage + " (@PIN=STEP or @PIN=STEP:OUT)");
+        return value;
+    };
+    if (equals == std::string::npos) throw UsageError(usage + " (@PIN=STEP or @PIN=STEP:OUT)");
+    const long pin = number(1, equals);
+    const long step = number(equals + 1, colon);
+    const long output = colon == std::string::npos ? 0 : number(colon + 1, argument.size());
+    const long before = static_cast<long>(index);
+    auto has = [](const std::vector<int>& pins, long pin) {
+        return std::find(pins.begin(), pins.end(), pin) != pins.end();
+    };
+    if (!has(DeclaredPins(target, true), pin))
+        throw UsageError(usage + ": " + target.Id() + " has no input " + std::to_string(pin));
+    if (step < 1 || step > before)
+        throw UsageError(usage + ": STEP counts the nodes before it from 1 to " +
+                         std::to_string(before));
+    CHostNode& source = *nodes[static_cast<size_t>(step - 1)];
+    if (!has(OutputPins(source), output))
+        throw UsageError(usage + ": " + source.Id() + " has no output " + std::to_string(output));
+    return {static_cast<int>(pin), {static_cast<size_t>(step - 1), static_cast<int>(output)}};
 }
 
 }  // namespace
@@ -299,8 +354,11 @@ int Doc(const std::vector<std::string>& arguments) {
 
 int Pipe(const SPipeOptions& options) {
     const SCheckOptions check{options.lenient};
-    // Every node is made and set before the first one runs.
+    // Every node is made and set before the first one runs. links[i] maps an input pin of node
+    // i to the node and output pin that feed it.
     std::vector<std::unique_ptr<CHostNode>> nodes;
+    std::vector<std::map<int, SPipeLink>> links;
+    std::vector<std::vector<std::string>> linkArguments;  // checked once the pins are known
     for (const std::string& argument : options.arguments) {
         if (argument == "!") {
             if (nodes.empty()) throw UsageError("a pipe starts with a node, not '!'");
@@ -310,6 +368,11 @@ int Pipe(const SPipeOptions& options) {
             std::string id =
                 argument + (nodes.empty() ? "" : "#" + std::to_string(nodes.size() + 1));
             nodes.push_back(std::make_unique<CHostNode>(id, argument));
+            links.emplace_back();
+            linkArguments.emplace_back();
+            if (nodes.size() > 1) links.back()[0] = {nodes.size() - 2, 0};
+        } else if (argument.starts_with('@')) {
+            linkArguments.back().push_back(argument);
         } else {
             nodes.back()->Apply(argument, check);
         }
@@ -317,10 +380,16 @@ int Pipe(const SPipeOptions& options) {
     if (nodes.empty()) throw UsageError("pipe needs a node");
     if (!nodes.back()) throw UsageError("a pipe ends with a node, not '!'");
 
-    for (auto& node : nodes)
-        node->Initialise();
     for (size_t i = 0; i < nodes.size(); ++i) {
-        if (i > 0) nodes[i]->Node().SetStackInput(0, nodes[i - 1]->Node().StackOutput(0));
+        nodes[i]->Initialise();
+        for (const std::string& argument : linkArguments[i]) {
+            auto [pin, link] = ParseLink(argument, nodes, i);
+            links[i][pin] = link;
+        }
+    }
+    for (size_t i = 0; i < nodes.size(); ++i) {
+        for (const auto& [pin, link] : links[i])
+            nodes[i]->Node().SetStackInput(pin, nodes[link.node]->Node().StackOutput(link.pin));
         nodes[i]->Run();
         if (options.time) PrintTime(*nodes[i]);
     }

@@ -77,7 +77,8 @@ int main(int argc, char** argv) {
     SPipeOptions pipe;
     CLI::App* pipeCommand = app.add_subcommand(
         "pipe", "run nodes in a row: output 0 of each feeds input 0 of the next");
-    pipeCommand->add_option("nodes", pipe.arguments, "NODE [KEY=VALUE ...] [! NODE ...]")
+    pipeCommand
+        ->add_option("nodes", pipe.arguments, "NODE [KEY=VALUE ...] [! NODE ... [@PIN=STEP[:OUT]]]")
         ->required();
     pipeCommand->add_flag("--quiet", pipe.quiet, "print no outputs");
     pipeCommand->add_flag("--time", pipe.time, "each node's wall-clock time on standard error");

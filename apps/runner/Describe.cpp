@@ -41,7 +41,7 @@ std::vector<SPinHelp> Pins(const CValueMap& setup, const char* group) {
               [](const auto& a, const auto& b) { return a.first < b.first; });
     for (const auto& [pin, value] : ordered) {
         const CValueMap* meta = value->MetaIfAny();
-        pins.push_back({std::to_string(pin), MetaText(*value, "label"),
+        pins.push_back({std::to_string(pin), MetaText(*value, "label"), ValueKind(*value),
                         meta && meta->EntryBool("optional", false)});
     }
     return pins;
@@ -140,6 +140,7 @@ SNodeHelp SNodeHelp::FromNode(const CHostNode& node) {
     help.description = declaration.LongDescription();
     help.notes = declaration.Notes();
     help.seeAlso = declaration.SeeAlsoText();
+    help.examplePipe = declaration.ExamplePipe();
     std::istringstream names(help.seeAlso);
     for (std::string name; std::getline(names, name, ',');)
         if (!Trim(name).empty()) help.seeAlsoNodes.push_back({Trim(name), {}, false});

@@ -18,7 +18,7 @@ struct SParameterHelp {
 };
 
 struct SPinHelp {
-    std::string pin, label;
+    std::string pin, label, kind;  // kind as ValueKind names it
     bool optional = false;
 };
 
@@ -37,6 +37,7 @@ struct SNodeHelp {
     std::vector<std::string> keywords, notes;
     std::string seeAlso;
     std::vector<SSeeAlso> seeAlsoNodes;  // the names of seeAlso, one by one
+    std::string examplePipe;             // the pipe the node declares as its example
     std::string example;                 // a command that runs the node, shown when set
 
     // From the node's declaration; a node that writes its document by hand is shown as its

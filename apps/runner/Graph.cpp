@@ -67,16 +67,22 @@ std::string ReadAll(const std::string& path) {
 
 }  // namespace
 
-std::vector<int> OutputPins(const CHostNode& node) {
+std::vector<int> DeclaredPins(const CHostNode& node, bool inputs) {
     std::vector<int> pins;
     if (node.Declaration().IsDeclared()) {
-        for (const CSetupDocument::CPin& pin : node.Declaration().Outputs())
+        for (const CSetupDocument::CPin& pin :
+             inputs ? node.Declaration().Inputs() : node.Declaration().Outputs())
             pins.push_back(pin.Number());
-    } else if (const CValue* outputs = node.Setup().Entry("outputs"); outputs && outputs->Map()) {
-        for (const auto& [key, value] : *outputs->Map())
+    } else if (const CValue* group = node.Setup().Entry(inputs ? "inputs" : "outputs");
+               group && group->Map()) {
+        for (const auto& [key, value] : *group->Map())
             pins.push_back(static_cast<int>(std::strtol(key.c_str(), nullptr, 10)));
     }
     return pins;
+}
+
+std::vector<int> OutputPins(const CHostNode& node) {
+    return DeclaredPins(node, false);
 }
 
 CGraph CGraph::Load(const std::string& path, const SCheckOptions& options) {

@@ -77,7 +77,8 @@ class Cancelled : public std::runtime_error {
     Cancelled() : std::runtime_error("the run was cancelled") {}
 };
 
-// The output pins a node declares (from its declaration, else its document).
+// The input or output pins a node declares (from its declaration, else its document).
+std::vector<int> DeclaredPins(const CHostNode& node, bool inputs);
 std::vector<int> OutputPins(const CHostNode& node);
 
 }  // namespace orva

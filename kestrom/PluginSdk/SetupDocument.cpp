@@ -195,6 +195,11 @@ CSetupDocument& CSetupDocument::SeeAlso(std::string names) {
     return *this;
 }
 
+CSetupDocument& CSetupDocument::Example(std::string pipe) {
+    m_example = std::move(pipe);
+    return *this;
+}
+
 CSetupDocument& CSetupDocument::RawDescription(std::string text) {
     m_raw = std::move(text);
     m_hasRaw = true;

@@ -200,6 +200,11 @@ class TARSEL_API CSetupDocument {
     CSetupDocument& Brief(std::string summary, std::string description = {});
     CSetupDocument& Note(std::string text);
     CSetupDocument& SeeAlso(std::string names);
+    // A pipe that shows the node at work, for help pages: nodes separated by " ! ", each with
+    // KEY=VALUE settings and "@PIN=STEP[:OUT]" for inputs fed by other than the node before.
+    // Only for nodes whose example a host cannot make up (inputs of several kinds, settings
+    // without a working default).
+    CSetupDocument& Example(std::string pipe);
     // A finished description text, used as it stands instead of the sections.
     CSetupDocument& RawDescription(std::string text);
     CSetupDocument& Keywords(std::initializer_list<const char*> keywords);
@@ -255,6 +260,7 @@ class TARSEL_API CSetupDocument {
     const std::vector<std::string>& Notes() const noexcept { return m_notes; }
     const std::vector<std::string>& KeywordList() const noexcept { return m_keywords; }
     const std::string& SeeAlsoText() const noexcept { return m_seeAlso; }
+    const std::string& ExamplePipe() const noexcept { return m_example; }
     // "%ORVADIR%/doc/vimbro/html/..." or empty.
     const std::string& HelpPageAddress() const noexcept { return m_helpPage; }
     bool IsStateful() const noexcept { return m_keepsState || m_runOnce; }
@@ -303,7 +309,7 @@ class TARSEL_API CSetupDocument {
     bool m_minimal = false;
     bool m_keepsState = false;
     bool m_runOnce = false;
-    std::string m_summary, m_long, m_raw, m_seeAlso, m_helpPage;
+    std::string m_summary, m_long, m_raw, m_seeAlso, m_helpPage, m_example;
     bool m_hasRaw = false;
     std::vector<std::string> m_notes;
     std::vector<std::string> m_keywords;

@@ -27,6 +27,9 @@ void CPColorToGrey::Declare(CSetupDocument& doc) {
     doc.Input(0, "Colour image of type " + ColourTypes::Names() + ".").Label("colour");
     doc.Output(0, "Grey image of the input's size.").Label("grey");
     doc.Keywords({"grey", "gray", "luma", "luminance", "channel", "cvtColor"});
+    doc.Example(
+        "ReadImage filename=%ORVADIR%/examples/images/coconut.png ! filters::GreyToColor ! "
+        "filters::ColorToGrey");
 }
 
 void CPColorToGrey::Run() {

@@ -25,6 +25,9 @@ void CPConvolve::Declare(CSetupDocument& doc) {
     doc.Input(1, "Kernel: one slice of type " + GreyTypes::Names() + ".").Label("kernel");
     doc.Output(0, "The filtered image, of type out_type and the input's size.").Label("filtered");
     doc.Keywords({"convolution", "correlation", "filter2D", "kernel", "linear filter"});
+    doc.Example(
+        "ReadImage filename=%ORVADIR%/examples/images/coconut.png ! StringToImage 'data_string=0 1 "
+        "0\\n1 -4 1\\n0 1 0' ! filters::Convolve @0=1 @1=2");
 }
 
 void CPConvolve::Run() {

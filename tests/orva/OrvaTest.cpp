@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <vector>
 
 #include "tarsel.h"
 
@@ -140,6 +141,17 @@ TEST(OrvaPipe, OutputZeroFeedsTheNextNode) {
     EXPECT_EQ(image->Size(), CSize(2, 2));
     EXPECT_EQ(image->Bytes()[0], 5);
 
+    // "@PIN=STEP:OUT" feeds further inputs: TimerStop takes the time and TimerStart's copy.
+    SResult linked = Orva(
+        {"pipe", "--pixels", TestNode("Keeper"), "!", "TimerStart", "!", "TimerStop", "@1=2:1"});
+    ASSERT_EQ(linked.status, 0) << linked.err;
+    // TimerStop prints its time before the outputs.
+    std::unique_ptr<CValue> outputs =
+        CTextSerializer::FromText(linked.out.substr(linked.out.find("{\n")));
+    const CImage* copy = UnwrapPointer<CImage>(outputs->Map()->Entry("0"));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(copy->Bytes()[0], 5);
+
     EXPECT_EQ(Orva({"pipe", "--quiet", TestNode("Keeper"), "!", "Sleep", "time=0"}).out, "");
     SResult timed = Orva({"pipe", "--time", TestNode("Keeper"), "!", "Sleep", "time=0"});
     EXPECT_NE(timed.err.find("time: Sleep#2 "), std::string::npos) << timed.err;
@@ -211,6 +223,16 @@ TEST(OrvaErrors, ExitStatusAndMessage) {
         {{"pipe", "Sleep"},
          1,
          "error: node 'Sleep' (Sleep): Sleep: No input on first input pin!\n"},
+        {{"pipe", "Sleep", "!", "Sleep", "@0=2"},
+         2,
+         "orva: '@0=2' of Sleep#2 is no input link: STEP counts the nodes before it from 1 to 1\n"},
+        {{"pipe", "Sleep", "!", "Sleep", "@0=1:1"},
+         2,
+         "orva: '@0=1:1' of Sleep#2 is no input link: Sleep has no output 1\n"},
+        {{"pipe", "Sleep", "!", "Sleep", "@1=1"},
+         2,
+         "orva: '@1=1' of Sleep#2 is no input link: Sleep#2 has no input 1\n"},
+        {{"pipe", "Sleep", "!", "Sleep", "@0=-1"}, 2, "orva: '@0=-1' of Sleep#2 is no input link"},
         {{"pipe", "Sleep", "unit=hours"},
          2,
          "orva: node 'Sleep' (Sleep): parameter 'unit' is 'hours', which is not one of "
@@ -245,6 +267,17 @@ TEST(OrvaDoc, HelpPagesWhereTheDocumentsSay) {
     EXPECT_NE(
         Orva({"describe", "HoughCircle"}).out.find("See also: HoughCircleTJ (deprecated), Hough\n"),
         std::string::npos);
+}
+
+TEST(OrvaDoc, EveryPageShowsAnExampleThatRan) {
+    std::vector<std::string> missing;
+    for (const char* module : {"utility", "filters"})
+        for (const auto& entry : std::filesystem::directory_iterator(std::string(ORVA_BUILD_ROOT) +
+                                                                     "/doc/vimbro/html/" + module))
+            if (entry.is_directory() &&
+                Slurp(entry.path() / "index.html").find("<h2>Example</h2>") == std::string::npos)
+                missing.push_back(entry.path().filename());
+    EXPECT_EQ(missing, std::vector<std::string>{});
 }
 
 TEST(OrvaExamples, EveryExampleGraphRuns) {
