@@ -165,9 +165,11 @@ template class CPlaneMaximum<float>;
 }  // namespace MaximumFilter
 
 template <class T>
-std::vector<SPeak> LocalMaxima(const T* data, const CSize& size, int64_t radius, double threshold) {
+std::vector<SPeak> LocalMaxima(const T* data, const CSize& size, int64_t radius, double threshold,
+                               std::vector<SPeak> storage) {
     using namespace MaximumFilter;
-    std::vector<SPeak> peaks;
+    std::vector<SPeak> peaks = std::move(storage);
+    peaks.clear();
     const int64_t width = size.x, height = size.y, planePixels = width * height;
     const CAbove<T> above(threshold);
     if (planePixels == 0 || above.None()) return peaks;
@@ -233,10 +235,14 @@ std::vector<SPeak> LocalMaxima(const T* data, const CSize& size, int64_t radius,
     return peaks;
 }
 
-template std::vector<SPeak> LocalMaxima(const uint8_t*, const CSize&, int64_t, double);
-template std::vector<SPeak> LocalMaxima(const uint16_t*, const CSize&, int64_t, double);
-template std::vector<SPeak> LocalMaxima(const uint32_t*, const CSize&, int64_t, double);
-template std::vector<SPeak> LocalMaxima(const float*, const CSize&, int64_t, double);
+template std::vector<SPeak> LocalMaxima(const uint8_t*, const CSize&, int64_t, double,
+                                        std::vector<SPeak>);
+template std::vector<SPeak> LocalMaxima(const uint16_t*, const CSize&, int64_t, double,
+                                        std::vector<SPeak>);
+template std::vector<SPeak> LocalMaxima(const uint32_t*, const CSize&, int64_t, double,
+                                        std::vector<SPeak>);
+template std::vector<SPeak> LocalMaxima(const float*, const CSize&, int64_t, double,
+                                        std::vector<SPeak>);
 
 template <class L>
 std::vector<SPeak> LargestPerLabel(const std::vector<SPeak>& peaks, const L* labels,
@@ -271,7 +277,7 @@ inline uint64_t DescendingKey(double value) {
 // Strongest first: descending value, raster order among equal values. A stable radix sort on
 // the value's bits, a byte at a time from the lowest, skipping the bytes all values share; the
 // maxima come in raster order, which stability keeps.
-void SortStrongestFirst(std::vector<SPeak>& peaks) {
+void SortStrongestFirst(std::vector<SPeak>& peaks, std::vector<SPeak>& other) {
     const size_t n = peaks.size();
     if (n < 2) return;
     std::vector<std::array<size_t, 256>> counts(8);
@@ -280,7 +286,7 @@ void SortStrongestFirst(std::vector<SPeak>& peaks) {
         for (int b = 0; b < 8; ++b)
             ++counts[b][(key >> (8 * b)) & 255];
     }
-    std::vector<SPeak> other(n);
+    other.resize(n);
     for (int b = 0; b < 8; ++b) {
         std::array<size_t, 256>& start = counts[b];
         if (start[(DescendingKey(peaks[0].value) >> (8 * b)) & 255] == n) continue;
