@@ -89,26 +89,35 @@ TEST(LocalMaxima, AsDefinedWithPlateausOnce) {
 }
 
 TEST(LocalMaxima, StrongestFirstAsAStableSort) {
-    // Signed zeros, extremes and many equal values among random ones, in several sizes, with
-    // the working memory of each sort kept for the next.
+    // Values whose keys differ in all their bits (signed zeros, extremes, floats and doubles of
+    // either sign) and in a few in the middle (bytes; floats of two binary exponents), each
+    // with many equal values, in several sizes; the working memory of each sort is kept for
+    // the next.
     const double specials[] = {0.0, -0.0, 1.0, -1.0, 1e300, -1e300, 5e-324, -5e-324, 255.0};
     std::mt19937 random(8);
-    std::uniform_real_distribution<double> uniform(-1e6, 1e6);
+    std::uniform_real_distribution<double> wide(-1e6, 1e6), narrow(0.25, 1.0);
+    const std::function<double()> distributions[] = {
+        [&] {
+            const unsigned kind = random() % 3;
+            return kind == 0   ? specials[random() % 9]
+                   : kind == 1 ? double(float(wide(random)))
+                               : wide(random);
+        },
+        [&] { return double(random() % 256); },
+        [&] { return random() % 4 ? double(float(narrow(random))) : 0.5; },
+    };
     std::vector<SPeak> scratch;
-    for (size_t n : {0, 1, 2, 7, 300, 5000}) {
-        std::vector<SPeak> peaks(n);
-        for (size_t i = 0; i < n; ++i) {
-            const int kind = static_cast<int>(random() % 3);
-            peaks[i] = {static_cast<int64_t>(i), kind == 0   ? specials[random() % 9]
-                                                 : kind == 1 ? double(float(uniform(random)))
-                                                             : uniform(random)};
+    for (const auto& value : distributions)
+        for (size_t n : {0, 1, 2, 7, 300, 5000}) {
+            std::vector<SPeak> peaks(n);
+            for (size_t i = 0; i < n; ++i)
+                peaks[i] = {static_cast<int64_t>(i), value()};
+            std::vector<SPeak> expected = peaks;
+            std::stable_sort(expected.begin(), expected.end(),
+                             [](const SPeak& a, const SPeak& b) { return a.value > b.value; });
+            SortStrongestFirst(peaks, scratch);
+            ASSERT_EQ(peaks.size(), n);
+            for (size_t i = 0; i < n; ++i)
+                ASSERT_EQ(peaks[i].index, expected[i].index) << n << " at " << i;
         }
-        std::vector<SPeak> expected = peaks;
-        std::stable_sort(expected.begin(), expected.end(),
-                         [](const SPeak& a, const SPeak& b) { return a.value > b.value; });
-        SortStrongestFirst(peaks, scratch);
-        ASSERT_EQ(peaks.size(), n);
-        for (size_t i = 0; i < n; ++i)
-            ASSERT_EQ(peaks[i].index, expected[i].index) << n << " at " << i;
-    }
 }
