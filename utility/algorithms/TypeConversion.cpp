@@ -76,8 +76,8 @@ void Baseline(const float* in, uint8_t* out, int64_t n) {
         out[i] = RoundToByte(in[i]);
 }
 
-// The samples before the first output address aligned to `alignment` when the output streams,
-// converted one by one; the first sample left to the vector loop.
+// When the output streams, converts the samples before the first output address aligned to
+// `alignment` one by one; returns how many it converted.
 int64_t AlignForStreaming(const float* in, uint8_t* out, int64_t n, uintptr_t alignment,
                           bool stream) {
     int64_t i = 0;
