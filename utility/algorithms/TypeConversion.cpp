@@ -108,7 +108,11 @@ __attribute__((target("avx2"))) void Avx2(const float* in, uint8_t* out, int64_t
 __attribute__((target("avx512f,avx512bw"))) void Avx512(const float* in, uint8_t* out, int64_t n) {
     const bool stream = n >= STREAMING_BYTES;
     int64_t i = AlignForStreaming(in, out, n, 16, stream);
+    // Asking for the input 4 KiB ahead keeps more of it on its way than the hardware's own
+    // prefetching does; a few percent on large images. Beyond the end it is ignored.
+    constexpr int64_t AHEAD = 1024;
     for (; i + 16 <= n; i += 16) {
+        _mm_prefetch(reinterpret_cast<const char*>(in + i + AHEAD), _MM_HINT_T0);
         const __m128i bytes = RoundToByte16(in + i);
         if (stream)
             _mm_stream_si128(reinterpret_cast<__m128i*>(out + i), bytes);
