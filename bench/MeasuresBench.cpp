@@ -108,57 +108,60 @@ BENCHMARK(FindMaxCrop_ours)->Name("FindMaxRadius1At512/ours")->Unit(benchmark::k
 // its first pixel (a maximum next to an earlier one is left out), sorted by descending value
 // with std::stable_sort. Leaving out neighbours is not a flood fill: a plateau whose first
 // pixels do not touch would count more than once. On this input it finds exactly what the node
-// finds, which the setup checks.
-cv::Mat FindMaxTable(const cv::Mat& source, cv::Mat& dilated, cv::Mat& maxima,
-                     std::vector<cv::Point>& points) {
-    cv::dilate(source, dilated, cv::Mat());
-    cv::compare(source, dilated, maxima, cv::CMP_GE);
-    maxima &= source > 0.0f;
-    cv::findNonZero(maxima, points);
-    auto earlier = [&](const cv::Point& p) {
-        for (int dx = -1; dx <= 1; ++dx)
-            if (p.y > 0 && p.x + dx >= 0 && p.x + dx < maxima.cols &&
-                maxima.at<uint8_t>(p.y - 1, p.x + dx))
-                return true;
-        return p.x > 0 && maxima.at<uint8_t>(p.y, p.x - 1);
-    };
-    std::erase_if(points, earlier);
+// finds, which the setup checks. Every intermediate and the table are kept from run to run.
+struct SFindMaxReference {
     struct SMaximum {
         float value;
         cv::Point at;
     };
+    cv::Mat dilated, maxima, positive, table;
+    std::vector<cv::Point> points;
     std::vector<SMaximum> found;
-    found.reserve(points.size());
-    for (const cv::Point& p : points)
-        found.push_back({source.at<float>(p), p});
-    std::stable_sort(found.begin(), found.end(),
-                     [](const SMaximum& a, const SMaximum& b) { return a.value > b.value; });
-    cv::Mat table(static_cast<int>(found.size()), 5, CV_32F);
-    for (int i = 0; i < table.rows; ++i) {
-        const SMaximum& m = found[static_cast<size_t>(i)];
-        const float row[5] = {0.0f, static_cast<float>(m.at.x), static_cast<float>(m.at.y), 0.0f,
-                              m.value};
-        std::copy(row, row + 5, table.ptr<float>(i));
+
+    const cv::Mat& Run(const cv::Mat& source) {
+        cv::dilate(source, dilated, cv::Mat());
+        cv::compare(source, dilated, maxima, cv::CMP_GE);
+        cv::compare(source, 0.0f, positive, cv::CMP_GT);
+        cv::bitwise_and(maxima, positive, maxima);
+        cv::findNonZero(maxima, points);
+        auto earlier = [&](const cv::Point& p) {
+            for (int dx = -1; dx <= 1; ++dx)
+                if (p.y > 0 && p.x + dx >= 0 && p.x + dx < maxima.cols &&
+                    maxima.at<uint8_t>(p.y - 1, p.x + dx))
+                    return true;
+            return p.x > 0 && maxima.at<uint8_t>(p.y, p.x - 1);
+        };
+        found.clear();
+        for (const cv::Point& p : points)
+            if (!earlier(p)) found.push_back({source.at<float>(p), p});
+        std::stable_sort(found.begin(), found.end(),
+                         [](const SMaximum& a, const SMaximum& b) { return a.value > b.value; });
+        table.create(static_cast<int>(found.size()), 5, CV_32F);
+        for (int i = 0; i < table.rows; ++i) {
+            const SMaximum& m = found[static_cast<size_t>(i)];
+            const float row[5] = {0.0f, static_cast<float>(m.at.x), static_cast<float>(m.at.y),
+                                  0.0f, m.value};
+            std::copy(row, row + 5, table.ptr<float>(i));
+        }
+        return table;
     }
-    return table;
-}
+};
 
 void FindMax_reference(benchmark::State& state) {
     const CImage& image = bench::BlurredNoise();
     cv::Mat source(bench::SIZE, bench::SIZE, CV_32F, const_cast<uint8_t*>(image.Bytes()));
-    cv::Mat dilated, maxima;
-    std::vector<cv::Point> points;
     bench::CNodeRunner node("FindMax");
     CValuePointer<CImage> input(const_cast<CImage*>(&image));
     node.SetInput(0, &input);
     node.Run();
     const CImage& ours = *UnwrapPointer<CImage>(node.Output(0));
-    const cv::Mat table = FindMaxTable(source, dilated, maxima, points);
+    SFindMaxReference reference;
+    const cv::Mat& table = reference.Run(source);
     if (static_cast<size_t>(table.total() * sizeof(float)) != ours.ByteCount() ||
         std::memcmp(table.data, ours.Bytes(), ours.ByteCount()) != 0)
         state.SkipWithError("the reference finds other maxima than the node");
     for (auto _ : state)
-        benchmark::DoNotOptimize(FindMaxTable(source, dilated, maxima, points).data);
+        benchmark::DoNotOptimize(reference.Run(source).data);
 }
 BENCHMARK(FindMax_reference)->Name("FindMaxRadius1/reference")->Unit(benchmark::kMillisecond);
 
