@@ -109,13 +109,15 @@ const std::vector<SWorkload>& Workloads() {
              {{"src_value", new CValueDouble(0.0)}, {"dst_value", new CValueDouble(1.0)}},
              one([] {
                  auto image = HalfZero();
-                 auto floats = std::make_unique<CImage>(IMAGE_GREY_F, image->Size(),
-                                                        CSize(0, 0, 0), CImage::NoInit{});
+                 auto floats = std::make_unique<CImage>(IMAGE_GREY_F, image->Size(), CSize(0, 0, 0),
+                                                        CImage::NoInit{});
                  CImageConversion::FastConvert(*floats, *image, true);
                  return floats;
              })},
             {"ReplaceNonFinite", "ReplaceNonFinite", {}, one(NonFinite)},
-            {"SelectPixel", "SelectPixel", {},
+            {"SelectPixel",
+             "SelectPixel",
+             {},
              [] {
                  Inputs inputs;
                  inputs.push_back(Owned(HalfZero()));
@@ -123,34 +125,68 @@ const std::vector<SWorkload>& Workloads() {
                  inputs.push_back(Owned(Floats(23)));
                  return inputs;
              }},
-            {"SelectImage", "SelectImage", {},
+            {"SelectImage",
+             "SelectImage",
+             {},
              [] {
                  Inputs inputs;
                  inputs.push_back(Owned(Floats(19)));
                  inputs.push_back(Owned(Floats(23)));
                  return inputs;
              }},
-            {"FillWithValue", "FillWithValue", {{"value", new CValueDouble(5.0)}},
+            {"FillWithValue",
+             "FillWithValue",
+             {{"value", new CValueDouble(5.0)}},
              [] {
                  Inputs inputs;
                  inputs.push_back(Owned(HalfZero()));
                  inputs.push_back(Owned(HalfZero()));
+                 return inputs;
+             }},
+            {"Merge",
+             "Merge",
+             {},
+             [] {
+                 Inputs inputs;
+                 inputs.push_back(Owned(Floats(19)));
+                 inputs.push_back(Owned(Floats(23)));
+                 return inputs;
+             }},
+            {"DrawString",
+             "DrawString",
+             {{"text", new CValueString("bandwidth")},
+              {"x", new CValueLong(100)},
+              {"y", new CValueLong(100)},
+              {"scale", new CValueLong(40)}},
+             floats},
+            {"PaintMarks",
+             "PaintMarks",
+             {{"size", new CValueLong(10)}},
+             [] {
+                 Inputs inputs;
+                 inputs.push_back(Owned(Floats(7)));
+                 // 1000 points spread over the image, x and y per row.
+                 inputs.push_back(Owned(bench::UniformFloat(CSize(2, 1000), 0.0f, 4095.0f, 37)));
                  return inputs;
              }},
             {"SetImageAttributes",
              "SetImageAttributes",
              {{"key", new CValueString("origin")}, {"value", new CValueString("bench")}},
              floats},
-            {"Sort", "Sort",
+            {"Sort", "Sort", {}, one([] {
+                 return bench::UniformFloat(CSize(4, 4000000), -1000.0f, 1000.0f, 11);
+             })},
+            {"Labeling",
+             "Labeling",
              {},
-             one([] { return bench::UniformFloat(CSize(4, 4000000), -1000.0f, 1000.0f, 11); })},
-            {"Labeling", "Labeling", {},
              [] {
                  Inputs inputs;
                  inputs.push_back(Borrowed(bench::Blobs()));
                  return inputs;
              }},
-            {"PixelLabel", "PixelLabel", {},
+            {"PixelLabel",
+             "PixelLabel",
+             {},
              [] {
                  Inputs inputs;
                  inputs.push_back(Borrowed(bench::BlurredNoise()));

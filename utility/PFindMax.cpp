@@ -79,7 +79,8 @@ void CPFindMax::Run() {
         using Id = IImage::CType;
         DispatchType<Id::GREY_8, Id::GREY_16, Id::GREY_32, Id::GREY_F>(
             input->Type(), [&]<class T>(std::type_identity<T>) {
-                peaks = LocalMaxima(input->Data<T>(), size, m_radius, m_threshold);
+                peaks =
+                    LocalMaxima(input->Data<T>(), size, m_radius, m_threshold, std::move(m_peaks));
             });
         // The label of a maximum, 0 without labels.
         std::function<int64_t(int64_t)> labelAt = [](int64_t) { return int64_t(0); };
@@ -95,7 +96,7 @@ void CPFindMax::Run() {
                 peaks = LargestPerLabel(peaks, data, maxLabel);
                 labelAt = [data](int64_t index) { return LabelOf(data[index]); };
             });
-        SortStrongestFirst(peaks);
+        SortStrongestFirst(peaks, m_scratch);
         if (m_maxCount > 0 && static_cast<size_t>(m_maxCount) < peaks.size())
             peaks.resize(static_cast<size_t>(m_maxCount));
 
@@ -114,6 +115,7 @@ void CPFindMax::Run() {
         const int64_t n = static_cast<int64_t>(peaks.size());
         if (HasStackOutput(1)) records = TableRecords(fields, n, fill);
         table = TableImage(fields, n, fill);
+        m_peaks = std::move(peaks);
     } catch (const std::bad_alloc&) {
         throw CException(
             WHERE, CString("not enough memory to search an image of size %1").Arg(size.ToString()));

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
+
+#include "algorithms/LocalMaxima.h"
 
 #include "support/NodeSupport.h"
 
@@ -16,6 +19,8 @@ class CPFindMax : public CPNode {
     double m_threshold = 0.0;
     int32_t m_radius = 1;
     int32_t m_maxCount = 0;
+    // Kept from run to run: a search that finds a million maxima writes into memory it has.
+    std::vector<SPeak> m_peaks, m_scratch;
 };
 
 }  // namespace ORVA

@@ -1,8 +1,9 @@
-"""Region measures: scikit-image's regionprops centroids and numpy's joint histogram, on the
-inputs that MeasuresBench.cpp writes."""
+"""Region measures: scikit-image's regionprops centroids and peak_local_max and numpy's joint
+histogram, on the inputs that MeasuresBench.cpp writes."""
 import pathlib
 
 import numpy as np
+from skimage.feature import peak_local_max
 from skimage.measure import regionprops_table
 
 from timing import median_ms
@@ -31,7 +32,18 @@ def mutual_information_256(data_dir):
     return {"reference": median_ms(lambda: mutual_information(a, b))}
 
 
+def find_max_radius_1_at_512(data_dir):
+    """The maxima above 0 of a 3 x 3 square, up to the image's border, strongest first; of two
+    that touch only the stronger stays. The same maxima as FindMax finds on this input, equal
+    values perhaps in another order."""
+    path = pathlib.Path(data_dir) / "blurred_noise_512.f32"
+    image = np.fromfile(path, dtype=np.float32).reshape(512, 512)
+    return {"reference": median_ms(
+        lambda: peak_local_max(image, min_distance=1, threshold_abs=0.0, exclude_border=False))}
+
+
 REFERENCES = {
     "BalancePointBlobs": balance_point_blobs,
     "MutualInformation256": mutual_information_256,
+    "FindMaxRadius1At512": find_max_radius_1_at_512,
 }

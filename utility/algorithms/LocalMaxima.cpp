@@ -165,9 +165,11 @@ template class CPlaneMaximum<float>;
 }  // namespace MaximumFilter
 
 template <class T>
-std::vector<SPeak> LocalMaxima(const T* data, const CSize& size, int64_t radius, double threshold) {
+std::vector<SPeak> LocalMaxima(const T* data, const CSize& size, int64_t radius, double threshold,
+                               std::vector<SPeak> storage) {
     using namespace MaximumFilter;
-    std::vector<SPeak> peaks;
+    std::vector<SPeak> peaks = std::move(storage);
+    peaks.clear();
     const int64_t width = size.x, height = size.y, planePixels = width * height;
     const CAbove<T> above(threshold);
     if (planePixels == 0 || above.None()) return peaks;
@@ -233,10 +235,14 @@ std::vector<SPeak> LocalMaxima(const T* data, const CSize& size, int64_t radius,
     return peaks;
 }
 
-template std::vector<SPeak> LocalMaxima(const uint8_t*, const CSize&, int64_t, double);
-template std::vector<SPeak> LocalMaxima(const uint16_t*, const CSize&, int64_t, double);
-template std::vector<SPeak> LocalMaxima(const uint32_t*, const CSize&, int64_t, double);
-template std::vector<SPeak> LocalMaxima(const float*, const CSize&, int64_t, double);
+template std::vector<SPeak> LocalMaxima(const uint8_t*, const CSize&, int64_t, double,
+                                        std::vector<SPeak>);
+template std::vector<SPeak> LocalMaxima(const uint16_t*, const CSize&, int64_t, double,
+                                        std::vector<SPeak>);
+template std::vector<SPeak> LocalMaxima(const uint32_t*, const CSize&, int64_t, double,
+                                        std::vector<SPeak>);
+template std::vector<SPeak> LocalMaxima(const float*, const CSize&, int64_t, double,
+                                        std::vector<SPeak>);
 
 template <class L>
 std::vector<SPeak> LargestPerLabel(const std::vector<SPeak>& peaks, const L* labels,
@@ -269,27 +275,38 @@ inline uint64_t DescendingKey(double value) {
 }  // namespace
 
 // Strongest first: descending value, raster order among equal values. A stable radix sort on
-// the value's bits, a byte at a time from the lowest, skipping the bytes all values share; the
-// maxima come in raster order, which stability keeps.
-void SortStrongestFirst(std::vector<SPeak>& peaks) {
+// the bits in which the values' keys differ (few, for pixel values of one scale), 11 at a time
+// from the lowest, skipping the digits all keys share; the maxima come in raster order, which
+// stability keeps.
+void SortStrongestFirst(std::vector<SPeak>& peaks, std::vector<SPeak>& scratch) {
     const size_t n = peaks.size();
     if (n < 2) return;
-    std::vector<std::array<size_t, 256>> counts(8);
+    const uint64_t first = DescendingKey(peaks[0].value);
+    uint64_t differ = 0;
+    for (const SPeak& peak : peaks)
+        differ |= DescendingKey(peak.value) ^ first;
+    if (!differ) return;
+    constexpr int DIGIT = 11;
+    constexpr uint64_t MASK = (uint64_t(1) << DIGIT) - 1;
+    const int low = std::countr_zero(differ);
+    const int digits = (64 - std::countl_zero(differ) - low + DIGIT - 1) / DIGIT;
+    std::vector<std::array<size_t, MASK + 1>> counts(static_cast<size_t>(digits));
     for (const SPeak& peak : peaks) {
-        const uint64_t key = DescendingKey(peak.value);
-        for (int b = 0; b < 8; ++b)
-            ++counts[b][(key >> (8 * b)) & 255];
+        const uint64_t key = DescendingKey(peak.value) >> low;
+        for (int d = 0; d < digits; ++d)
+            ++counts[d][(key >> (DIGIT * d)) & MASK];
     }
-    std::vector<SPeak> other(n);
-    for (int b = 0; b < 8; ++b) {
-        std::array<size_t, 256>& start = counts[b];
-        if (start[(DescendingKey(peaks[0].value) >> (8 * b)) & 255] == n) continue;
+    scratch.resize(n);
+    for (int d = 0; d < digits; ++d) {
+        const int shift = low + DIGIT * d;
+        std::array<size_t, MASK + 1>& start = counts[d];
+        if (start[(first >> shift) & MASK] == n) continue;
         size_t sum = 0;
         for (size_t& count : start)
             sum += std::exchange(count, sum);
         for (const SPeak& peak : peaks)
-            other[start[(DescendingKey(peak.value) >> (8 * b)) & 255]++] = peak;
-        peaks.swap(other);
+            scratch[start[(DescendingKey(peak.value) >> shift) & MASK]++] = peak;
+        peaks.swap(scratch);
     }
 }
 

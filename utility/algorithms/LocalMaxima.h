@@ -20,9 +20,11 @@ struct SPeak {
 // NaN) that no pixel within `radius` in x and y exceeds, each plateau (maxima of one value
 // that touch in the 8-neighbourhood) by its first pixel. NaN pixels are never maxima and never
 // hide one. A plane must have fewer than 2^32 - 1 pixels. Defined for uint8_t, uint16_t,
-// uint32_t and float.
+// uint32_t and float. The result takes over the memory of `storage` (not its contents), so that
+// a caller that searches again and again allocates once.
 template <class T>
-std::vector<SPeak> LocalMaxima(const T* data, const CSize& size, int64_t radius, double threshold);
+std::vector<SPeak> LocalMaxima(const T* data, const CSize& size, int64_t radius, double threshold,
+                               std::vector<SPeak> storage = {});
 
 // The largest of `peaks` (in raster order) of each label 1 .. maxLabel of `labels` (LabelOf),
 // the first of equal ones, in label order; peaks on the background are dropped. Defined for
@@ -32,8 +34,9 @@ std::vector<SPeak> LargestPerLabel(const std::vector<SPeak>& peaks, const L* lab
                                    int64_t maxLabel);
 
 // Strongest first: descending value, raster order among equal values (a stable sort of peaks
-// that come in raster order); -0 and +0 are equal.
-void SortStrongestFirst(std::vector<SPeak>& peaks);
+// that come in raster order); -0 and +0 are equal. `scratch` is working memory, kept by callers
+// that sort again and again.
+void SortStrongestFirst(std::vector<SPeak>& peaks, std::vector<SPeak>& scratch);
 
 // The moving maximum of the maxima search: the largest sample of a square of 2r + 1 pixels
 // around every pixel of a plane, clipped to the plane. NaN samples count as the lowest value.

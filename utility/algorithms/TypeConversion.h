@@ -38,8 +38,9 @@ inline uint8_t RoundToByte(float value) {
 // RoundToByte of n samples, with the widest vector unit the processor has (the results are the
 // same bit for bit).
 void FloatToByte(const float* in, uint8_t* out, int64_t n);
-// The same with the vector unit every x86-64 processor has; for tests of both paths.
-void FloatToByteBaseline(const float* in, uint8_t* out, int64_t n);
+// The same with at most the vector unit `widest` (0: the one every x86-64 processor has, 1:
+// AVX2, 2: AVX-512), or the widest the processor has below it; for tests of every path.
+void FloatToByte(const float* in, uint8_t* out, int64_t n, int widest);
 
 // Samples of two bytes; without `swap` the first byte in memory is the most significant one.
 inline void Grey16ToFloat(const uint8_t* in, float* out, int64_t n, bool swap) {

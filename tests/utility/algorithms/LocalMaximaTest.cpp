@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <random>
@@ -64,10 +65,13 @@ void ExpectLiteralMaxima(CSize size, int levels, unsigned seed) {
         if constexpr (std::is_floating_point_v<T>)
             if (random() % 7 == 0) v = NaN;
     }
+    // Every search takes over the memory of the one before, none of its maxima.
+    std::vector<SPeak> peaks;
     for (int64_t r : {0, 1, 2, 3, 4, 7, 40})
         for (double threshold : {-1.0, 0.0, 1.5}) {
+            peaks = LocalMaxima(data.data(), size, r, threshold, std::move(peaks));
             std::vector<std::pair<int64_t, double>> found;
-            for (const SPeak& p : LocalMaxima(data.data(), size, r, threshold))
+            for (const SPeak& p : peaks)
                 found.push_back({p.index, p.value});
             EXPECT_EQ(found, Literal(data, size, r, threshold))
                 << size.ToString() << " radius " << r << " threshold " << threshold;
@@ -82,4 +86,38 @@ TEST(LocalMaxima, AsDefinedWithPlateausOnce) {
     ExpectLiteralMaxima<float>(CSize(13, 6, 1), 4, 2);
     ExpectLiteralMaxima<uint16_t>(CSize(40, 31, 1), 6, 3);
     ExpectLiteralMaxima<uint32_t>(CSize(1, 9, 2), 2, 4);
+}
+
+TEST(LocalMaxima, StrongestFirstAsAStableSort) {
+    // Values whose keys differ in all their bits (signed zeros, extremes, floats and doubles of
+    // either sign) and in a few in the middle (bytes; floats of two binary exponents), each
+    // with many equal values, in several sizes; the working memory of each sort is kept for
+    // the next.
+    const double specials[] = {0.0, -0.0, 1.0, -1.0, 1e300, -1e300, 5e-324, -5e-324, 255.0};
+    std::mt19937 random(8);
+    std::uniform_real_distribution<double> wide(-1e6, 1e6), narrow(0.25, 1.0);
+    const std::function<double()> distributions[] = {
+        [&] {
+            const unsigned kind = random() % 3;
+            return kind == 0   ? specials[random() % 9]
+                   : kind == 1 ? double(float(wide(random)))
+                               : wide(random);
+        },
+        [&] { return double(random() % 256); },
+        [&] { return random() % 4 ? double(float(narrow(random))) : 0.5; },
+    };
+    std::vector<SPeak> scratch;
+    for (const auto& value : distributions)
+        for (size_t n : {0, 1, 2, 7, 300, 5000}) {
+            std::vector<SPeak> peaks(n);
+            for (size_t i = 0; i < n; ++i)
+                peaks[i] = {static_cast<int64_t>(i), value()};
+            std::vector<SPeak> expected = peaks;
+            std::stable_sort(expected.begin(), expected.end(),
+                             [](const SPeak& a, const SPeak& b) { return a.value > b.value; });
+            SortStrongestFirst(peaks, scratch);
+            ASSERT_EQ(peaks.size(), n);
+            for (size_t i = 0; i < n; ++i)
+                ASSERT_EQ(peaks[i].index, expected[i].index) << n << " at " << i;
+        }
 }

@@ -42,17 +42,17 @@ TEST(TypeConversion, VectorRoundingEqualsTheExactFormula) {
             for (int k = 0; k < 80; ++k, v = std::nextafter(v, INFINITY))
                 in.push_back(v);
         }
-    // Sizes that leave tails for the scalar loop, and a large run that streams.
-    for (size_t length : {in.size(), in.size() - 7, size_t(1) << 20}) {
-        std::vector<uint8_t> vector(length), baseline(length);
-        Conversion::FloatToByte(in.data(), vector.data(), std::ssize(vector));
-        Conversion::FloatToByteBaseline(in.data(), baseline.data(), std::ssize(baseline));
-        for (size_t i = 0; i < length; ++i) {
-            ASSERT_EQ(vector[i], exact(in[i])) << in[i];
-            ASSERT_EQ(baseline[i], exact(in[i])) << in[i];
-            ASSERT_EQ(Conversion::RoundToByte(in[i]), exact(in[i])) << in[i];
+    // Sizes that leave tails for the scalar loop, and a large run that streams, with every
+    // vector unit the processor has.
+    for (size_t length : {in.size(), in.size() - 7, size_t(1) << 20})
+        for (int widest : {0, 1, 2}) {
+            std::vector<uint8_t> out(length);
+            Conversion::FloatToByte(in.data(), out.data(), std::ssize(out), widest);
+            for (size_t i = 0; i < length; ++i)
+                ASSERT_EQ(out[i], exact(in[i])) << in[i] << " with unit " << widest;
         }
-    }
+    for (float v : in)
+        ASSERT_EQ(Conversion::RoundToByte(v), exact(v)) << v;
 }
 
 TEST(TypeConversion, EveryRuleOfTheTable) {
