@@ -118,35 +118,41 @@ bool ReadChunks(const uint8_t* data, size_t size, SPngFile& png) {
 
 // One row unfiltered from `in` to `out`, which may be the same bytes or lie before them;
 // `previous` is the row above (unfiltered), zeros for the first. False for an unknown filter.
+// `bytes` is a multiple of BPP. The pixel to the left is carried in registers: read back from
+// `out`, which may alias `in`, it would put a store and a load into every step of the chain.
 template <size_t BPP>
 bool Unfilter(uint8_t filter, const uint8_t* in, uint8_t* out, const uint8_t* previous,
               size_t bytes) {
+    uint8_t left[BPP] = {}, upLeft[BPP] = {};
     switch (filter) {
         case 0:
             std::memmove(out, in, bytes);
             return true;
         case 1:
-            for (size_t x = 0; x < bytes; ++x)
-                out[x] = static_cast<uint8_t>(in[x] + (x >= BPP ? out[x - BPP] : 0));
+            for (size_t x = 0; x < bytes; x += BPP)
+                for (size_t c = 0; c < BPP; ++c)
+                    out[x + c] = left[c] = static_cast<uint8_t>(in[x + c] + left[c]);
             return true;
         case 2:
             for (size_t x = 0; x < bytes; ++x)
                 out[x] = static_cast<uint8_t>(in[x] + previous[x]);
             return true;
         case 3:
-            for (size_t x = 0; x < bytes; ++x) {
-                const unsigned left = x >= BPP ? out[x - BPP] : 0;
-                out[x] = static_cast<uint8_t>(in[x] + ((left + previous[x]) >> 1));
-            }
+            for (size_t x = 0; x < bytes; x += BPP)
+                for (size_t c = 0; c < BPP; ++c)
+                    out[x + c] = left[c] =
+                        static_cast<uint8_t>(in[x + c] + ((left[c] + previous[x + c]) >> 1));
             return true;
         case 4:
-            for (size_t x = 0; x < bytes; ++x) {
-                const int a = x >= BPP ? out[x - BPP] : 0, b = previous[x],
-                          c = x >= BPP ? previous[x - BPP] : 0;
-                const int pa = std::abs(b - c), pb = std::abs(a - c), pc = std::abs(a + b - 2 * c);
-                const int predicted = pa <= pb && pa <= pc ? a : pb <= pc ? b : c;
-                out[x] = static_cast<uint8_t>(in[x] + predicted);
-            }
+            for (size_t x = 0; x < bytes; x += BPP)
+                for (size_t c = 0; c < BPP; ++c) {
+                    const int a = left[c], b = previous[x + c], d = upLeft[c];
+                    const int pa = std::abs(b - d), pb = std::abs(a - d),
+                              pc = std::abs(a + b - 2 * d);
+                    const int predicted = pa <= pb && pa <= pc ? a : pb <= pc ? b : d;
+                    out[x + c] = left[c] = static_cast<uint8_t>(in[x + c] + predicted);
+                    upLeft[c] = static_cast<uint8_t>(b);
+                }
             return true;
         default:
             return false;
