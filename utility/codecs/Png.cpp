@@ -168,6 +168,7 @@ void EncodePng(const CImage& image, CDestination& destination, const SEncodeOpti
     std::vector<uint8_t*> rows;
     if (options.compression < 0) {
         idat = DeflatePngRows(image);
+        if (idat->size == 0) destination.Fail("not enough memory to compress the image");
         job.idat = &*idat;
     } else {
         rows = RowPointers(image);

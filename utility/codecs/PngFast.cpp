@@ -8,6 +8,8 @@
 #include <bit>
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <vector>
 
 #include "support/Files.h"
 
@@ -351,7 +353,7 @@ SDeflated DeflatePngRows(const CImage& image) {
             out[x] = static_cast<uint8_t>(row[x] - row[x - pixelBytes]);
     }
     std::unique_ptr<libdeflate_compressor, SFree> deflater(libdeflate_alloc_compressor(1));
-    if (!deflater) throw std::bad_alloc();
+    if (!deflater) return {CBuffer(), 0};
     SDeflated stream{
         CBuffer(libdeflate_zlib_compress_bound(deflater.get(), filtered.Size()), false), 0};
     stream.size = libdeflate_zlib_compress(deflater.get(), filtered.Data(), filtered.Size(),

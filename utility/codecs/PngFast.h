@@ -17,7 +17,7 @@ std::unique_ptr<CImage> DecodePngFast(const SDecoding& file);
 // row with the Sub filter, deflated by libdeflate at its fastest level.
 struct SDeflated {
     CBuffer bytes;
-    size_t size;  // of the stream, at the start of `bytes`
+    size_t size;  // of the stream, at the start of `bytes`; 0 when memory ran out
 };
 SDeflated DeflatePngRows(const CImage& image);
 
