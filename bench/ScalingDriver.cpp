@@ -146,6 +146,12 @@ int main(int argc, char** argv) {
     const int side = std::atoi(argv[2]);
     const bool ours = std::strcmp(argv[3], "ours") == 0;
     const int repeats = std::max(1, std::atoi(argv[4]));
+    const std::vector<std::string> workloads = {"Labeling", "Normalize", "Histogram", "Hough",
+                                                "ReadImagePng"};
+    if (std::find(workloads.begin(), workloads.end(), workload) == workloads.end() || side < 1) {
+        std::fprintf(stderr, "orva_scaling: no workload %s at side %s\n", argv[1], argv[2]);
+        return 2;
+    }
     cv::setNumThreads(1);
     try {
         const std::string png = workload == "ReadImagePng" ? PngFile(side) : "";
@@ -197,7 +203,6 @@ int main(int argc, char** argv) {
                 run = [&] { cv::HoughLines(source, lines, 4.0, std::numbers::pi / side, INT_MAX); };
             if (!png.empty()) run = [&] { result = cv::imread(png, cv::IMREAD_UNCHANGED); };
         }
-        if (!run) throw CException("orva_scaling", "no workload " + workload);
 
         // Two runs untimed, the first the one whose peak counts: a node keeps its output until
         // the next run has made a new one, so only from the third run on do both find their

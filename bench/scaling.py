@@ -16,11 +16,22 @@ REPEATS = {1024: 7, 2048: 5, 4096: 3, 8192: 1, 16384: 1}
 
 
 def measure(driver, workload, side, who):
+    """None when the run failed (its message goes to standard error)."""
     repeats = REPEATS.get(side, 1)
-    out = subprocess.run([driver, workload, str(side), who, str(repeats)], check=True,
-                         capture_output=True, text=True).stdout.split()
-    ms, peak, data = float(out[0]), int(out[1]), int(out[2])
-    return {"ms": ms, "ms_mp": ms / (side * side / 1e6), "memory": peak / data}
+    done = subprocess.run([driver, workload, str(side), who, str(repeats)],
+                          capture_output=True, text=True)
+    if done.returncode != 0:
+        sys.stderr.write(f"{workload} {side} {who}: failed: {done.stderr}")
+        return None
+    ms, peak, data = done.stdout.split()
+    ms = float(ms)
+    return {"ms": ms, "ms_mp": ms / (side * side / 1e6), "memory": int(peak) / int(data)}
+
+
+def cells(result):
+    if result is None:
+        return f"{'-':>11}{'-':>8}{'-':>6}"
+    return f"{result['ms']:>11.2f}{result['ms_mp']:>8.2f}{result['memory']:>6.2f}"
 
 
 def main():
@@ -44,16 +55,21 @@ def main():
             ours = measure(driver, workload, side, "ours")
             ref = measure(driver, workload, side, "reference")
             rows[side] = (ours, ref)
-            print(f"{workload:<13}{side:>6}{ours['ms']:>11.2f}{ours['ms_mp']:>8.2f}"
-                  f"{ours['memory']:>6.2f}{ref['ms']:>11.2f}{ref['ms_mp']:>8.2f}"
-                  f"{ref['memory']:>6.2f}{ours['ms'] / ref['ms']:>7.2f}", flush=True)
-        first, last = rows[sides[0]], rows[sides[-1]]
+            ratio = f"{ours['ms'] / ref['ms']:>7.2f}" if ours and ref else f"{'-':>7}"
+            print(f"{workload:<13}{side:>6}{cells(ours)}{cells(ref)}{ratio}", flush=True)
+
+        def growth(i):
+            first, last = rows[sides[0]][i], rows[sides[-1]][i]
+            return f"{last['ms_mp'] / first['ms_mp']:.2f}" if first and last else "-"
+
+        def memory(i):
+            measured = [r[i]["memory"] for r in rows.values() if r[i]]
+            return f"{max(measured):.2f}" if measured else "-"
+
         summary.append(
-            f"{workload:<13}per-pixel time {sides[-1]}^2 / {sides[0]}^2: "
-            f"ours {last[0]['ms_mp'] / first[0]['ms_mp']:.2f}, "
-            f"reference {last[1]['ms_mp'] / first[1]['ms_mp']:.2f}; "
-            f"peak memory / data at most: ours {max(r[0]['memory'] for r in rows.values()):.2f}, "
-            f"reference {max(r[1]['memory'] for r in rows.values()):.2f}")
+            f"{workload:<13}per-pixel time {sides[-1]}^2 / {sides[0]}^2: ours {growth(0)}, "
+            f"reference {growth(1)}; peak memory / data at most: ours {memory(0)}, "
+            f"reference {memory(1)}")
     print()
     print("\n".join(summary))
     if "Hough" in workloads:
