@@ -270,6 +270,10 @@ std::unique_ptr<CImage> DecodePngFast(const SDecoding& file) {
         const uint8_t* stream = png.idat.front().first;
         size_t streamSize = png.idat.front().second;
         if (png.idat.size() > 1) {
+            size_t total = 0;
+            for (const auto& chunk : png.idat)
+                total += chunk.second;
+            joined.reserve(total);
             for (const auto& [data, length] : png.idat)
                 joined.insert(joined.end(), data, data + length);
             stream = joined.data();
