@@ -38,12 +38,14 @@ serve: deps
 	cmake --build $(BUILD)/demo -j $(JOBS)
 	$(BUILD)/demo/bin/orva serve $(BUILD)/demo/examples/zones.json --root $(SERVE_ROOT)
 
-# Optimised build; every workload against its reference, one line each.
+# Optimised build; every workload against its reference, one line each, then the scaling
+# table (SCALING_SIDES, SCALING_WORKLOADS narrow it).
 bench:
 	@scripts/install-deps --bench
 	@$(CMAKE_GENERATE) -B $(BUILD)/release -DCMAKE_BUILD_TYPE=Release -DORVA_BENCH=ON -DORVA_TESTS=OFF > /dev/null
 	cmake --build $(BUILD)/release -j $(JOBS)
 	@bench/run $(BUILD)/release
+	@/usr/bin/python3 bench/scaling.py $(BUILD)/release
 
 # libFuzzer targets (clang) for ReadImage's formats, ReadMap's text format, ReadASCII, graph
 # files and settings; each runs FUZZ_TIME seconds (default 600). Not part of `make test`.

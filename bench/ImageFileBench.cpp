@@ -42,6 +42,8 @@ struct SWorkload {
 };
 const SWorkload PNG8 = {"Png8", IMAGE_GREY_8, ".png", {}};
 const SWorkload TIFF16 = {"Tiff16", IMAGE_GREY_16, ".tif", TIFF_NONE};
+// Both read through libjpeg-turbo.
+const SWorkload JPEG8 = {"Jpeg8", IMAGE_GREY_8, ".jpg", {cv::IMWRITE_JPEG_QUALITY, 95}};
 
 const std::string& InputFile(const SWorkload& workload) {
     static std::map<std::string, std::string> files;
@@ -99,6 +101,12 @@ BENCHMARK_CAPTURE(Read_ours, tiff16, TIFF16)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Read_reference, tiff16, TIFF16)
     ->Name("ReadImageTiff16/reference")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Read_ours, jpeg8, JPEG8)
+    ->Name("ReadImageJpeg8/ours")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Read_reference, jpeg8, JPEG8)
+    ->Name("ReadImageJpeg8/reference")
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Save_ours, png8, PNG8)->Name("SaveImagePng8/ours")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Save_reference, png8, PNG8)

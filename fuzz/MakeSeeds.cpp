@@ -60,6 +60,20 @@ int main(int argc, char** argv) {
     Text(root / "image_pnm" / "text_grey", "P2\n# comment\n3 2\n300\n0 1 2\n3 299 300\n");
     Text(root / "image_pnm" / "text_colour", "P3 2 1 255 1 2 3 4 5 6\n");
 
+    // png_fast: width - 1, height - 1, colour and depth (indices), palette entries, trailing
+    // bytes, the palette, then the filtered rows.
+    std::filesystem::create_directories(root / "png_fast");
+    const std::pair<const char*, std::string> layouts[] = {
+        {"grey8", std::string("\x0b\x05\x00\x03\x00\x00", 6)},
+        {"rgb16", std::string("\x0b\x05\x01\x04\x00\x00", 6)},
+        {"palette4", std::string("\x0b\x05\x02\x02\x10\x00", 6) + std::string(48, '\x40')}};
+    for (const auto& [name, start] : layouts) {
+        std::string rows;
+        for (int i = 0; i < 6 * 80; ++i)
+            rows += static_cast<char>(i % 80 == 0 ? (i / 80) % 5 : i * 7);
+        Text(root / "png_fast" / name, start + rows);
+    }
+
     std::filesystem::create_directories(root / "read_map");
     Text(root / "read_map" / "map",
          R"({"a": 1, "b": [1.5, "x", true, null], "c": {"d": {"@double": "nan"}}})");

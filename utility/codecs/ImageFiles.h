@@ -1,8 +1,9 @@
 #pragma once
 
 // Image files for ReadImage and SaveImage: the format a file's first bytes reveal, decoding
-// PNG, TIFF, JPEG and PGM/PPM from memory, and encoding images into them. libpng, libtiff
-// and libjpeg do the codec work (Png, Tiff, Jpeg); only PGM/PPM is parsed here (Pnm).
+// PNG, TIFF, JPEG and PGM/PPM from memory, and encoding images into them. libpng (with
+// libdeflate for the common PNG files), libtiff and libjpeg do the codec work (Png, Tiff,
+// Jpeg); only PGM/PPM is parsed here (Pnm).
 #include <cstddef>
 #include <cstdint>
 #include <memory>

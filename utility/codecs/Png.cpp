@@ -4,13 +4,14 @@
 #include "codecs/Png.h"
 
 #include <png.h>
-#include <zlib.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <vector>
 
 #include "codecs/CodecErrors.h"
+#include "codecs/PngFast.h"
 
 namespace ORVA {
 
@@ -75,6 +76,7 @@ struct SPngWriteJob {
     png_infop info = nullptr;
     std::FILE* file = nullptr;
     png_bytepp rows = nullptr;
+    const SDeflated* idat = nullptr;  // the rows deflated already, or none
     png_uint_32 width = 0, height = 0;
     int depth = 8, colour = PNG_COLOR_TYPE_GRAY, compression = -1;
     char message[MESSAGE_SIZE] = "";
@@ -85,15 +87,20 @@ bool PngWrite(SPngWriteJob* job) {
     png_init_io(job->png, job->file);
     png_set_IHDR(job->png, job->info, job->width, job->height, job->depth, job->colour,
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    if (job->compression < 0) {
-        // Fast, as OpenCV writes by default: one filter, run-length matching.
-        png_set_filter(job->png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
-        png_set_compression_level(job->png, Z_BEST_SPEED);
-        png_set_compression_strategy(job->png, Z_RLE);
-    } else {
-        png_set_compression_level(job->png, job->compression);
-    }
+    if (job->compression >= 0) png_set_compression_level(job->png, job->compression);
     png_write_info(job->png, job->info);
+    if (job->idat) {
+        // libpng writes the chunks of the stream deflated beforehand.
+        const uint8_t* data = job->idat->bytes.Data();
+        for (size_t left = job->idat->size; left > 0;) {
+            const size_t length = std::min<size_t>(left, PNG_UINT_31_MAX);
+            png_write_chunk(job->png, reinterpret_cast<png_const_bytep>("IDAT"), data, length);
+            data += length;
+            left -= length;
+        }
+        png_write_chunk(job->png, reinterpret_cast<png_const_bytep>("IEND"), nullptr, 0);
+        return true;
+    }
     if (job->depth == 16 && std::endian::native == std::endian::little) png_set_swap(job->png);
     png_write_image(job->png, job->rows);
     png_write_end(job->png, nullptr);
@@ -106,7 +113,7 @@ uint32_t BigEndian32(const uint8_t* p) {
 
 }  // namespace
 
-std::unique_ptr<CImage> DecodePng(const SDecoding& file) {
+std::unique_ptr<CImage> DecodePngLibpng(const SDecoding& file) {
     SPngReadJob job;
     job.data = file.data;
     job.size = file.size;
@@ -134,6 +141,11 @@ std::unique_ptr<CImage> DecodePng(const SDecoding& file) {
     return image;
 }
 
+std::unique_ptr<CImage> DecodePng(const SDecoding& file) {
+    std::unique_ptr<CImage> image = DecodePngFast(file);
+    return image ? std::move(image) : DecodePngLibpng(file);
+}
+
 void EncodePng(const CImage& image, CDestination& destination, const SEncodeOptions& options) {
     SPngWriteJob job;
     job.png =
@@ -150,8 +162,18 @@ void EncodePng(const CImage& image, CDestination& destination, const SEncodeOpti
     job.depth = image.Type() == IMAGE_GREY_16 ? 16 : 8;
     job.colour = image.Type().IsColour() ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY;
     job.compression = options.compression;
-    std::vector<uint8_t*> rows = RowPointers(image);
-    job.rows = rows.data();
+    // By default the rows go through libdeflate's fast level, whose files come out smaller
+    // than zlib's fastest; explicit levels are zlib's, with libpng's choice of filters.
+    std::optional<SDeflated> idat;
+    std::vector<uint8_t*> rows;
+    if (options.compression < 0) {
+        idat = DeflatePngRows(image);
+        if (idat->size == 0) destination.Fail("not enough memory to compress the image");
+        job.idat = &*idat;
+    } else {
+        rows = RowPointers(image);
+        job.rows = rows.data();
+    }
     job.file = destination.Open();
     if (!PngWrite(&job)) destination.Fail(job.message);
 }
