@@ -130,7 +130,7 @@ Picture RandomPicture(std::mt19937& random, int64_t maxSide, bool allowNaN) {
 
 TEST(ConnectedComponents, MatchTheLiteralScanOnRandomPictures) {
     std::mt19937 random(7);
-    int pixelScans = 0, splits = 0, runScans = 0;
+    int pixelScans = 0, splits = 0, otherScans = 0;
     for (int trial = 0; trial < 3000; ++trial) {
         Picture picture = RandomPicture(random, trial % 5 == 0 ? 40 : 9, trial % 2 == 1);
         for (int neighbourhood : {4, 8}) {
@@ -148,7 +148,7 @@ TEST(ConnectedComponents, MatchTheLiteralScanOnRandomPictures) {
             for (const SLabelPlane& plane : planes) {
                 pixelScans += plane.pixelScan;
                 splits += plane.split;
-                runScans += !plane.pixelScan;
+                otherScans += !plane.pixelScan;
             }
 
             // 64-bit labels give the same, and so do bytes, to their low 8 bits.
@@ -168,7 +168,7 @@ TEST(ConnectedComponents, MatchTheLiteralScanOnRandomPictures) {
         }
     }
     // Every route was taken, the split one included.
-    EXPECT_GT(runScans, 1000);
+    EXPECT_GT(otherScans, 1000);
     EXPECT_GT(pixelScans, 1000);
     EXPECT_GT(splits, 50);
 }
