@@ -55,11 +55,12 @@ inline Out StoreLabel(Index label) {
 //     pc p  q0 q1 r0
 //     sa s0 a  b
 //        s1 c  d
-// Bits 0..15 of the index are a, b, c, d, p, q0, q1, r0, s0, s1, pt, qa, qb, ra, sa, pc. An
-// action is 0 for a background block, NEW_LABEL for a block that touches no labelled block, and
-// otherwise up to three blocks (1 P, 2 Q, 3 R, 4 S, three bits each): X takes the label of the
-// first and joins the others. Neighbours that touch each other through these pixels are
-// joined already and named once.
+// The index holds four bits per column (two rows up, one up, top, bottom): bits 0..3 the
+// column of a, 4..7 that of b, 8..11 that of s0, then pc, sa and ra, r0. An action is 0 for a
+// background block, NEW_LABEL for a block that touches no labelled block, and otherwise up to
+// three blocks (1 P, 2 Q, 3 R, 4 S, three bits each): X takes the label of the first and joins
+// the others. Neighbours that touch each other through these pixels are joined already and
+// named once.
 constexpr uint16_t NEW_LABEL = 1u << 9;
 
 inline const uint16_t* BlockActions() {
@@ -67,9 +68,9 @@ inline const uint16_t* BlockActions() {
         std::vector<uint16_t> table(1u << 16);
         for (unsigned mask = 0; mask < table.size(); ++mask) {
             auto bit = [&](int i) { return (mask >> i & 1u) != 0; };
-            const bool a = bit(0), b = bit(1), c = bit(2), d = bit(3), p = bit(4), q0 = bit(5),
-                       q1 = bit(6), r0 = bit(7), s0 = bit(8), s1 = bit(9), pt = bit(10),
-                       qa = bit(11), qb = bit(12), ra = bit(13), sa = bit(14), pc = bit(15);
+            const bool qa = bit(0), q0 = bit(1), a = bit(2), c = bit(3), qb = bit(4), q1 = bit(5),
+                       b = bit(6), d = bit(7), pt = bit(8), p = bit(9), s0 = bit(10), s1 = bit(11),
+                       pc = bit(12), sa = bit(13), ra = bit(14), r0 = bit(15);
             if (!(a || b || c || d)) continue;
             // Touching X: index 1 P, 2 Q, 3 R, 4 S.
             const bool touches[5] = {false, a && p, (a || b) && (q0 || q1), b && r0,
@@ -226,13 +227,12 @@ class CPlaneLabeller {
     template <class In, class Out>
     bool LabelBlocks(const In* in, Out* out, int64_t width, int64_t height) {
         const int64_t blocks = (width + 1) / 2, blockRows = (height + 1) / 2;
-        const size_t stride = static_cast<size_t>(width) + 4;
         int64_t first = 0;
         while (first < width * height && in[first] == 0)
             ++first;
         const In value = first < width * height ? in[first] : In(0);
-        // Foreground rows as 0/1 bytes, column x at x + 1: two rows up, top, bottom.
-        m_foreground.assign(4 * stride, 0);
+        m_pairs.assign(static_cast<size_t>(blocks) + 4, 0);
+        m_zero.assign(static_cast<size_t>(width) * sizeof(In), 0);
         m_rows.assign(2 * (static_cast<size_t>(blocks) + 2), 0);
         m_down.resize(static_cast<size_t>(blockRows));
         const size_t bytes = static_cast<size_t>(blocks) * sizeof(Index);
@@ -247,28 +247,22 @@ class CPlaneLabeller {
         auto aside = [&](int64_t r) { return m_aside.data() + asideFull * static_cast<size_t>(r); };
         ResetLabels();
 
-        uint8_t* up2 = m_foreground.data();
-        uint8_t* up = up2 + stride;
-        uint8_t* top = up + stride;
-        uint8_t* bottom = top + stride;
+        uint8_t* foreground = m_pairs.data() + 1;
+        const In* zero = reinterpret_cast<const In*>(m_zero.data());
         Index* above = m_rows.data() + 1;
         Index* current = above + blocks + 2;
         for (int64_t r = 0; r < blockRows; ++r) {
-            if (!ForegroundRow(in + 2 * r * width, width, value, top)) return false;
-            if (2 * r + 1 >= height)
-                std::fill(bottom, bottom + stride, uint8_t(0));
-            else if (!ForegroundRow(in + (2 * r + 1) * width, width, value, bottom))
+            const In* top = in + 2 * r * width;
+            if (!NextPairs(top, 2 * r + 1 < height ? top + width : zero, width, value, foreground))
                 return false;
             Reserve(static_cast<size_t>(blocks) + 1);
-            const Index down = LabelBlockRow(up2, up, top, bottom, above, current, blocks);
+            const Index down = LabelBlockRow(foreground, above, current, blocks);
             m_down[static_cast<size_t>(r)] = down;
             const size_t inside = room(r);
             std::memcpy(storage(r), current, inside);
             std::memcpy(aside(r), reinterpret_cast<const uint8_t*>(current) + inside,
                         bytes - inside);
             current[0] = down;  // what the block row below sees
-            std::swap(up2, top);
-            std::swap(up, bottom);
             std::swap(above, current);
         }
 
@@ -279,52 +273,76 @@ class CPlaneLabeller {
         m_regions = 0;
         Index* labels = current;
         const int64_t pairs = width / 2;
-        auto number = [&](Index label) {
-            return Impl::StoreLabel<Out>(label & NUMBERED ? label & ~NUMBERED : RootNumber(label));
-        };
         for (int64_t r = 0; r < blockRows; ++r) {
             const size_t inside = room(r);
             std::memcpy(labels, storage(r), inside);
             std::memcpy(reinterpret_cast<uint8_t*>(labels) + inside, aside(r), bytes - inside);
+            // Neighbouring blocks mostly share a label: the last one found is kept.
+            Index lastLabel = 0, lastNumber = 0;
+            auto numberOf = [&](Index label) {
+                if (label & NUMBERED) return label & ~NUMBERED;
+                if (label != lastLabel) {
+                    lastLabel = label;
+                    lastNumber = RootNumber(label);
+                }
+                return lastNumber;
+            };
             // The top row numbers the blocks it meets and keeps their numbers for the bottom row.
             const In* row = in + 2 * r * width;
             Out* target = out + 2 * r * width;
-            for (int64_t k = 0; k < blocks; ++k) {
-                const bool a = row[2 * k] != 0, b = k < pairs && row[2 * k + 1] != 0;
-                Out n = 0;
-                if (a || b) {
-                    const Index found = RootNumber(labels[k]);
-                    labels[k] = found | NUMBERED;
-                    n = Impl::StoreLabel<Out>(found);
+            for (int64_t k = 0; k < pairs; ++k) {
+                const bool a = row[2 * k] != 0, b = row[2 * k + 1] != 0;
+                Index n = 0;
+                if (a | b) {
+                    n = numberOf(labels[k]);
+                    labels[k] = n | NUMBERED;
                 }
-                target[2 * k] = a ? n : Out(0);
-                if (k < pairs) target[2 * k + 1] = b ? n : Out(0);
+                target[2 * k] = Impl::StoreLabel<Out>(a ? n : 0);
+                target[2 * k + 1] = Impl::StoreLabel<Out>(b ? n : 0);
+            }
+            if (pairs < blocks) {
+                const bool a = row[2 * pairs] != 0;
+                if (a) labels[pairs] = numberOf(labels[pairs]) | NUMBERED;
+                target[2 * pairs] = Impl::StoreLabel<Out>(a ? labels[pairs] & ~NUMBERED : 0);
             }
             if (2 * r + 1 == height) break;
             row += width;
             target += width;
-            target[0] = row[0] != 0 ? number(m_down[static_cast<size_t>(r)]) : Out(0);
-            if (width > 1) target[1] = row[1] != 0 ? number(labels[0]) : Out(0);
-            for (int64_t k = 1; k < blocks; ++k) {
-                const bool c = row[2 * k] != 0, d = k < pairs && row[2 * k + 1] != 0;
-                const Out n = c || d ? number(labels[k]) : Out(0);
-                target[2 * k] = c ? n : Out(0);
-                if (k < pairs) target[2 * k + 1] = d ? n : Out(0);
+            target[0] = Impl::StoreLabel<Out>(row[0] != 0 ? numberOf(m_down[size_t(r)]) : 0);
+            if (width > 1) target[1] = Impl::StoreLabel<Out>(row[1] != 0 ? numberOf(labels[0]) : 0);
+            for (int64_t k = 1; k < pairs; ++k) {
+                const bool c = row[2 * k] != 0, d = row[2 * k + 1] != 0;
+                const Index n = c | d ? numberOf(labels[k]) : 0;
+                target[2 * k] = Impl::StoreLabel<Out>(c ? n : 0);
+                target[2 * k + 1] = Impl::StoreLabel<Out>(d ? n : 0);
             }
+            if (pairs < blocks && pairs > 0)
+                target[2 * pairs] =
+                    Impl::StoreLabel<Out>(row[2 * pairs] != 0 ? numberOf(labels[pairs]) : 0);
         }
         return true;
     }
 
-    // The foreground of a row as 0/1 from `foreground + 1` on; false when a non-zero sample is
-    // not `value`.
+    // Moves the foreground of two block rows down in `pairs`, which holds four bits per
+    // column x (two rows up, one up, top, bottom), two columns per byte, and takes in the rows
+    // `top` and `bottom`. False when a non-zero sample is not `value`.
     template <class In>
-    static bool ForegroundRow(const In* row, int64_t width, In value, uint8_t* foreground) {
+    static bool NextPairs(const In* top, const In* bottom, int64_t width, In value,
+                          uint8_t* pairs) {
         uint8_t other = 0;
-        for (int64_t x = 0; x < width; ++x) {
-            const uint8_t on = row[x] != 0;
-            foreground[x + 1] = on;
-            other |= on & (row[x] != value);
-        }
+        auto on = [&](In v) {
+            const uint8_t set = v != 0;
+            other |= set & (v != value);
+            return set;
+        };
+        const int64_t full = width / 2;
+        for (int64_t j = 0; j < full; ++j)
+            pairs[j] = static_cast<uint8_t>((pairs[j] >> 2 & 0x33) | on(top[2 * j]) << 2 |
+                                            on(bottom[2 * j]) << 3 | on(top[2 * j + 1]) << 6 |
+                                            on(bottom[2 * j + 1]) << 7);
+        if (full * 2 < width)
+            pairs[full] = static_cast<uint8_t>((pairs[full] >> 2 & 0x03) | on(top[2 * full]) << 2 |
+                                               on(bottom[2 * full]) << 3);
         return other == 0;
     }
 
@@ -340,18 +358,18 @@ class CPlaneLabeller {
         return next;
     }
 
-    // Labels the blocks of one block row from the foreground rows up, top and bottom into
-    // `current`, with the labels of the block row above in `above` (both are readable at -1
-    // and `blocks`, holding 0). Returns the label of the bottom pixel in column 0.
-    Index LabelBlockRow(const uint8_t* up2, const uint8_t* up, const uint8_t* top,
-                        const uint8_t* bottom, const Index* above, Index* current, int64_t blocks) {
+    // Labels the blocks of one block row into `current`, with the labels of the block row
+    // above in `above` (both readable at -1 and `blocks`, holding 0) and the foreground of
+    // the rows in `pairs` (see NextPairs). Returns the label of the bottom pixel in column 0.
+    Index LabelBlockRow(const uint8_t* pairs, const Index* above, Index* current, int64_t blocks) {
         // Column 0: its pixel has no link to its up-right neighbour, so the bottom-left pixel
         // and the top-right one of the block touch only through the other two, and the block
         // may hold two parts; the bottom-left one is what the block row below sees.
         Index down;
         {
-            const bool a = top[1], b = top[2], c = bottom[1], d = bottom[2], q0 = up[1], q1 = up[2],
-                       r0 = up[3];
+            const unsigned bits = pairs[0];
+            const bool q0 = bits & 2, a = bits & 4, c = bits & 8, q1 = bits & 32, b = bits & 64,
+                       d = bits & 128, r0 = pairs[1] & 2;
             const bool apart = b && c && !a && !d;
             const bool toQ = (a && q0) || (b && (q0 || q1)), toR = b && r0;
             Index label = 0;
@@ -360,27 +378,23 @@ class CPlaneLabeller {
                 if (toR && !(q1 && r0)) label = Union(label, above[1]);
             } else if (toR) {
                 label = above[1];
-            } else if (a || b || c || d) {
+            } else if (bits & 0xcc) {
                 label = NewLabel();
             }
             down = apart ? NewLabel() : label;
             current[0] = label;
         }
-        // The pixels of the block to the left and of the ones above it carry over. Next to
-        // column 0, sa and pt are left out: sa does not touch its up-right neighbour p, and
-        // the block P may be two parts, pt in one and pc in the other.
-        unsigned carry =
-            up[2] << 4 | up[3] << 5 | top[2] << 8 | bottom[2] << 9 | up2[3] << 11 | up[1] << 15;
         const uint16_t* actions = Impl::BlockActions();
+        // Next to column 0, sa and pt are left out: sa does not touch its up-right neighbour
+        // p, and the block P may be two parts, pt in one and pc in the other.
+        unsigned ignore = 1u << 13 | 1u << 8;
         Index left = current[0];
         for (int64_t k = 1; k < blocks; ++k) {
-            const int64_t x = 2 * k + 1;  // column 2k in the foreground rows
-            const unsigned a = top[x], b = top[x + 1], d = bottom[x + 1], q1 = up[x + 1],
-                           r0 = up[x + 2], qb = up2[x + 1], ra = up2[x + 2];
-            const unsigned mask = carry | a | b << 1 | bottom[x] << 2 | d << 3 | q1 << 6 | r0 << 7 |
-                                  qb << 12 | ra << 13;
-            carry = q1 << 4 | r0 << 5 | b << 8 | d << 9 | qb << 10 | ra << 11 | a << 14 |
-                    (mask & 1u << 5) << 10;
+            uint32_t v;
+            std::memcpy(&v, pairs + k - 1, 4);  // columns 2k - 2 to 2k + 5
+            const unsigned mask =
+                ((v >> 8 & 0xff) | (v & 0xf0) << 4 | (v & 6) << 11 | (v >> 2 & 0xc000)) & ~ignore;
+            ignore = 0;
             unsigned action = actions[mask];
             const unsigned first = action & 7;
             Index label = first == 2   ? above[k]
@@ -537,10 +551,10 @@ class CPlaneLabeller {
     uint64_t m_regions = 0;          // numbers given
     std::vector<Index> m_rows;       // two rows of labels
     std::vector<uint8_t> m_zero;     // a row of zero samples
-    std::vector<uint8_t> m_foreground;
-    std::vector<Index> m_down;     // per block row, the label of the bottom pixel in column 0
-    std::vector<uint8_t> m_aside;  // block labels that do not fit into the output rows
-    std::vector<Index> m_labels;   // provisional labels of the pixel scan
+    std::vector<uint8_t> m_pairs;    // the foreground around a block row, see NextPairs
+    std::vector<Index> m_down;       // per block row, the label of the bottom pixel in column 0
+    std::vector<uint8_t> m_aside;    // block labels that do not fit into the output rows
+    std::vector<Index> m_labels;     // provisional labels of the pixel scan
     CLabelEquivalence<Index> m_equivalence;
 };
 
