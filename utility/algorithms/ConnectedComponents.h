@@ -1,11 +1,11 @@
 #pragma once
 
 // Connected-component labelling of grey planes, with the numbering of the Labeling node: a
-// two-pass scan gives every foreground pixel a provisional label, an equivalence table joins
-// the labels of one region, and the regions are numbered 1..n in the raster order of their
-// first pixels.
+// first pass gives every foreground pixel (or block) a provisional label, a union-find whose
+// roots are the smallest labels joins the labels of one region, and the second pass numbers
+// the regions 1..n in the raster order of their first pixels.
 //
-// Three scans lead to the labels of that scan:
+// Three scans:
 //  - 4-neighbourhood: connected components of equal values, pixel by pixel, with a decision
 //    tree that skips the unions that are already known (left and up joined through up-left).
 //    The second pass replays the first one's choices row by row instead of storing a label per
@@ -13,19 +13,18 @@
 //  - 8-neighbourhood on a plane whose non-zero pixels all hold one value: plain 8-connected
 //    components (without the link from a pixel in column 0 to its up-right neighbour, which the
 //    scan does not look at), found on 2 x 2 blocks whose foreground is always connected (but in
-//    column 0, see LabelBlockRow). A table of the ten pixels that decide them gives each block's
-//    action. The block labels are kept in the output's own memory until the second pass.
+//    column 0, see LabelBlockRow). A table over the sixteen pixels that decide them gives each
+//    block's action. The block labels wait in the output's own memory for the second pass,
+//    which numbers a region where its first pixel is met.
 //  - Otherwise (8-neighbourhood, several values) the scan is replayed pixel by pixel, because
 //    its merges also take in the representatives of neighbours of other values.
 //
 // The interface: a plane (or a stack of planes) of samples In is labelled into labels stored as
 // Out (byte labels keep their low 8 bits), with the neighbourhood 4 or 8.
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -576,8 +575,8 @@ class CLabeller {
                 if (planes) planes->push_back(found);
             }
         };
-        // 32-bit labels while a plane has fewer pixels than they can count.
-        if (plane < static_cast<int64_t>(std::numeric_limits<uint32_t>::max()))
+        // 32-bit labels while they count the labels of a plane with a bit to spare for a flag.
+        if (plane <= int64_t(1) << 30)
             labelAll(m_narrow);
         else
             labelAll(m_wide);
