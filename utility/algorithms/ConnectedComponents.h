@@ -86,7 +86,7 @@ inline const uint16_t* BlockActions() {
             if (s0 && q0) join(2, 4);
             unsigned action = 0, shift = 0;
             bool taken[5] = {};
-            for (int i : {2, 1, 4, 3}) {  // Q first: it alone joins most
+            for (int i : {4, 2, 1, 3}) {  // S first: a row of blocks shares one label
                 if (!touches[i] || taken[group[i]]) continue;
                 taken[group[i]] = true;
                 action |= static_cast<unsigned>(i) << shift;
