@@ -169,6 +169,9 @@ class CPlaneLabeller {
     uint64_t Label4(const In* in, Out* out, int64_t width, int64_t height) {
         m_zero.assign(static_cast<size_t>(width) * sizeof(In), 0);
         m_rows.assign(2 * static_cast<size_t>(width), 0);
+        m_noisy.resize(static_cast<size_t>(height));
+        for (int64_t y = 0; y < height; ++y)
+            m_noisy[static_cast<size_t>(y)] = 8 * Irregularity(in + y * width, width) > 3 * width;
         ResetLabels();
         Scan4<false>(in, out, width, height);
         m_count = 0;
@@ -176,6 +179,16 @@ class CPlaneLabeller {
         m_rows.assign(2 * static_cast<size_t>(width), 0);
         Scan4<true>(in, out, width, height);
         return m_regions;
+    }
+
+    // How often the foreground of a row differs from that two pixels before: high on noise,
+    // where branches on the pixels' cases would mostly be guesses, and 0 on regular patterns.
+    template <class In>
+    static int64_t Irregularity(const In* row, int64_t width) {
+        int64_t count = 0;
+        for (int64_t x = 2; x < width; ++x)
+            count += (row[x] != 0) != (row[x - 2] != 0);
+        return count;
     }
 
     template <bool REPLAY, class In, class Out>
@@ -186,22 +199,10 @@ class CPlaneLabeller {
         for (int64_t y = 0; y < height; ++y) {
             const In* row = in + y * width;
             if constexpr (!REPLAY) Reserve(static_cast<size_t>(width));
-            for (int64_t x = 0; x < width; ++x) {
-                const In v = row[x];
-                Index l = 0;
-                if (v == 0) {
-                } else if (v == upper[x]) {
-                    l = above[x];
-                    // Left and up are joined already when up-left equals both.
-                    if (!REPLAY && x > 0 && v == row[x - 1] && !(v == upper[x - 1]))
-                        l = Union(l, current[x - 1]);
-                } else if (x > 0 && v == row[x - 1]) {
-                    l = current[x - 1];
-                } else {
-                    l = REPLAY ? Number(static_cast<Index>(++m_count)) : NewLabel();
-                }
-                current[x] = l;
-            }
+            if (m_noisy[static_cast<size_t>(y)])
+                Row4Masked<REPLAY>(row, upper, above, current, width);
+            else
+                Row4<REPLAY>(row, upper, above, current, width);
             if constexpr (REPLAY) {
                 Out* target = out + y * width;
                 for (int64_t x = 0; x < width; ++x)
@@ -212,12 +213,70 @@ class CPlaneLabeller {
         }
     }
 
-    // The final number of the label made k-th, when labels are numbered in the order made:
-    // entries below k already hold numbers, and a parent is always below its child.
-    Index Number(Index k) {
+    // One row, with a branch on each pixel's case: fast where they are predictable.
+    template <bool REPLAY, class In>
+    void Row4(const In* row, const In* upper, const Index* above, Index* current, int64_t width) {
         Index* parent = m_parent.data();
-        const Index p = parent[k];
-        return parent[k] = p == k ? static_cast<Index>(++m_regions) : parent[p];
+        Index made = static_cast<Index>(m_count), regions = static_cast<Index>(m_regions);
+        for (int64_t x = 0; x < width; ++x) {
+            const In v = row[x];
+            Index l = 0;
+            if (v == 0) {
+            } else if (v == upper[x]) {
+                l = above[x];
+                // Left and up are joined already when up-left equals both.
+                if (!REPLAY && x > 0 && v == row[x - 1] && !(v == upper[x - 1]))
+                    l = Union(l, current[x - 1]);
+            } else if (x > 0 && v == row[x - 1]) {
+                l = current[x - 1];
+            } else {
+                l = NewLabel4<REPLAY>(parent, made, regions);
+            }
+            current[x] = l;
+        }
+        m_count = made;
+        m_regions = regions;
+    }
+
+    // Makes the next label, or in the replay its number: labels are numbered in the order
+    // made, so entries below it already hold numbers, and a parent is always below its child.
+    template <bool REPLAY>
+    static Index NewLabel4(Index* parent, Index& made, Index& regions) {
+        const Index l = ++made;
+        if constexpr (REPLAY) {
+            const Index p = parent[l];
+            return parent[l] = p == l ? ++regions : parent[p];
+        } else {
+            return parent[l] = l;
+        }
+    }
+
+    // The same with the copies selected by masks: only new labels and unions, the rarer
+    // cases, branch.
+    template <bool REPLAY, class In>
+    void Row4Masked(const In* row, const In* upper, const Index* above, Index* current,
+                    int64_t width) {
+        Index* parent = m_parent.data();
+        Index made = static_cast<Index>(m_count), regions = static_cast<Index>(m_regions);
+        Index left = 0;
+        In leftValue = 0, upLeftValue = 0;
+        for (int64_t x = 0; x < width; ++x) {
+            const In v = row[x], u = upper[x];
+            const Index up = above[x];
+            const bool on = v != 0, equalUp = on & (v == u), equalLeft = on & (v == leftValue);
+            Index l = left ^ ((left ^ up) & (Index(0) - Index(equalUp)));
+            if (on & !equalUp & !equalLeft) {
+                l = NewLabel4<REPLAY>(parent, made, regions);
+            } else if (!REPLAY && equalUp & equalLeft & !(v == upLeftValue)) {
+                l = Union(l, left);
+            }
+            l &= Index(0) - Index(on);
+            current[x] = left = l;
+            leftValue = v;
+            upLeftValue = u;
+        }
+        m_count = made;
+        m_regions = regions;
     }
 
     // ---- 8-neighbourhood on one value, 2 x 2 blocks ----
@@ -550,6 +609,7 @@ class CPlaneLabeller {
     uint64_t m_regions = 0;          // numbers given
     std::vector<Index> m_rows;       // two rows of labels
     std::vector<uint8_t> m_zero;     // a row of zero samples
+    std::vector<uint8_t> m_noisy;    // per row, whether the 4-neighbourhood scan uses masks
     std::vector<uint8_t> m_pairs;    // the foreground around a block row, see NextPairs
     std::vector<Index> m_down;       // per block row, the label of the bottom pixel in column 0
     std::vector<uint8_t> m_aside;    // block labels that do not fit into the output rows
