@@ -2,26 +2,14 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <cstdlib>
+#include <iterator>
+
 #include "Bench.h"
 
 using namespace ORVA;
 
 namespace {
-
-// A worst case for merges: bands of four rows, each a comb of one-pixel teeth that a bar joins
-// only in the band's last row, and all bands joined by the last column.
-const CImage& Comb() {
-    static std::unique_ptr<CImage> comb = [] {
-        auto image = std::make_unique<CImage>(IMAGE_GREY_8, CSize(bench::SIZE, bench::SIZE));
-        uint8_t* out = image->Data<uint8_t>();
-        for (int64_t y = 0; y < bench::SIZE; ++y)
-            for (int64_t x = 0; x < bench::SIZE; ++x)
-                out[y * bench::SIZE + x] =
-                    (y % 4 == 3 || x % 2 == 0 || x == bench::SIZE - 1) ? 255 : 0;
-        return image;
-    }();
-    return *comb;
-}
 
 cv::Mat AsMat(const CImage& image, int type) {
     return cv::Mat(static_cast<int>(image.Size().y), static_cast<int>(image.Size().x), type,
@@ -39,55 +27,98 @@ void RunNode(benchmark::State& state, const char* name, const CImage& image,
     }
 }
 
-CValueMap Neighbourhood(int neighbourhood) {
+// A binary byte image, 255 where `inside(x, y)` holds.
+template <class Inside>
+std::unique_ptr<CImage> Pattern(Inside inside) {
+    auto image = std::make_unique<CImage>(IMAGE_GREY_8, CSize(bench::SIZE, bench::SIZE));
+    uint8_t* out = image->Data<uint8_t>();
+    for (int64_t y = 0; y < bench::SIZE; ++y)
+        for (int64_t x = 0; x < bench::SIZE; ++x)
+            out[y * bench::SIZE + x] = inside(x, y) ? 255 : 0;
+    return image;
+}
+
+// The labelling inputs: blobs, and patterns that are hard for one labelling method or another
+// (short runs, many merges, many regions, one region). Made when first used.
+const char* const LABELING_IMAGES[] = {"Blobs", "Noise", "Comb", "Checker",
+                                       "Dots",  "Rings", "Ones"};
+
+const CImage& LabelingImage(size_t index) {
+    static std::unique_ptr<CImage> made[std::size(LABELING_IMAGES)];
+    if (index == 0) return bench::Blobs();
+    if (made[index]) return *made[index];
+    const int64_t c = bench::SIZE / 2;
+    switch (index) {
+        case 1: {
+            auto noise = bench::UniformBytes(CSize(bench::SIZE, bench::SIZE), 17);
+            const uint8_t* random = noise->Data<uint8_t>();
+            made[index] =
+                Pattern([&](int64_t x, int64_t y) { return random[y * bench::SIZE + x] >= 128; });
+            break;
+        }
+        case 2:
+            // Bands of four rows, each a comb of one-pixel teeth joined by a bar in its last
+            // row, all bands joined by the last column: a worst case for merges.
+            made[index] = Pattern([](int64_t x, int64_t y) {
+                return y % 4 == 3 || x % 2 == 0 || x == bench::SIZE - 1;
+            });
+            break;
+        case 3:
+            made[index] = Pattern([](int64_t x, int64_t y) { return (x + y) % 2 == 0; });
+            break;
+        case 4:
+            made[index] = Pattern([](int64_t x, int64_t y) { return x % 2 == 0 && y % 2 == 0; });
+            break;
+        case 5:
+            made[index] = Pattern([c](int64_t x, int64_t y) {
+                return std::max(std::abs(x - c), std::abs(y - c)) % 2 == 0;
+            });
+            break;
+        default:
+            made[index] = Pattern([](int64_t, int64_t) { return true; });
+            break;
+    }
+    return *made[index];
+}
+
+void LabelingOurs(benchmark::State& state, size_t image, int neighbourhood) {
+    if (image == 0)
+        bench::WriteData("blobs.u8", bench::Blobs());  // for the same workload through Python
     CValueMap parameters;
     parameters.SetEntry("neighbourhood", new CValueLong(neighbourhood));
-    return parameters;
+    RunNode(state, "Labeling", LabelingImage(image), parameters);
 }
 
-void Labeling_ours(benchmark::State& state, const CImage& image, int neighbourhood) {
-    RunNode(state, "Labeling", image, Neighbourhood(neighbourhood));
-}
-
-void Labeling_reference(benchmark::State& state, int neighbourhood, int threads) {
-    cv::Mat image = AsMat(bench::Blobs(), CV_8U), labels;
+void LabelingReference(benchmark::State& state, size_t image, int neighbourhood, int threads) {
+    cv::Mat input = AsMat(LabelingImage(image), CV_8U), labels;
     cv::setNumThreads(threads);
     for (auto _ : state)
-        benchmark::DoNotOptimize(cv::connectedComponents(image, labels, neighbourhood, CV_32S));
+        benchmark::DoNotOptimize(cv::connectedComponents(input, labels, neighbourhood, CV_32S));
     cv::setNumThreads(1);
 }
 
-void Labeling8_ours(benchmark::State& state) {
-    bench::WriteData("blobs.u8", bench::Blobs());  // for the same workload through Python
-    Labeling_ours(state, bench::Blobs(), 8);
+// LabelingBlobs4, LabelingBlobs8, ...; the multi-threaded references are registered last.
+void RegisterLabeling(bool multiThreaded) {
+    for (size_t image = 0; image < std::size(LABELING_IMAGES); ++image)
+        for (int neighbourhood : {4, 8}) {
+            const std::string workload =
+                std::string("Labeling") + LABELING_IMAGES[image] + std::to_string(neighbourhood);
+            if (multiThreaded) {
+                benchmark::RegisterBenchmark((workload + "/reference_mt").c_str(),
+                                             LabelingReference, image, neighbourhood,
+                                             cv::getNumberOfCPUs())
+                    ->Unit(benchmark::kMillisecond);
+                continue;
+            }
+            benchmark::RegisterBenchmark((workload + "/ours").c_str(), LabelingOurs, image,
+                                         neighbourhood)
+                ->Unit(benchmark::kMillisecond);
+            benchmark::RegisterBenchmark((workload + "/reference").c_str(), LabelingReference,
+                                         image, neighbourhood, 1)
+                ->Unit(benchmark::kMillisecond);
+        }
 }
-void Labeling8_reference(benchmark::State& state) {
-    Labeling_reference(state, 8, 1);
-}
-void Labeling8_reference_mt(benchmark::State& state) {
-    Labeling_reference(state, 8, cv::getNumberOfCPUs());
-}
-BENCHMARK(Labeling8_ours)->Name("Labeling8/ours")->Unit(benchmark::kMillisecond);
-BENCHMARK(Labeling8_reference)->Name("Labeling8/reference")->Unit(benchmark::kMillisecond);
-
-void Labeling4_ours(benchmark::State& state) {
-    Labeling_ours(state, bench::Blobs(), 4);
-}
-void Labeling4_reference(benchmark::State& state) {
-    Labeling_reference(state, 4, 1);
-}
-void Labeling4_reference_mt(benchmark::State& state) {
-    Labeling_reference(state, 4, cv::getNumberOfCPUs());
-}
-BENCHMARK(Labeling4_ours)->Name("Labeling4/ours")->Unit(benchmark::kMillisecond);
-BENCHMARK(Labeling4_reference)->Name("Labeling4/reference")->Unit(benchmark::kMillisecond);
-
-// The comb against the blobs, both ours: the worst case may take up to twice as long.
-void LabelingComb_ours(benchmark::State& state) {
-    Labeling_ours(state, Comb(), 8);
-}
-BENCHMARK(LabelingComb_ours)->Name("LabelingComb/ours")->Unit(benchmark::kMillisecond);
-BENCHMARK(Labeling8_ours)->Name("LabelingComb/reference")->Unit(benchmark::kMillisecond);
+[[maybe_unused]] const bool labelingRegistered = (RegisterLabeling(false), true);
 
 // 256 bins over 0..255 of byte noise.
 void Histogram_ours(benchmark::State& state) {
@@ -128,7 +159,6 @@ void Statistics_reference(benchmark::State& state) {
 BENCHMARK(Statistics_reference)->Name("Statistics/reference")->Unit(benchmark::kMillisecond);
 
 // Last, so that OpenCV's idle worker threads cannot slow down the single-threaded runs.
-BENCHMARK(Labeling8_reference_mt)->Name("Labeling8/reference_mt")->Unit(benchmark::kMillisecond);
-BENCHMARK(Labeling4_reference_mt)->Name("Labeling4/reference_mt")->Unit(benchmark::kMillisecond);
+[[maybe_unused]] const bool labelingMtRegistered = (RegisterLabeling(true), true);
 
 }  // namespace

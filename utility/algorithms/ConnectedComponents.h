@@ -1,29 +1,30 @@
 #pragma once
 
 // Connected-component labelling of grey planes, with the numbering of the Labeling node: a
-// two-pass scan gives every foreground pixel a provisional label, an equivalence table maps
-// each provisional label to its representative (see LabelEquivalence.h), and the
-// representatives are numbered 1..n in increasing order, which is the raster order of the
-// regions' first pixels.
+// first pass gives every foreground pixel (or block) a provisional label, a union-find whose
+// roots are the smallest labels joins the labels of one region, and the second pass numbers
+// the regions 1..n in the raster order of their first pixels.
 //
-// Two routes lead to the labels of that scan:
-//  - Where every merge of the scan is an ordinary union (4-neighbourhood, or 8-neighbourhood on
-//    a plane whose non-zero pixels all hold one value), the result is plain connected components
-//    (in 8-neighbourhood without the link from a pixel in column 0 to its up-right neighbour,
-//    which the scan does not look at). They are found run by run with a union-find whose root
-//    is always the smallest label.
-//  - Otherwise (8-neighbourhood, several values) the scan is replayed pixel by pixel, because its
-//    merges also take in the representatives of neighbours of other values.
+// Three scans:
+//  - 4-neighbourhood: connected components of equal values, pixel by pixel, with a decision
+//    tree that skips the unions that are already known (left and up joined through up-left).
+//    The second pass replays the first one's choices row by row instead of storing a label per
+//    pixel, so it needs no memory beyond two rows and the table.
+//  - 8-neighbourhood on a plane whose non-zero pixels all hold one value: plain 8-connected
+//    components (without the link from a pixel in column 0 to its up-right neighbour, which the
+//    scan does not look at), found on 2 x 2 blocks whose foreground is always connected (but in
+//    column 0, see LabelBlockRow). A table over the sixteen pixels that decide them gives each
+//    block's action. The block labels wait in the output's own memory for the second pass,
+//    which numbers a region where its first pixel is met.
+//  - Otherwise (8-neighbourhood, several values) the scan is replayed pixel by pixel, because
+//    its merges also take in the representatives of neighbours of other values.
 //
 // The interface: a plane (or a stack of planes) of samples In is labelled into labels stored as
 // Out (byte labels keep their low 8 bits), with the neighbourhood 4 or 8.
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <memory>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -41,39 +42,61 @@ struct SLabelPlane {
 
 namespace Impl {
 
-// The first position from `x` on whose sample differs from `value` (NaN differs from all).
-template <class T>
-inline int64_t SkipEqual(const T* row, int64_t x, int64_t width, T value) {
-    if constexpr (std::is_same_v<T, uint8_t> && std::endian::native == std::endian::little) {
-        const uint64_t pattern = 0x0101010101010101ull * value;
-        for (; x + 8 <= width; x += 8) {
-            uint64_t word;
-            std::memcpy(&word, row + x, 8);
-            if (uint64_t diff = word ^ pattern) return x + (std::countr_zero(diff) >> 3);
-        }
-    }
-    while (x < width && row[x] == value)
-        ++x;
-    return x;
-}
-
 template <class Out, class Index>
 inline Out StoreLabel(Index label) {
     // Byte images keep the low 8 bits of a label.
     return static_cast<Out>(label);
 }
 
-template <class Out>
-inline void Fill(Out* out, int64_t count, Out value) {
-    // Runs are often a few pixels long: short ones without a call.
-    if (count <= 16) {
-        for (int64_t i = 0; i < count; ++i)
-            out[i] = value;
-    } else if constexpr (sizeof(Out) == 1) {
-        std::memset(out, value, static_cast<size_t>(count));
-    } else {
-        std::fill(out, out + count, value);
-    }
+// The action of a 2 x 2 block X on the sixteen pixels that decide it, with P, Q, R the blocks
+// up-left, up and up-right and S the block to the left:
+//        pt qa qb ra
+//     pc p  q0 q1 r0
+//     sa s0 a  b
+//        s1 c  d
+// The index holds four bits per column (two rows up, one up, top, bottom): bits 0..3 the
+// column of a, 4..7 that of b, 8..11 that of s0, then pc, sa and ra, r0. An action is 0 for a
+// background block, NEW_LABEL for a block that touches no labelled block, and otherwise up to
+// three blocks (1 P, 2 Q, 3 R, 4 S, three bits each): X takes the label of the first and joins
+// the others. Neighbours that touch each other through these pixels are joined already and
+// named once.
+constexpr uint16_t NEW_LABEL = 1u << 9;
+
+inline const uint16_t* BlockActions() {
+    static const std::vector<uint16_t> actions = [] {
+        std::vector<uint16_t> table(1u << 16);
+        for (unsigned mask = 0; mask < table.size(); ++mask) {
+            auto bit = [&](int i) { return (mask >> i & 1u) != 0; };
+            const bool qa = bit(0), q0 = bit(1), a = bit(2), c = bit(3), qb = bit(4), q1 = bit(5),
+                       b = bit(6), d = bit(7), pt = bit(8), p = bit(9), s0 = bit(10), s1 = bit(11),
+                       pc = bit(12), sa = bit(13), ra = bit(14), r0 = bit(15);
+            if (!(a || b || c || d)) continue;
+            // Touching X: index 1 P, 2 Q, 3 R, 4 S.
+            const bool touches[5] = {false, a && p, (a || b) && (q0 || q1), b && r0,
+                                     (a || c) && (s0 || s1)};
+            int group[5] = {0, 1, 2, 3, 4};
+            auto join = [&](int i, int j) {
+                const int from = group[j], to = group[i];
+                for (int& g : group)
+                    if (g == from) g = to;
+            };
+            if ((pt || p) && (qa || q0)) join(1, 2);
+            if ((qb || q1) && (ra || r0)) join(2, 3);
+            if ((sa || s0) && (pc || p)) join(1, 4);
+            if (s0 && q0) join(2, 4);
+            unsigned action = 0, shift = 0;
+            bool taken[5] = {};
+            for (int i : {4, 2, 1, 3}) {  // S first: a row of blocks shares one label
+                if (!touches[i] || taken[group[i]]) continue;
+                taken[group[i]] = true;
+                action |= static_cast<unsigned>(i) << shift;
+                shift += 3;
+            }
+            table[mask] = static_cast<uint16_t>(action ? action : NEW_LABEL);
+        }
+        return table;
+    }();
+    return actions.data();
 }
 
 }  // namespace Impl
@@ -87,8 +110,10 @@ class CPlaneLabeller {
     SLabelPlane Label(const In* in, Out* out, int64_t width, int64_t height, int neighbourhood) {
         SLabelPlane result;
         if (width <= 0 || height <= 0) return result;
-        if (ScanRuns(in, width, height, neighbourhood == 8)) {
-            result.regions = WriteRuns(out, width, height);
+        if (neighbourhood != 8) {
+            result.regions = Label4(in, out, width, height);
+        } else if (LabelBlocks(in, out, width, height)) {
+            result.regions = m_regions;
         } else {
             result.pixelScan = true;
             result.regions = ScanPixels(in, out, width, height);
@@ -98,133 +123,355 @@ class CPlaneLabeller {
     }
 
   private:
-    struct SRun {
-        Index begin, end;  // columns [begin, end) of one row, all of one non-zero value
-    };
+    static constexpr Index NUMBERED = Index(1) << (std::numeric_limits<Index>::digits - 1);
 
-    // Gives every run a label, in raster order, and joins the runs that touch. In
-    // 8-neighbourhood this holds only for a plane whose non-zero pixels all have one value
-    // (NaN is never that value); on another plane it stops and returns false.
+    // ---- union-find of the provisional labels: a parent is always below its child ----
+
+    // The table keeps its size from plane to plane; only entries up to m_count are in use.
+    void ResetLabels() {
+        m_count = 0;
+        if (m_parent.empty()) m_parent.resize(1);
+        m_parent[0] = 0;
+    }
+    // Room for `more` new labels, so that NewLabel needs no check.
+    void Reserve(size_t more) {
+        if (m_parent.size() < m_count + 1 + more)
+            m_parent.resize(std::max(m_count + 1 + more, 2 * m_parent.size()));
+    }
+    Index NewLabel() {
+        const Index label = static_cast<Index>(++m_count);
+        m_parent[label] = label;
+        return label;
+    }
+    Index Find(Index k) {
+        Index* parent = m_parent.data();
+        while (parent[k] != k) {
+            parent[k] = parent[parent[k]];
+            k = parent[k];
+        }
+        return k;
+    }
+    // Joins two classes; the smaller root stays root.
+    Index Union(Index a, Index b) {
+        a = Find(a);
+        b = Find(b);
+        if (a < b) std::swap(a, b);
+        m_parent[a] = b;
+        return b;
+    }
+
+    // ---- 4-neighbourhood ----
+
+    // Provisional labels are made in raster order, so the smallest label of a region (its
+    // root) is made at its first pixel: the second pass numbers each root where it replays
+    // the root's making, and copies numbers where the first pass copied labels.
+    template <class In, class Out>
+    uint64_t Label4(const In* in, Out* out, int64_t width, int64_t height) {
+        m_zero.assign(static_cast<size_t>(width) * sizeof(In), 0);
+        m_rows.assign(2 * static_cast<size_t>(width), 0);
+        m_noisy.resize(static_cast<size_t>(height));
+        for (int64_t y = 0; y < height; ++y)
+            m_noisy[static_cast<size_t>(y)] = 8 * Irregularity(in + y * width, width) > 3 * width;
+        ResetLabels();
+        Scan4<false>(in, out, width, height);
+        m_count = 0;
+        m_regions = 0;
+        m_rows.assign(2 * static_cast<size_t>(width), 0);
+        Scan4<true>(in, out, width, height);
+        return m_regions;
+    }
+
+    // How often the foreground of a row differs from that two pixels before: high on noise,
+    // where branches on the pixels' cases would mostly be guesses, and 0 on regular patterns.
     template <class In>
-    bool ScanRuns(const In* in, int64_t width, int64_t height, bool eight) {
-        m_equivalence.Reset();
-        m_runCount = 0;
-        m_rowEnds.resize(static_cast<size_t>(height));
-        bool first = true;
-        In single = 0;
-        size_t above = 0;
+    static int64_t Irregularity(const In* row, int64_t width) {
+        int64_t count = 0;
+        for (int64_t x = 2; x < width; ++x)
+            count += (row[x] != 0) != (row[x - 2] != 0);
+        return count;
+    }
+
+    template <bool REPLAY, class In, class Out>
+    void Scan4(const In* in, Out* out, int64_t width, int64_t height) {
+        Index* above = m_rows.data();
+        Index* current = above + width;
+        const In* upper = reinterpret_cast<const In*>(m_zero.data());
         for (int64_t y = 0; y < height; ++y) {
             const In* row = in + y * width;
-            const size_t begin = m_runCount;
-            // A row has at most `width` runs.
-            if (m_runCapacity - begin < static_cast<size_t>(width)) GrowRuns(begin + width);
-            const size_t count = FindRuns(row, width, m_runs.get() + begin);
-            if (eight) {
-                for (size_t i = begin; i < begin + count; ++i) {
-                    const In value = row[m_runs[i].begin];
-                    if (value == single) continue;
-                    if (!first || !(value == value)) return false;
-                    single = value;
-                    first = false;
-                }
+            if constexpr (!REPLAY) Reserve(static_cast<size_t>(width));
+            if (m_noisy[static_cast<size_t>(y)])
+                Row4Masked<REPLAY>(row, upper, above, current, width);
+            else
+                Row4<REPLAY>(row, upper, above, current, width);
+            if constexpr (REPLAY) {
+                Out* target = out + y * width;
+                for (int64_t x = 0; x < width; ++x)
+                    target[x] = Impl::StoreLabel<Out>(current[x]);
             }
-            m_runCount += count;
-            m_equivalence.NewLabels(static_cast<Index>(count));  // run i has label i + 1
-            m_rowEnds[y] = static_cast<Index>(m_runCount);
-            if (y > 0) JoinRows(row - width, row, above, begin, eight);
-            above = begin;
+            upper = row;
+            std::swap(above, current);
+        }
+    }
+
+    // One row, with a branch on each pixel's case: fast where they are predictable.
+    template <bool REPLAY, class In>
+    void Row4(const In* row, const In* upper, const Index* above, Index* current, int64_t width) {
+        Index* parent = m_parent.data();
+        Index made = static_cast<Index>(m_count), regions = static_cast<Index>(m_regions);
+        for (int64_t x = 0; x < width; ++x) {
+            const In v = row[x];
+            Index l = 0;
+            if (v == 0) {
+            } else if (v == upper[x]) {
+                l = above[x];
+                // Left and up are joined already when up-left equals both.
+                if (!REPLAY && x > 0 && v == row[x - 1] && !(v == upper[x - 1]))
+                    l = Union(l, current[x - 1]);
+            } else if (x > 0 && v == row[x - 1]) {
+                l = current[x - 1];
+            } else {
+                l = NewLabel4<REPLAY>(parent, made, regions);
+            }
+            current[x] = l;
+        }
+        m_count = made;
+        m_regions = regions;
+    }
+
+    // Makes the next label, or in the replay its number: labels are numbered in the order
+    // made, so entries below it already hold numbers, and a parent is always below its child.
+    template <bool REPLAY>
+    static Index NewLabel4(Index* parent, Index& made, Index& regions) {
+        const Index l = ++made;
+        if constexpr (REPLAY) {
+            const Index p = parent[l];
+            return parent[l] = p == l ? ++regions : parent[p];
+        } else {
+            return parent[l] = l;
+        }
+    }
+
+    // The same with the copies selected by masks: only new labels and unions, the rarer
+    // cases, branch.
+    template <bool REPLAY, class In>
+    void Row4Masked(const In* row, const In* upper, const Index* above, Index* current,
+                    int64_t width) {
+        Index* parent = m_parent.data();
+        Index made = static_cast<Index>(m_count), regions = static_cast<Index>(m_regions);
+        Index left = 0;
+        In leftValue = 0, upLeftValue = 0;
+        for (int64_t x = 0; x < width; ++x) {
+            const In v = row[x], u = upper[x];
+            const Index up = above[x];
+            const bool on = v != 0, equalUp = on & (v == u), equalLeft = on & (v == leftValue);
+            Index l = left ^ ((left ^ up) & (Index(0) - Index(equalUp)));
+            if (on & !equalUp & !equalLeft) {
+                l = NewLabel4<REPLAY>(parent, made, regions);
+            } else if (!REPLAY && equalUp & equalLeft & !(v == upLeftValue)) {
+                l = Union(l, left);
+            }
+            l &= Index(0) - Index(on);
+            current[x] = left = l;
+            leftValue = v;
+            upLeftValue = u;
+        }
+        m_count = made;
+        m_regions = regions;
+    }
+
+    // ---- 8-neighbourhood on one value, 2 x 2 blocks ----
+
+    // Returns false when the plane holds a second non-zero value (and `out` is then garbage).
+    template <class In, class Out>
+    bool LabelBlocks(const In* in, Out* out, int64_t width, int64_t height) {
+        const int64_t blocks = (width + 1) / 2, blockRows = (height + 1) / 2;
+        int64_t first = 0;
+        while (first < width * height && in[first] == 0)
+            ++first;
+        const In value = first < width * height ? in[first] : In(0);
+        m_pairs.assign(static_cast<size_t>(blocks) + 4, 0);
+        m_zero.assign(static_cast<size_t>(width) * sizeof(In), 0);
+        m_rows.assign(2 * (static_cast<size_t>(blocks) + 2), 0);
+        m_down.resize(static_cast<size_t>(blockRows));
+        const size_t bytes = static_cast<size_t>(blocks) * sizeof(Index);
+        // The labels of a block row go into its two output rows, the rest aside.
+        auto room = [&](int64_t r) {
+            const int64_t rows = std::min<int64_t>(2, height - 2 * r);
+            return std::min(bytes, static_cast<size_t>(rows * width) * sizeof(Out));
+        };
+        const size_t asideFull = bytes - room(0);
+        m_aside.resize(asideFull * static_cast<size_t>(blockRows) + bytes);
+        auto storage = [&](int64_t r) { return reinterpret_cast<uint8_t*>(out + 2 * r * width); };
+        auto aside = [&](int64_t r) { return m_aside.data() + asideFull * static_cast<size_t>(r); };
+        ResetLabels();
+
+        uint8_t* foreground = m_pairs.data() + 1;
+        const In* zero = reinterpret_cast<const In*>(m_zero.data());
+        Index* above = m_rows.data() + 1;
+        Index* current = above + blocks + 2;
+        for (int64_t r = 0; r < blockRows; ++r) {
+            const In* top = in + 2 * r * width;
+            if (!NextPairs(top, 2 * r + 1 < height ? top + width : zero, width, value, foreground))
+                return false;
+            Reserve(static_cast<size_t>(blocks) + 1);
+            const Index down = LabelBlockRow(foreground, above, current, blocks);
+            m_down[static_cast<size_t>(r)] = down;
+            const size_t inside = room(r);
+            std::memcpy(storage(r), current, inside);
+            std::memcpy(aside(r), reinterpret_cast<const uint8_t*>(current) + inside,
+                        bytes - inside);
+            current[0] = down;  // what the block row below sees
+            std::swap(above, current);
+        }
+
+        // Every label points at its root; roots get their numbers when first met.
+        Index* parent = m_parent.data();
+        for (size_t k = 1; k <= m_count; ++k)
+            parent[k] = parent[parent[k]];
+        m_regions = 0;
+        Index* labels = current;
+        const int64_t pairs = width / 2;
+        for (int64_t r = 0; r < blockRows; ++r) {
+            const size_t inside = room(r);
+            std::memcpy(labels, storage(r), inside);
+            std::memcpy(reinterpret_cast<uint8_t*>(labels) + inside, aside(r), bytes - inside);
+            // Neighbouring blocks mostly share a label: the last one found is kept.
+            Index lastLabel = 0, lastNumber = 0;
+            auto numberOf = [&](Index label) {
+                if (label & NUMBERED) return label & ~NUMBERED;
+                if (label != lastLabel) {
+                    lastLabel = label;
+                    lastNumber = RootNumber(label);
+                }
+                return lastNumber;
+            };
+            // The top row numbers the blocks it meets and keeps their numbers for the bottom row.
+            const In* row = in + 2 * r * width;
+            Out* target = out + 2 * r * width;
+            for (int64_t k = 0; k < pairs; ++k) {
+                const bool a = row[2 * k] != 0, b = row[2 * k + 1] != 0;
+                Index n = 0;
+                if (a | b) {
+                    n = numberOf(labels[k]);
+                    labels[k] = n | NUMBERED;
+                }
+                target[2 * k] = Impl::StoreLabel<Out>(a ? n : 0);
+                target[2 * k + 1] = Impl::StoreLabel<Out>(b ? n : 0);
+            }
+            if (pairs < blocks) {
+                const bool a = row[2 * pairs] != 0;
+                if (a) labels[pairs] = numberOf(labels[pairs]) | NUMBERED;
+                target[2 * pairs] = Impl::StoreLabel<Out>(a ? labels[pairs] & ~NUMBERED : 0);
+            }
+            if (2 * r + 1 == height) break;
+            row += width;
+            target += width;
+            target[0] = Impl::StoreLabel<Out>(row[0] != 0 ? numberOf(m_down[size_t(r)]) : 0);
+            if (width > 1) target[1] = Impl::StoreLabel<Out>(row[1] != 0 ? numberOf(labels[0]) : 0);
+            for (int64_t k = 1; k < pairs; ++k) {
+                const bool c = row[2 * k] != 0, d = row[2 * k + 1] != 0;
+                const Index n = c | d ? numberOf(labels[k]) : 0;
+                target[2 * k] = Impl::StoreLabel<Out>(c ? n : 0);
+                target[2 * k + 1] = Impl::StoreLabel<Out>(d ? n : 0);
+            }
+            if (pairs < blocks && pairs > 0)
+                target[2 * pairs] =
+                    Impl::StoreLabel<Out>(row[2 * pairs] != 0 ? numberOf(labels[pairs]) : 0);
         }
         return true;
     }
 
-    // The runs of one row, left to right; returns their number. `runs` has room for `width`.
+    // Moves the foreground of two block rows down in `pairs`, which holds four bits per
+    // column x (two rows up, one up, top, bottom), two columns per byte, and takes in the rows
+    // `top` and `bottom`. False when a non-zero sample is not `value`.
     template <class In>
-    static size_t FindRuns(const In* row, int64_t width, SRun* runs) {
-        if constexpr (std::is_same_v<In, uint8_t> && std::endian::native == std::endian::little)
-            return FindByteRuns(row, width, runs);
-        size_t count = 0;
-        for (int64_t x = Impl::SkipEqual(row, 0, width, In(0)); x < width;) {
-            const int64_t start = x;
-            x = Impl::SkipEqual(row, x + 1, width, row[x]);
-            runs[count++] = {static_cast<Index>(start), static_cast<Index>(x)};
-            x = Impl::SkipEqual(row, x, width, In(0));
-        }
-        return count;
-    }
-
-    // Bytes, eight at a time: every position whose byte differs from the one before ends the
-    // open run, if any, and opens one if its byte is not 0.
-    static size_t FindByteRuns(const uint8_t* row, int64_t width, SRun* runs) {
-        constexpr uint64_t LOW7 = 0x7f7f7f7f7f7f7f7full, HIGH = 0x8080808080808080ull;
-        size_t count = 0;
-        size_t open = 0;
-        auto change = [&](int64_t x) {
-            runs[count].end = static_cast<Index>(x);
-            count += open;
-            open = row[x] != 0;
-            runs[count].begin = static_cast<Index>(x);
+    static bool NextPairs(const In* top, const In* bottom, int64_t width, In value,
+                          uint8_t* pairs) {
+        uint8_t other = 0;
+        auto on = [&](In v) {
+            const uint8_t set = v != 0;
+            other |= set & (v != value);
+            return set;
         };
-        uint64_t before = 0;  // the byte before the word
-        int64_t x = 0;
-        for (; x + 8 <= width; x += 8) {
-            uint64_t word;
-            std::memcpy(&word, row + x, 8);
-            const uint64_t diff = word ^ ((word << 8) | before);
-            uint64_t changes = (((diff & LOW7) + LOW7) | diff) & HIGH;
-            while (changes) {
-                change(x + (std::countr_zero(changes) >> 3));
-                changes &= changes - 1;
-            }
-            before = word >> 56;
-        }
-        for (; x < width; ++x)
-            if (row[x] != (x > 0 ? row[x - 1] : 0)) change(x);
-        if (open) runs[count++].end = static_cast<Index>(width);
-        return count;
+        const int64_t full = width / 2;
+        for (int64_t j = 0; j < full; ++j)
+            pairs[j] = static_cast<uint8_t>((pairs[j] >> 2 & 0x33) | on(top[2 * j]) << 2 |
+                                            on(bottom[2 * j]) << 3 | on(top[2 * j + 1]) << 6 |
+                                            on(bottom[2 * j + 1]) << 7);
+        if (full * 2 < width)
+            pairs[full] = static_cast<uint8_t>((pairs[full] >> 2 & 0x03) | on(top[2 * full]) << 2 |
+                                               on(bottom[2 * full]) << 3);
+        return other == 0;
     }
 
-    // Joins the runs of a row (from `begin` on) with the runs of the row above (from `above`
-    // to `begin`) that touch them: in the same columns, and in 8-neighbourhood also
-    // diagonally, except for a run of the single pixel in column 0, whose up-right neighbour
-    // the scan does not look at.
-    template <class In>
-    void JoinRows(const In* upper, const In* row, size_t above, size_t begin, bool eight) {
-        const SRun* runs = m_runs.get();
-        const size_t end = m_runCount;
-        size_t j = above;
-        for (size_t i = begin; i < end; ++i) {
-            const SRun run = runs[i];
-            int64_t low = run.begin, high = static_cast<int64_t>(run.end) - 1;
-            if (eight) {
-                low -= 1;
-                if (run.begin != 0 || run.end != 1) high += 1;
-            }
-            while (j < begin && static_cast<int64_t>(runs[j].end) <= low)
-                ++j;
-            const In value = row[run.begin];
-            Index root = static_cast<Index>(i + 1);  // a new run is its own root
-            for (size_t k = j; k < begin && static_cast<int64_t>(runs[k].begin) <= high; ++k)
-                if (eight || upper[runs[k].begin] == value)
-                    root = m_equivalence.JoinRoot(root, static_cast<Index>(k + 1));
-        }
+    // The number of the region of `label`, whose parent is its root.
+    Index RootNumber(Index label) {
+        Index* parent = m_parent.data();
+        const Index root = parent[label];
+        if (root & NUMBERED) return root & ~NUMBERED;
+        const Index number = parent[root];
+        if (number & NUMBERED) return number & ~NUMBERED;
+        const Index next = static_cast<Index>(++m_regions);
+        parent[root] = next | NUMBERED;
+        return next;
     }
 
-    template <class Out>
-    uint64_t WriteRuns(Out* out, int64_t width, int64_t height) {
-        uint64_t regions = m_equivalence.Resolve();
-        const Index* numbers = m_equivalence.Numbers();
-        const SRun* runs = m_runs.get();
-        size_t i = 0;
-        for (int64_t y = 0; y < height; ++y) {
-            Out* target = out + y * width;
-            std::fill(target, target + width, Out(0));
-            for (; i < m_rowEnds[y]; ++i) {
-                const SRun run = runs[i];
-                Impl::Fill(target + run.begin, static_cast<int64_t>(run.end - run.begin),
-                           Impl::StoreLabel<Out>(numbers[i + 1]));
+    // Labels the blocks of one block row into `current`, with the labels of the block row
+    // above in `above` (both readable at -1 and `blocks`, holding 0) and the foreground of
+    // the rows in `pairs` (see NextPairs). Returns the label of the bottom pixel in column 0.
+    Index LabelBlockRow(const uint8_t* pairs, const Index* above, Index* current, int64_t blocks) {
+        // Column 0: its pixel has no link to its up-right neighbour, so the bottom-left pixel
+        // and the top-right one of the block touch only through the other two, and the block
+        // may hold two parts; the bottom-left one is what the block row below sees.
+        Index down;
+        {
+            const unsigned bits = pairs[0];
+            const bool q0 = bits & 2, a = bits & 4, c = bits & 8, q1 = bits & 32, b = bits & 64,
+                       d = bits & 128, r0 = pairs[1] & 2;
+            const bool apart = b && c && !a && !d;
+            const bool toQ = (a && q0) || (b && (q0 || q1)), toR = b && r0;
+            Index label = 0;
+            if (toQ) {
+                label = above[0];
+                if (toR && !(q1 && r0)) label = Union(label, above[1]);
+            } else if (toR) {
+                label = above[1];
+            } else if (bits & 0xcc) {
+                label = NewLabel();
             }
+            down = apart ? NewLabel() : label;
+            current[0] = label;
         }
-        return regions;
+        const uint16_t* actions = Impl::BlockActions();
+        // Next to column 0, sa and pt are left out: sa does not touch its up-right neighbour
+        // p, and the block P may be two parts, pt in one and pc in the other.
+        unsigned ignore = 1u << 13 | 1u << 8;
+        Index left = current[0];
+        for (int64_t k = 1; k < blocks; ++k) {
+            uint32_t v;
+            std::memcpy(&v, pairs + k - 1, 4);  // columns 2k - 2 to 2k + 5
+            const unsigned mask =
+                ((v >> 8 & 0xff) | (v & 0xf0) << 4 | (v & 6) << 11 | (v >> 2 & 0xc000)) & ~ignore;
+            ignore = 0;
+            unsigned action = actions[mask];
+            const unsigned first = action & 7;
+            Index label = first == 2   ? above[k]
+                          : first == 1 ? above[k - 1]
+                          : first == 4 ? left
+                          : first == 3 ? above[k + 1]
+                                       : 0;
+            if (action > 7) {
+                if (action == Impl::NEW_LABEL) {
+                    label = NewLabel();
+                } else {
+                    const Index neighbours[5] = {0, above[k - 1], above[k], above[k + 1], left};
+                    for (action >>= 3; action; action >>= 3)
+                        label = Union(label, neighbours[action & 7]);
+                }
+            }
+            current[k] = left = label;
+        }
+        return down;
     }
 
     // The scan of the 8-neighbourhood, pixel by pixel.
@@ -357,18 +604,16 @@ class CPlaneLabeller {
         m_equivalence.Merge(minimum, r, count - 1);
     }
 
-    void GrowRuns(size_t needed) {
-        size_t capacity = std::max(needed, 2 * m_runCapacity);
-        std::unique_ptr<SRun[]> runs(new SRun[capacity]);
-        std::copy(m_runs.get(), m_runs.get() + m_runCount, runs.get());
-        m_runs = std::move(runs);
-        m_runCapacity = capacity;
-    }
-
-    std::unique_ptr<SRun[]> m_runs;  // the runs of the plane, row by row
-    size_t m_runCount = 0, m_runCapacity = 0;
-    std::vector<Index> m_rowEnds;  // the end of each row's runs in m_runs
-    std::vector<Index> m_labels;   // provisional labels of the pixel scan
+    std::vector<Index> m_parent{0};  // the union-find of the 4-neighbourhood and block scans
+    size_t m_count = 0;              // labels made (or replayed)
+    uint64_t m_regions = 0;          // numbers given
+    std::vector<Index> m_rows;       // two rows of labels
+    std::vector<uint8_t> m_zero;     // a row of zero samples
+    std::vector<uint8_t> m_noisy;    // per row, whether the 4-neighbourhood scan uses masks
+    std::vector<uint8_t> m_pairs;    // the foreground around a block row, see NextPairs
+    std::vector<Index> m_down;       // per block row, the label of the bottom pixel in column 0
+    std::vector<uint8_t> m_aside;    // block labels that do not fit into the output rows
+    std::vector<Index> m_labels;     // provisional labels of the pixel scan
     CLabelEquivalence<Index> m_equivalence;
 };
 
@@ -390,8 +635,8 @@ class CLabeller {
                 if (planes) planes->push_back(found);
             }
         };
-        // 32-bit labels while a plane has fewer pixels than they can count.
-        if (plane < static_cast<int64_t>(std::numeric_limits<uint32_t>::max()))
+        // 32-bit labels while they count the labels of a plane with a bit to spare for a flag.
+        if (plane <= int64_t(1) << 30)
             labelAll(m_narrow);
         else
             labelAll(m_wide);

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
 #include <numeric>
 #include <random>
+#include <string>
+#include <string_view>
 
 using namespace ORVA;
 
@@ -130,7 +133,7 @@ Picture RandomPicture(std::mt19937& random, int64_t maxSide, bool allowNaN) {
 
 TEST(ConnectedComponents, MatchTheLiteralScanOnRandomPictures) {
     std::mt19937 random(7);
-    int pixelScans = 0, splits = 0, runScans = 0;
+    int pixelScans = 0, splits = 0, otherScans = 0;
     for (int trial = 0; trial < 3000; ++trial) {
         Picture picture = RandomPicture(random, trial % 5 == 0 ? 40 : 9, trial % 2 == 1);
         for (int neighbourhood : {4, 8}) {
@@ -148,7 +151,7 @@ TEST(ConnectedComponents, MatchTheLiteralScanOnRandomPictures) {
             for (const SLabelPlane& plane : planes) {
                 pixelScans += plane.pixelScan;
                 splits += plane.split;
-                runScans += !plane.pixelScan;
+                otherScans += !plane.pixelScan;
             }
 
             // 64-bit labels give the same, and so do bytes, to their low 8 bits.
@@ -168,7 +171,67 @@ TEST(ConnectedComponents, MatchTheLiteralScanOnRandomPictures) {
         }
     }
     // Every route was taken, the split one included.
-    EXPECT_GT(runScans, 1000);
+    EXPECT_GT(otherScans, 1000);
     EXPECT_GT(pixelScans, 1000);
     EXPECT_GT(splits, 50);
+}
+
+// The images that are hard for one labelling method or another, in sizes that put their edges
+// in every block position, and random binary images of several densities: every neighbourhood
+// and every pair of sample and label types matches the literal scan bit for bit.
+TEST(ConnectedComponents, MatchTheLiteralScanOnPatterns) {
+    using Pattern = bool (*)(int64_t x, int64_t y, std::mt19937 & random);
+    const std::pair<const char*, Pattern> patterns[] = {
+        {"random half", [](int64_t, int64_t, std::mt19937& random) { return random() % 2 == 0; }},
+        {"random sparse", [](int64_t, int64_t, std::mt19937& random) { return random() % 5 == 0; }},
+        {"random dense", [](int64_t, int64_t, std::mt19937& random) { return random() % 5 != 0; }},
+        {"comb", [](int64_t x, int64_t y, std::mt19937&) { return y % 4 == 3 || x % 2 == 0; }},
+        {"checker", [](int64_t x, int64_t y, std::mt19937&) { return (x + y) % 2 == 0; }},
+        {"checker shifted", [](int64_t x, int64_t y, std::mt19937&) { return (x + y) % 2 == 1; }},
+        {"dots", [](int64_t x, int64_t y, std::mt19937&) { return x % 2 == 0 && y % 2 == 0; }},
+        {"dots shifted",
+         [](int64_t x, int64_t y, std::mt19937&) { return x % 2 == 1 && y % 3 == 1; }},
+        {"rings",
+         [](int64_t x, int64_t y, std::mt19937&) {
+             return std::max(std::abs(x - 6), std::abs(y - 5)) % 2 == 0;
+         }},
+        {"diagonals", [](int64_t x, int64_t y, std::mt19937&) { return (x + 2 * y) % 5 == 0; }},
+        {"ones", [](int64_t, int64_t, std::mt19937&) { return true; }},
+    };
+    const CSize sizes[] = {CSize(1, 1), CSize(1, 9), CSize(9, 1),   CSize(2, 2),   CSize(2, 7),
+                           CSize(3, 5), CSize(4, 4), CSize(17, 13), CSize(33, 20), CSize(20, 2, 2)};
+    std::mt19937 random(11);
+    for (const auto& [name, inside] : patterns) {
+        for (CSize size : sizes) {
+            for (int repeat = 0; repeat < 20; ++repeat) {
+                std::vector<uint8_t> bytes(static_cast<size_t>(size.Elements()));
+                for (int64_t z = 0, i = 0; z < size.z; ++z)
+                    for (int64_t y = 0; y < size.y; ++y)
+                        for (int64_t x = 0; x < size.x; ++x)
+                            bytes[static_cast<size_t>(i++)] = inside(x, y, random) ? 200 : 0;
+                const std::vector<float> values(bytes.begin(), bytes.end());
+                for (int neighbourhood : {4, 8}) {
+                    uint64_t expectedCount = 0;
+                    const std::vector<uint64_t> expected =
+                        LiteralLabels(values, size, neighbourhood, &expectedCount);
+                    const std::string what = std::string(name) + " " + size.ToString() + " " +
+                                             std::to_string(neighbourhood);
+                    std::vector<uint8_t> byteLabels(bytes.size());
+                    EXPECT_EQ(LabelImage(bytes.data(), byteLabels.data(), size, neighbourhood),
+                              expectedCount)
+                        << what;
+                    ASSERT_EQ(byteLabels, std::vector<uint8_t>(expected.begin(), expected.end()))
+                        << what;
+                    // Upcast, and float samples.
+                    const std::vector<float> wide(expected.begin(), expected.end());
+                    std::vector<float> floatLabels(bytes.size());
+                    LabelImage(bytes.data(), floatLabels.data(), size, neighbourhood);
+                    ASSERT_EQ(floatLabels, wide) << what;
+                    LabelImage(values.data(), floatLabels.data(), size, neighbourhood);
+                    ASSERT_EQ(floatLabels, wide) << what;
+                }
+                if (!std::string_view(name).starts_with("random")) break;
+            }
+        }
+    }
 }
