@@ -111,15 +111,6 @@ TEST(OrvaDescribe, ReadablePageAndDocument) {
     EXPECT_NE(params.out.find("  count (long, default 1)\n      a declared long\n"),
               std::string::npos);
     EXPECT_NE(params.out.find("  name (string, default \"x\")"), std::string::npos);
-
-    SResult json = Orva({"describe", "--json", "Sleep"});
-    EXPECT_EQ(json.status, 0);
-    // Sleep's document is the minimal one: identity, parameters and pins only.
-    EXPECT_EQ(CTextSerializer::ToText(*CTextSerializer::FromText(json.out), 0),
-              R"({"inputs": {"0": {"@image": null}}, "name": "Sleep", )"
-              R"("outputs": {"0": {"@image": null}}, "parameters": {"time": 10, )"
-              R"("unit": {"@value": "milliseconds", "@meta": {"val": {"enValues": )"
-              R"("milliseconds,seconds"}}}}, "pluginType": "Image", "subType": "Utility"})");
 }
 
 TEST(OrvaPipe, TypedAndJsonSettings) {
@@ -194,9 +185,6 @@ TEST(OrvaErrors, ExitStatusAndMessage) {
         {{"pipe", "Sleep", "oops"},
          2,
          "orva: malformed setting 'oops': expected KEY=VALUE or KEY:=JSON\n"},
-        {{"pipe", "Sleep", "time=ten"},
-         2,
-         "orva: node 'Sleep' (Sleep): parameter 'time' takes a long (32-bit integer), not 'ten'\n"},
         {{"pipe", "Sleep", "time:=[1"},
          2,
          "orva: node 'Sleep' (Sleep): parameter 'time': malformed JSON at line 1, column 2"},
@@ -217,9 +205,6 @@ TEST(OrvaErrors, ExitStatusAndMessage) {
         {{"doc", "utility", "Labelling"},
          2,
          "orva: unknown node 'Labelling' in module utility; did you mean Labeling?\n"},
-        {{"pipe", "Sleep", "--pixel"},
-         2,
-         "orva: The following argument was not expected: --pixel\n"},
         {{"pipe", "Sleep"},
          1,
          "error: node 'Sleep' (Sleep): Sleep: No input on first input pin!\n"},
@@ -233,10 +218,6 @@ TEST(OrvaErrors, ExitStatusAndMessage) {
          2,
          "orva: '@1=1' of Sleep#2 is no input link: Sleep#2 has no input 1\n"},
         {{"pipe", "Sleep", "!", "Sleep", "@0=-1"}, 2, "orva: '@0=-1' of Sleep#2 is no input link"},
-        {{"pipe", "Sleep", "unit=hours"},
-         2,
-         "orva: node 'Sleep' (Sleep): parameter 'unit' is 'hours', which is not one of "
-         "milliseconds, seconds\n"},
     };
     for (const Case& c : cases) {
         SResult result = Orva(c.arguments);
@@ -360,7 +341,6 @@ TEST(OrvaChecks, NumbersOnTheCommandLineAreStrict) {
         {"0x10", "--repeat needs a count of 1 or more, not '0x10'"},
         {"-1", "--repeat needs a count of 1 or more, not '-1'"},
         {"9223372036854775808", "--repeat '9223372036854775808' is too large"},
-        {"99999999999999999999999", "--repeat '99999999999999999999999' is too large"},
     };
     for (const Case& c : cases) {
         SResult result = Orva({"run", graph, "--repeat", c.repeat});
