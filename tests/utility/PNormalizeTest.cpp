@@ -40,9 +40,6 @@ TEST(Normalize, MapsTheMeasuredOrFixedRange) {
     EXPECT_EQ(
         Normalized<uint8_t>(IMAGE_GREY_8, CSize(3, 1), U8{0, 10, 20}, {{"min_max_map", "5 15"}}),
         (U8{0, 127, 255}));
-    // No saturation: 300 wraps to 44.
-    EXPECT_EQ(Normalized<uint8_t>(IMAGE_GREY_8, CSize(2, 1), U8{0, 10}, {{"out_max", 300}}),
-              (U8{0, 44}));
     EXPECT_EQ(Normalized<float>(IMAGE_GREY_8, CSize(3, 1), U8{0, 1, 3}, {{"upcast", true}}),
               (F{0.0f, 85.0f, 255.0f}));
     // NaN is never an extreme and stays NaN.

