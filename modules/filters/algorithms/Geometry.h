@@ -149,6 +149,25 @@ struct STap {
     float weight[4];
 };
 
+// The horizontal taps of the 8-bit bilinear resize: out[x] = in[index[x]] * (weights[x] &
+// 0xffff) + in[index[x] + 1] * (weights[x] >> 16), for rows readable 16 bytes past the last
+// index. Groups of four taps that fit in 16 source bytes are one shuffle and multiply-add.
+// Its vertical step: ((b0 * (r0[x] >> 4)) >> 16) + ((b1 * (r1[x] >> 4)) >> 16), then
+// (+ 2) >> 2 saturated. The shifted sums and weights fit in 16 bits.
+void LinearColumnBytes(const int32_t* r0, const int32_t* r1, int16_t b0, int16_t b1, uint8_t* out,
+                       int64_t w);
+
+class CLinearRowBytes {
+  public:
+    CLinearRowBytes(std::vector<int32_t> index, std::vector<uint32_t> weights);
+    void operator()(const uint8_t* in, int32_t* out) const;
+
+  private:
+    std::vector<int32_t> m_index;
+    std::vector<uint32_t> m_weights;
+    std::vector<uint8_t> m_shuffle;  // per group of four: 16 byte positions, or empty
+};
+
 // Bilinear taps along one axis of n source and m output samples.
 inline std::vector<STap> LinearTaps(int64_t n, int64_t m) {
     const double scale = 1.0 / (static_cast<double>(m) / static_cast<double>(n));
@@ -253,31 +272,28 @@ void ResizeBilinear(SPlane<const T> src, SPlane<T> dst) {
     const auto xt = LinearTaps(src.width, dst.width), yt = LinearTaps(src.height, dst.height);
     const int64_t w = dst.width, last = src.width - 1;
     if constexpr (std::is_same_v<T, uint8_t>) {
-        // Taps as flat arrays; at the last sample the second weight is 0, so it may read the
-        // last sample again instead of a branch.
-        std::vector<int32_t> i0(static_cast<size_t>(w)), i1(static_cast<size_t>(w)),
-            a0(static_cast<size_t>(w)), a1(static_cast<size_t>(w));
+        // Taps as flat arrays with both weights in one word; the last sample's second weight
+        // is 0 and its neighbour a spare byte of the row's copy.
+        std::vector<int32_t> index(static_cast<size_t>(w));
+        std::vector<uint32_t> weights(static_cast<size_t>(w));
         for (int64_t x = 0; x < w; ++x) {
             const STap& t = xt[size_t(x)];
-            i0[size_t(x)] = static_cast<int32_t>(t.index);
-            i1[size_t(x)] = static_cast<int32_t>(std::min(t.index + 1, last));
-            a0[size_t(x)] = SaturateCast<int16_t>(t.weight[0] * 2048.0f);
-            a1[size_t(x)] = t.index < last ? SaturateCast<int16_t>(t.weight[1] * 2048.0f) : 0;
+            const auto a0 = static_cast<uint16_t>(SaturateCast<int16_t>(t.weight[0] * 2048.0f));
+            const auto a1 = static_cast<uint16_t>(
+                t.index < last ? SaturateCast<int16_t>(t.weight[1] * 2048.0f) : 0);
+            index[size_t(x)] = static_cast<int32_t>(t.index);
+            weights[size_t(x)] = a0 | static_cast<uint32_t>(a1) << 16;
         }
+        const CLinearRowBytes row(std::move(index), std::move(weights));
+        // Rows are copied with bytes to spare for the 16-byte reads.
+        std::vector<uint8_t> padded(static_cast<size_t>(src.width + 16), 0);
         auto horizontal = [&](const T* in, int32_t* out) {
-            const int32_t *p0 = i0.data(), *p1 = i1.data(), *w0 = a0.data(), *w1 = a1.data();
-            for (int64_t x = 0; x < w; ++x)
-                out[x] = in[p0[x]] * w0[x] + in[p1[x]] * w1[x];
+            std::memcpy(padded.data(), in, static_cast<size_t>(src.width));
+            row(padded.data(), out);
         };
-        auto vertical = [&](const int32_t* const* rows, const STap& t, T* out) {
-            const int32_t b0 = SaturateCast<int16_t>(t.weight[0] * 2048.0f);
-            const int32_t b1 = SaturateCast<int16_t>(t.weight[1] * 2048.0f);
-            const int32_t *r0 = rows[0], *r1 = rows[1];
-            for (int64_t x = 0; x < w; ++x) {
-                int32_t v = ((b0 * (r0[x] >> 4)) >> 16) + ((b1 * (r1[x] >> 4)) >> 16);
-                v = (v + 2) >> 2;
-                out[x] = static_cast<T>(v < 0 ? 0 : (v > 255 ? 255 : v));
-            }
+        auto vertical = [w](const int32_t* const* rows, const STap& t, T* out) {
+            LinearColumnBytes(rows[0], rows[1], SaturateCast<int16_t>(t.weight[0] * 2048.0f),
+                              SaturateCast<int16_t>(t.weight[1] * 2048.0f), out, w);
         };
         TwoPass<2, T, int32_t>(src, dst, yt, horizontal, vertical);
     } else {
