@@ -71,31 +71,16 @@ ORVA_FILTERS_CLONES void WeighRows(const S* const* in, const W* k, W* __restrict
     }
 }
 
-// WeighRows for any number of rows: one pass for up to 7 (Sobel's kernels).
+// WeighRows for any number of rows: one pass for up to 8 (Sobel's kernels have up to 7), a
+// pass per tap, in the same order, for the long kernels of the Laplacian.
 template <class W, class S>
 void Weigh(const S* const* in, const W* k, size_t n, W* out, int64_t w) {
-    switch (n) {
-        case 1:
-            return WeighRows<1>(in, k, out, w);
-        case 2:
-            return WeighRows<2>(in, k, out, w);
-        case 3:
-            return WeighRows<3>(in, k, out, w);
-        case 4:
-            return WeighRows<4>(in, k, out, w);
-        case 5:
-            return WeighRows<5>(in, k, out, w);
-        case 6:
-            return WeighRows<6>(in, k, out, w);
-        case 7:
-            return WeighRows<7>(in, k, out, w);
-        default:  // long kernels: a pass per tap, in the same order
-            for (int64_t x = 0; x < w; ++x)
-                out[x] = k[0] * static_cast<W>(in[0][x]);
-            for (size_t i = 1; i < n; ++i)
-                for (int64_t x = 0; x < w; ++x)
-                    out[x] += k[i] * static_cast<W>(in[i][x]);
-    }
+    if (WithCount(static_cast<int64_t>(n), [&]<int N>() { WeighRows<N>(in, k, out, w); })) return;
+    for (int64_t x = 0; x < w; ++x)
+        out[x] = k[0] * static_cast<W>(in[0][x]);
+    for (size_t i = 1; i < n; ++i)
+        for (int64_t x = 0; x < w; ++x)
+            out[x] += k[i] * static_cast<W>(in[i][x]);
 }
 
 // Separable filtering with two integer kernels into a floating output.

@@ -80,27 +80,8 @@ ORVA_FILTERS_CLONES void FoldRows(const T* const* in, T* __restrict out, int64_t
 inline constexpr int64_t FOLD_MOST = 8;
 template <bool MIN, class T>
 void Fold(const T* const* in, int64_t count, T* out, int64_t n) {
-    switch (count) {
-        case 1:
-            std::memmove(out, in[0], static_cast<size_t>(n) * sizeof(T));
-            return;
-        case 2:
-            return FoldRows<MIN, 2>(in, out, n);
-        case 3:
-            return FoldRows<MIN, 3>(in, out, n);
-        case 4:
-            return FoldRows<MIN, 4>(in, out, n);
-        case 5:
-            return FoldRows<MIN, 5>(in, out, n);
-        case 6:
-            return FoldRows<MIN, 6>(in, out, n);
-        case 7:
-            return FoldRows<MIN, 7>(in, out, n);
-        case 8:
-            return FoldRows<MIN, 8>(in, out, n);
-        default:
-            throw CException("Filters::Morphology", "too many rows to fold");
-    }
+    if (!WithCount(count, [&]<int K>() { FoldRows<MIN, K>(in, out, n); }))
+        throw CException("Filters::Morphology", "too many rows to fold");
 }
 
 // out[x] = the extremum of row[x - ax .. x - ax + k - 1] within [0, w), k <= FOLD_MOST: the
