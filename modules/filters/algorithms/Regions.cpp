@@ -22,6 +22,7 @@ void AddRun(SRegionSums& s, int64_t x0, int64_t x1, int64_t y) {
     const int64_t n = x1 - x0, last = x1 - 1;
     // Sums of x and x^2 over x0 .. last from those over 0 .. k.
     auto squares = [](int64_t k) {
+        if (k < (int64_t(1) << 20)) return k * (k + 1) * (2 * k + 1) / 6;  // no 128-bit division
         return static_cast<int64_t>(static_cast<__int128>(k) * (k + 1) * (2 * k + 1) / 6);
     };
     const int64_t sx = (x0 + last) * n / 2, sxx = squares(last) - (x0 > 0 ? squares(x0 - 1) : 0);
