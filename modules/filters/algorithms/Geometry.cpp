@@ -24,7 +24,7 @@ __attribute__((target("ssse3"))) void LinearTapsShuffled(const uint8_t* in, cons
                                                          int64_t w) {
     int64_t x = 0;
     for (; x + 4 <= w; x += 4, shuffle += 16) {
-        if (shuffle[0] == 0xff) {  // the group spans more than 16 bytes
+        if (shuffle[0] == 0xff) {  // the group spans more than 16 bytes or ends the row
             LinearTapsPlain(in, index, weights, out, x, x + 4);
             continue;
         }
@@ -50,7 +50,8 @@ ORVA_FILTERS_CLONES void LinearColumnBytes(const int32_t* r0, const int32_t* r1,
     }
 }
 
-CLinearRowBytes::CLinearRowBytes(std::vector<int32_t> index, std::vector<uint32_t> weights)
+CLinearRowBytes::CLinearRowBytes(std::vector<int32_t> index, std::vector<uint32_t> weights,
+                                 int64_t n)
     : m_index(std::move(index)), m_weights(std::move(weights)) {
 #if defined(__x86_64__)
     if (!__builtin_cpu_supports("ssse3")) return;
@@ -59,7 +60,7 @@ CLinearRowBytes::CLinearRowBytes(std::vector<int32_t> index, std::vector<uint32_
     for (size_t g = 0; g < groups; ++g) {
         const int32_t first = m_index[4 * g];
         uint8_t* mask = &m_shuffle[16 * g];
-        if (m_index[4 * g + 3] + 1 - first >= 16) {
+        if (m_index[4 * g + 3] + 1 - first >= 16 || first + 16 > n) {
             mask[0] = 0xff;
             continue;
         }

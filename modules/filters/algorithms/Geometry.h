@@ -149,17 +149,17 @@ struct STap {
     float weight[4];
 };
 
-// The horizontal taps of the 8-bit bilinear resize: out[x] = in[index[x]] * (weights[x] &
-// 0xffff) + in[index[x] + 1] * (weights[x] >> 16), for rows readable 16 bytes past the last
-// index. Groups of four taps that fit in 16 source bytes are one shuffle and multiply-add.
-// Its vertical step: ((b0 * (r0[x] >> 4)) >> 16) + ((b1 * (r1[x] >> 4)) >> 16), then
-// (+ 2) >> 2 saturated. The shifted sums and weights fit in 16 bits.
+// The vertical step of the 8-bit bilinear resize: ((b0 * (r0[x] >> 4)) >> 16) + ((b1 *
+// (r1[x] >> 4)) >> 16), then (+ 2) >> 2 saturated. The shifted sums and weights fit in 16 bits.
 void LinearColumnBytes(const int32_t* r0, const int32_t* r1, int16_t b0, int16_t b1, uint8_t* out,
                        int64_t w);
 
+// Its horizontal taps: out[x] = in[index[x]] * (weights[x] & 0xffff) + in[index[x] + 1] *
+// (weights[x] >> 16) on rows of n samples, with index[x] + 1 < n. Groups of four taps that fit
+// in 16 samples of the row are one shuffle and multiply-add, the rest sample by sample.
 class CLinearRowBytes {
   public:
-    CLinearRowBytes(std::vector<int32_t> index, std::vector<uint32_t> weights);
+    CLinearRowBytes(std::vector<int32_t> index, std::vector<uint32_t> weights, int64_t n);
     void operator()(const uint8_t* in, int32_t* out) const;
 
   private:
@@ -272,24 +272,27 @@ void ResizeBilinear(SPlane<const T> src, SPlane<T> dst) {
     const auto xt = LinearTaps(src.width, dst.width), yt = LinearTaps(src.height, dst.height);
     const int64_t w = dst.width, last = src.width - 1;
     if constexpr (std::is_same_v<T, uint8_t>) {
-        // Taps as flat arrays with both weights in one word; the last sample's second weight
-        // is 0 and its neighbour a spare byte of the row's copy.
+        // Taps as flat arrays with both weights in one word. The last sample alone is read as
+        // the pair before it with weights (0, 2048), which keeps every read inside the row; a
+        // row of one sample is read from a copy with a spare byte.
         std::vector<int32_t> index(static_cast<size_t>(w));
         std::vector<uint32_t> weights(static_cast<size_t>(w));
         for (int64_t x = 0; x < w; ++x) {
             const STap& t = xt[size_t(x)];
-            const auto a0 = static_cast<uint16_t>(SaturateCast<int16_t>(t.weight[0] * 2048.0f));
-            const auto a1 = static_cast<uint16_t>(
+            auto a0 = static_cast<uint16_t>(SaturateCast<int16_t>(t.weight[0] * 2048.0f));
+            auto a1 = static_cast<uint16_t>(
                 t.index < last ? SaturateCast<int16_t>(t.weight[1] * 2048.0f) : 0);
-            index[size_t(x)] = static_cast<int32_t>(t.index);
+            int64_t i = t.index;
+            if (i == last && last > 0) --i, a1 = a0, a0 = 0;
+            index[size_t(x)] = static_cast<int32_t>(i);
             weights[size_t(x)] = a0 | static_cast<uint32_t>(a1) << 16;
         }
-        const CLinearRowBytes row(std::move(index), std::move(weights));
-        // Rows are copied with bytes to spare for the 16-byte reads.
-        std::vector<uint8_t> padded(static_cast<size_t>(src.width + 16), 0);
+        const CLinearRowBytes row(std::move(index), std::move(weights),
+                                  std::max<int64_t>(src.width, 2));
+        uint8_t single[2] = {0, 0};
         auto horizontal = [&](const T* in, int32_t* out) {
-            std::memcpy(padded.data(), in, static_cast<size_t>(src.width));
-            row(padded.data(), out);
+            if (last == 0) single[0] = in[0], in = single;
+            row(in, out);
         };
         auto vertical = [w](const int32_t* const* rows, const STap& t, T* out) {
             LinearColumnBytes(rows[0], rows[1], SaturateCast<int16_t>(t.weight[0] * 2048.0f),
