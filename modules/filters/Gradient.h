@@ -21,20 +21,6 @@ inline constexpr const char* GRADIENT_OUTPUT_TEXT =
     "DERIVATIVE (of orders dx and dy), MAGNITUDE sqrt(gx^2 + gy^2) or DIRECTION atan2(gy, gx) "
     "in degrees, 0 to 360, of the first derivatives gx and gy";
 
-// Declares the parameters of a derivative node, bound to its members.
-inline void DeclareGradient(CSetupDocument& doc, int& dx, int& dy, std::string& output,
-                            std::string& outType, std::string& border) {
-    doc.Parameter("dx", dx, "order of the derivative in x").Range(0, 6);
-    doc.Parameter("dy", dy, "order of the derivative in y").Range(0, 6);
-    doc.Parameter("output", output, GRADIENT_OUTPUT_TEXT).Values(ChoiceList(GRADIENT_OUTPUTS));
-    doc.Parameter("out_type", outType, "IMAGE_GREY_F or IMAGE_GREY_D")
-        .Values(ChoiceList(FLOAT_TYPES));
-    doc.Parameter("border", border, BORDER_TEXT).Values(ChoiceList(BORDERS));
-    doc.Input(0, "Grey image of type " + GreyTypes::Names() + ".").Label("image");
-    doc.Output(0, "The derivative, magnitude or direction, of type out_type and the input's size.")
-        .Label("gradient");
-}
-
 // `ksize` -1 is Scharr's kernel.
 inline std::unique_ptr<CImage> Gradient(const CImage& input, const char* where, int ksize, int dx,
                                         int dy, EnGradient output, IImage::CType outType,
@@ -58,5 +44,40 @@ inline std::unique_ptr<CImage> Gradient(const CImage& input, const char* where, 
     });
     return result;
 }
+
+// A derivative node: its parameters and its run, but for the kernel.
+class CPGradientNode : public CPNode {
+  protected:
+    void DeclareGradient(CSetupDocument& doc) {
+        doc.Parameter("dx", m_dx, "order of the derivative in x").Range(0, 6);
+        doc.Parameter("dy", m_dy, "order of the derivative in y").Range(0, 6);
+        doc.Parameter("output", m_output, GRADIENT_OUTPUT_TEXT)
+            .Values(ChoiceList(GRADIENT_OUTPUTS));
+        doc.Parameter("out_type", m_outType, "IMAGE_GREY_F or IMAGE_GREY_D")
+            .Values(ChoiceList(FLOAT_TYPES));
+        doc.Parameter("border", m_border, BORDER_TEXT).Values(ChoiceList(BORDERS));
+        doc.Input(0, "Grey image of type " + GreyTypes::Names() + ".").Label("image");
+        doc.Output(0,
+                   "The derivative, magnitude or direction, of type out_type and the input's "
+                   "size.")
+            .Label("gradient");
+    }
+    // Reads the choices, lets `check` refuse the orders for DERIVATIVE, and sets output 0.
+    template <class F>
+    void RunGradient(const char* where, int ksize, F check) {
+        const EnGradient output = Choose(where, "output", m_output, GRADIENT_OUTPUTS);
+        const auto outType = static_cast<EnType>(Choose(where, "out_type", m_outType, FLOAT_TYPES));
+        const EnBorder border = Choose(where, "border", m_border, BORDERS);
+        if (output == EnGradient::DERIVATIVE) check();
+        const CImage* input = Input(*this, 0, where);
+        SetImage(*this, 0, Gradient(*input, where, ksize, m_dx, m_dy, output, outType, border));
+    }
+
+    int m_dx = 1;
+    int m_dy = 0;
+    std::string m_output = "DERIVATIVE";
+    std::string m_outType = "IMAGE_GREY_F";
+    std::string m_border = "REFLECT_101";
+};
 
 }  // namespace ORVA::Filters

@@ -45,7 +45,8 @@ void CPRegionProperties::Declare(CSetupDocument& doc) {
         "Measures every region of a label image: area, centroid, box, perimeter, shape and "
         "intensity.",
         "Each pixel's label is the integer part of its value; 0 is background, labels run to "
-        "2^24. For each label present, in increasing order, with x the column and y the row: "
+        "2^31 - 1 and need not be consecutive. For each label present, in increasing order, with x "
+        "the column and y the row: "
         "area (pixel count), centroid_x and centroid_y (mean x and y), min_x, min_y, max_x, "
         "max_y (the inclusive box), perimeter (scikit-image's 4-connected perimeter: border "
         "pixels weighed 1, sqrt(2) or (1 + sqrt(2)) / 2 by their border neighbours), "

@@ -1,7 +1,5 @@
 #include "PScharr.h"
 
-#include "Gradient.h"
-
 namespace ORVA::Filters {
 
 void CPScharr::Declare(CSetupDocument& doc) {
@@ -14,21 +12,18 @@ void CPScharr::Declare(CSetupDocument& doc) {
         "than a 3 x 3 Sobel. Rows are filtered first, taps summed left to right in the "
         "output type; integer inputs are exact. Exactly one of dx and dy is 1 for "
         "DERIVATIVE. Each slice is filtered on its own.");
-    DeclareGradient(doc, m_dx, m_dy, m_output, m_outType, m_border);
+    DeclareGradient(doc);
     doc.Keywords({"Scharr", "derivative", "gradient", "edges"});
 }
 
 void CPScharr::Run() {
     const char* where = "(filters) Scharr::Run";
-    const EnGradient output = Choose(where, "output", m_output, GRADIENT_OUTPUTS);
-    const auto outType = static_cast<EnType>(Choose(where, "out_type", m_outType, FLOAT_TYPES));
-    const EnBorder border = Choose(where, "border", m_border, BORDERS);
-    if (output == EnGradient::DERIVATIVE && !((m_dx == 1 && m_dy == 0) || (m_dx == 0 && m_dy == 1)))
-        throw CException(
-            where,
-            CString("dx and dy must be 1 and 0 or 0 and 1, not %1 and %2").Arg(m_dx).Arg(m_dy));
-    const CImage* input = Input(*this, 0, where);
-    SetImage(*this, 0, Gradient(*input, where, -1, m_dx, m_dy, output, outType, border));
+    RunGradient(where, -1, [&] {
+        if (!((m_dx == 1 && m_dy == 0) || (m_dx == 0 && m_dy == 1)))
+            throw CException(
+                where,
+                CString("dx and dy must be 1 and 0 or 0 and 1, not %1 and %2").Arg(m_dx).Arg(m_dy));
+    });
 }
 
 }  // namespace ORVA::Filters

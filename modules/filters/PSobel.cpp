@@ -1,7 +1,5 @@
 #include "PSobel.h"
 
-#include "Gradient.h"
-
 namespace ORVA::Filters {
 
 void CPSobel::Declare(CSetupDocument& doc) {
@@ -16,25 +14,20 @@ void CPSobel::Declare(CSetupDocument& doc) {
         "MAGNITUDE and DIRECTION use the first derivatives in x and y. Each slice is filtered "
         "on its own.");
     doc.Parameter("size", m_size, "aperture: 1, 3, 5 or 7").OneOf({1, 3, 5, 7});
-    DeclareGradient(doc, m_dx, m_dy, m_output, m_outType, m_border);
+    DeclareGradient(doc);
     doc.Keywords({"Sobel", "derivative", "gradient", "edges"});
 }
 
 void CPSobel::Run() {
     const char* where = "(filters) Sobel::Run";
-    const EnGradient output = Choose(where, "output", m_output, GRADIENT_OUTPUTS);
-    const auto outType = static_cast<EnType>(Choose(where, "out_type", m_outType, FLOAT_TYPES));
-    const EnBorder border = Choose(where, "border", m_border, BORDERS);
     if (m_size != 1 && m_size != 3 && m_size != 5 && m_size != 7)
         throw CException(where, CString("size must be 1, 3, 5 or 7, not %1").Arg(m_size));
-    const int top = std::max(m_size - 1, 2);  // size 1 differentiates with 3 taps
-    if (output == EnGradient::DERIVATIVE) {
+    RunGradient(where, m_size, [&] {
+        const int top = std::max(m_size - 1, 2);  // size 1 differentiates with 3 taps
         CheckRange(where, "dx", m_dx, 0, top);
         CheckRange(where, "dy", m_dy, 0, top);
         if (m_dx + m_dy == 0) throw CException(where, "dx and dy are both 0");
-    }
-    const CImage* input = Input(*this, 0, where);
-    SetImage(*this, 0, Gradient(*input, where, m_size, m_dx, m_dy, output, outType, border));
+    });
 }
 
 }  // namespace ORVA::Filters

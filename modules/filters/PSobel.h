@@ -1,24 +1,17 @@
 #pragma once
 
-#include <string>
-
-#include "tarsel.h"
+#include "Gradient.h"
 
 namespace ORVA::Filters {
 
 // Sobel derivatives, gradient magnitude or direction of a grey image.
-class CPSobel : public CPNode {
+class CPSobel : public CPGradientNode {
   public:
     void Declare(CSetupDocument& doc) override;
     void Run() override;
 
   private:
-    int m_dx = 1;
-    int m_dy = 0;
     int m_size = 3;
-    std::string m_output = "DERIVATIVE";
-    std::string m_outType = "IMAGE_GREY_F";
-    std::string m_border = "REFLECT_101";
 };
 
 }  // namespace ORVA::Filters

@@ -99,6 +99,30 @@ TEST(Blur, FloatGaussianFollowsTheKernelWithEveryBorder) {
     }
 }
 
+TEST(Blur, FloatGaussianAddsItsTapsInTheDocumentedOrder) {
+    // Rows left to right, then columns from the centre outwards in pairs, all in float: wide
+    // enough for a block of 32 columns and a remainder.
+    const SImage<float> src = Random<float>(45, 7, -100, 100, 11, 2);
+    SImage<float> dst(45, 7, 1);
+    GaussianBlur(src.In(), dst.Plane(), 1.0, 0, EnBorder::REFLECT);
+    const std::vector<double> kd = GaussianKernel(9, 1.0);
+    const std::vector<float> k(kd.begin(), kd.end());
+    auto row = [&](int64_t x, int64_t y) {
+        float v = k[0] * src.At(BorderIndex(x - 4, 45, EnBorder::REFLECT), y);
+        for (int64_t i = 1; i < 9; ++i)
+            v += k[size_t(i)] * src.At(BorderIndex(x + i - 4, 45, EnBorder::REFLECT), y);
+        return v;
+    };
+    for (int64_t y = 0; y < 7; ++y)
+        for (int64_t x = 0; x < 45; ++x) {
+            float v = k[4] * row(x, y) + 0.0f;
+            for (int64_t i = 1; i <= 4; ++i)
+                v += k[size_t(4 + i)] * (row(x, BorderIndex(y + i, 7, EnBorder::REFLECT)) +
+                                         row(x, BorderIndex(y - i, 7, EnBorder::REFLECT)));
+            ASSERT_EQ(dst.At(x, y), v) << x << " " << y;
+        }
+}
+
 TEST(Blur, BoxMeansMatchTheirDefinition) {
     // Byte windows up to 256 samples use the 16-bit reciprocal: 25 samples summing to 12 give 0,
     // to 13 give 1, to 6375 give 255.
@@ -113,8 +137,9 @@ TEST(Blur, BoxMeansMatchTheirDefinition) {
         BoxBlur(src.In(), dst.Plane(), 5, 5, EnBorder::CONSTANT);
         EXPECT_EQ(dst.At(2, 2), c.expected) << c.sum;
     }
-    // Floats: running double sums equal direct ones, for short (direct) and long (running) rows.
-    for (int64_t kx : {3, 4, 21}) {
+    // Floats: double sums equal direct ones, for rows summed in registers (<= 8), pass by pass
+    // (<= 16) and running (longer).
+    for (int64_t kx : {3, 4, 11, 21}) {
         SImage<float> src = Random<float>(40, 12, 0, 255, 9, 3), dst(40, 12);
         BoxBlur(src.In(), dst.Plane(), kx, 5);
         std::vector<double> wx(size_t(kx), 1.0), wy(5, 1.0);

@@ -1,5 +1,9 @@
 #include "Geometry.h"
 
+#include <algorithm>
+#include <cmath>
+#include <tuple>
+
 #include "FilterTesting.h"
 
 using namespace ORVA::Filters;
@@ -93,6 +97,40 @@ TEST(Geometry, ResizeByEachInterpolation) {
     SImage<double> three(3, 1, {0, 3, 6}), two(2, 1);
     Resize(three.In(), two.Plane(), EnInterpolation::AREA);
     EXPECT_EQ(two.Values(), (std::vector<double>{1.0, 5.0}));
+}
+
+// 8-bit bilinear against its definition written out plainly: 11-bit weights, horizontal sums
+// in int, the vertical step on sums shifted by 4. Widths cover taps that fit one 16-byte load,
+// groups that do not (shrinking by 5), enlarging, leftover taps and a single column.
+TEST(Geometry, BilinearBytesMatchesItsFixedPointDefinition) {
+    auto taps = [](int64_t n, int64_t m, int64_t d) {  // first sample, weights
+        const double scale = 1.0 / (double(m) / double(n));
+        float f = float((double(d) + 0.5) * scale - 0.5);
+        auto s = int64_t(std::floor(f));
+        f -= float(s);
+        if (s < 0) f = 0, s = 0;
+        if (s >= n - 1) f = 0, s = n - 1;
+        return std::tuple{s, int32_t(std::nearbyint((1 - f) * 2048.0f)),
+                          int32_t(std::nearbyint(f * 2048.0f))};
+    };
+    const int64_t sizes[][4] = {{61, 13, 43, 9}, {95, 7, 19, 5}, {20, 10, 31, 15}, {1, 3, 5, 4}};
+    for (const auto& z : sizes) {
+        const SImage<uint8_t> src = FilterTesting::Random<uint8_t>(z[0], z[1], 0, 255.99, 7, 3);
+        SImage<uint8_t> dst(z[2], z[3], 2);
+        Resize(src.In(), dst.Plane(), EnInterpolation::BILINEAR);
+        for (int64_t y = 0; y < z[3]; ++y)
+            for (int64_t x = 0; x < z[2]; ++x) {
+                auto [sy, b0, b1] = taps(z[1], z[3], y);
+                auto [sx, a0, a1] = taps(z[0], z[2], x);
+                auto row = [&](int64_t r) {
+                    r = std::min(r, z[1] - 1);
+                    return src.At(sx, r) * a0 + (sx + 1 < z[0] ? src.At(sx + 1, r) * a1 : 0);
+                };
+                int32_t v = ((b0 * (row(sy) >> 4)) >> 16) + ((b1 * (row(sy + 1) >> 4)) >> 16);
+                v = std::clamp((v + 2) >> 2, 0, 255);
+                ASSERT_EQ(dst.At(x, y), v) << z[0] << "x" << z[1] << " at " << x << ", " << y;
+            }
+    }
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // Distance transform, region properties and colour conversion.
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -90,6 +91,50 @@ TEST(Regions, MatchScikitImage) {
     }
     SImage<float> negative(1, 1, {-1.0f});
     EXPECT_THROW(RegionProperties(negative.In()), ORVA::CException);
+}
+
+// Sparse labels far apart, in runs and single pixels, against sums taken pixel by pixel.
+TEST(Regions, SparseLabelsMatchAPixelByPixelCount) {
+    const int64_t values[] = {0, 0, 7, 2000000000, 123456789, 2147483647};
+    for (int64_t width : {1, 23}) {
+        SImage<float> noise = Random<float>(width, 17, 0, 6, unsigned(width), 3);
+        SImage<int64_t> labels(width, 17, 3);
+        for (int64_t y = 0; y < 17; ++y)
+            for (int64_t x = 0; x < width; ++x)  // runs of two: pairs share the left label
+                labels.At(x, y) = values[size_t(noise.At(x - x % 2, y)) % 6];
+        const std::vector<SRegion> regions = RegionProperties(labels.In(), noise.In());
+        std::vector<int64_t> present;
+        for (int64_t l : labels.Values())
+            if (l && std::find(present.begin(), present.end(), l) == present.end())
+                present.push_back(l);
+        std::sort(present.begin(), present.end());
+        ASSERT_EQ(regions.size(), present.size()) << width;
+        for (size_t i = 0; i < present.size(); ++i) {
+            SRegion e;
+            e.minX = e.minY = 1 << 30;
+            double sx = 0, sy = 0;
+            for (int64_t y = 0; y < 17; ++y)
+                for (int64_t x = 0; x < width; ++x) {
+                    if (labels.At(x, y) != present[i]) continue;
+                    const double v = noise.At(x, y);
+                    e.minimum = e.area ? std::min(e.minimum, v) : v;
+                    e.maximum = e.area ? std::max(e.maximum, v) : v;
+                    ++e.area, sx += double(x), sy += double(y), e.mean += v;
+                    e.minX = std::min(e.minX, x), e.maxX = std::max(e.maxX, x);
+                    e.minY = std::min(e.minY, y), e.maxY = std::max(e.maxY, y);
+                }
+            const SRegion& r = regions[i];
+            EXPECT_EQ((std::vector<int64_t>{r.label, r.area, r.minX, r.minY, r.maxX, r.maxY}),
+                      (std::vector<int64_t>{present[i], e.area, e.minX, e.minY, e.maxX, e.maxY}));
+            EXPECT_EQ(r.centroidX, sx / double(e.area));
+            EXPECT_EQ(r.centroidY, sy / double(e.area));
+            EXPECT_EQ(r.mean, e.mean / double(e.area));
+            EXPECT_EQ(r.minimum, e.minimum);
+            EXPECT_EQ(r.maximum, e.maximum);
+        }
+    }
+    SImage<int64_t> beyond(1, 1, {int64_t(1) << 31});
+    EXPECT_THROW(RegionProperties(beyond.In()), ORVA::CException);
 }
 
 TEST(Colour, LumaAndMaps) {

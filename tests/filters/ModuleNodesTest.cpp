@@ -269,15 +269,29 @@ TEST(FilterNodes, ThresholdGivesTheValueItUsed) {
     }
 }
 
-TEST(FilterNodes, CropCutsTheBoxOfATableRow) {
-    // ZoneList's table: ax, bx, ay, by per row.
+TEST(FilterNodes, CropCutsEveryBoxOfATable) {
+    // ZoneList's table: ax, bx, ay, by per row (a fifth column is ignored).
     std::unique_ptr<CValue> image =
         MakeImage(CT::GREY_8, CSize(4, 3), {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
-    std::unique_ptr<CValue> boxes = MakeImage(CT::GREY_F, CSize(4, 2), {0, 0, 0, 0, 2, 3, 0, 1});
+    std::unique_ptr<CValue> boxes =
+        MakeImage(CT::GREY_F, CSize(5, 3), {0, 0, 0, 0, 9, 2, 3, 0, 1, 9, 1, 3, 2, 2, 9});
     std::unique_ptr<CPNode> node = Prepare("Crop", R"({"row": 1})", {image.get(), boxes.get()});
     node->Run();
     EXPECT_EQ(OutputImage(*node, 0)->Size(), CSize(2, 2));
     EXPECT_EQ(Samples(*OutputImage(*node, 0)), (std::vector<double>{2, 3, 6, 7}));
+    const CValueVector* every = node->StackOutput(1)->Vector();
+    ASSERT_NE(every, nullptr);
+    const std::vector<double> expected[] = {{0}, {2, 3, 6, 7}, {9, 10, 11}};
+    ASSERT_EQ(every->Size(), std::size(expected));
+    for (size_t i = 0; i < std::size(expected); ++i) {
+        auto* cut = dynamic_cast<const CValuePointer<CImage>*>((*every)[i]);
+        ASSERT_NE(cut, nullptr) << i;
+        EXPECT_EQ(Samples(*cut->Get()), expected[i]) << i;
+    }
+    // A box leaving the image fails the run, whichever row output 0 takes.
+    std::unique_ptr<CValue> outside = MakeImage(CT::GREY_F, CSize(4, 2), {0, 0, 0, 0, 3, 4, 0, 0});
+    node = Prepare("Crop", "{}", {image.get(), outside.get()});
+    EXPECT_THROW(node->Run(), CException);
 }
 
 TEST(FilterNodes, RegionPropertiesTableAndMaps) {

@@ -69,7 +69,7 @@ void CompareWithLiteral(EnShape shape, int64_t kw, int64_t kh) {
 }
 
 TEST(Morphology, FastPathsEqualTheLiteralDefinition) {
-    // Rectangles: direct rows (<= 8), doubling (<= 32), van Herk rows (> 32); direct columns
+    // Rectangles: folded rows (<= 8), doubling (<= 32), van Herk rows (> 32); folded columns
     // (<= 8) and van Herk columns (> 8), even sizes too.
     for (auto [kw, kh] : {std::pair<int64_t, int64_t>{1, 1},
                           {5, 5},

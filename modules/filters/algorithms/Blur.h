@@ -125,6 +125,17 @@ ORVA_FILTERS_CLONES void BoxRowDirect(const T* e, S* out, int64_t w, int64_t k) 
             out[x] += static_cast<S>(e[x + i]);
 }
 
+// The same for a window of K samples, summed in registers.
+template <int K, class S, class T>
+ORVA_FILTERS_CLONES void BoxRowFolded(const T* e, S* __restrict out, int64_t w) {
+    for (int64_t x = 0; x < w; ++x) {
+        S v = static_cast<S>(e[x]);
+        for (int i = 1; i < K; ++i)
+            v += static_cast<S>(e[x + i]);
+        out[x] = v;
+    }
+}
+
 template <class S, class T>
 void BoxRowRunning(const T* e, S* out, int64_t w, int64_t k) {
     S s = 0;
@@ -166,10 +177,13 @@ void BoxBlur(SPlane<const T> src, SPlane<T> dst, int64_t kx, int64_t ky,
         S* slot = ring.data() + (j % slots) * w;
         if (held[size_t(j % slots)] != j) {
             ExtendRow(src, j, left, right, border, T(0), ext.data());
-            if (kx <= 16)
+            auto folded = [&]<int K>() { Detail::BoxRowFolded<K>(ext.data(), slot, w); };
+            if (WithCount(kx, folded)) {
+            } else if (kx <= 16) {
                 Detail::BoxRowDirect(ext.data(), slot, w, kx);
-            else
+            } else {
                 Detail::BoxRowRunning(ext.data(), slot, w, kx);
+            }
             held[size_t(j % slots)] = j;
         }
         return slot;
@@ -177,7 +191,9 @@ void BoxBlur(SPlane<const T> src, SPlane<T> dst, int64_t kx, int64_t ky,
     for (int64_t i = 0; i < ky; ++i)
         Detail::AddRows(sum.data(), row(i - top), zero.data(), w);
     const int64_t d = kx * ky;
+    // Copies: byte stores could alias the object, which keeps its loop scalar.
     const Detail::SByteDivision division(d <= 256 ? d : 1);
+    const int32_t delta = division.delta, multiplier = division.scale;
     const float scale = static_cast<float>(1.0 / static_cast<double>(d));
     const double scaleD = 1.0 / static_cast<double>(d);
     for (int64_t y = 0; y < h; ++y) {
@@ -189,8 +205,7 @@ void BoxBlur(SPlane<const T> src, SPlane<T> dst, int64_t kx, int64_t ky,
                     out[x] = static_cast<T>(s[x]);
             } else if (d <= 256) {
                 for (int64_t x = 0; x < w; ++x)
-                    out[x] = static_cast<T>(
-                        std::min(((s[x] + division.delta) * division.scale) >> 16, 255));
+                    out[x] = static_cast<T>(std::min(((s[x] + delta) * multiplier) >> 16, 255));
             } else {
                 for (int64_t x = 0; x < w; ++x)
                     out[x] = SaturateCast<T>(static_cast<float>(s[x]) * scale);

@@ -55,31 +55,32 @@ STaps<W> NonZero(const std::vector<int>& k) {
     return t;
 }
 
-template <class W, class T>
-ORVA_FILTERS_CLONES void TapsRow(const T* e, W* out, int64_t w, const int64_t* offset,
-                                 const W* weight, size_t n) {
-    for (int64_t x = 0; x < w; ++x)
-        out[x] = weight[0] * static_cast<W>(e[x + offset[0]]);
-    for (size_t i = 1; i < n; ++i) {
-        const W k = weight[i];
-        const T* a = e + offset[i];
-        for (int64_t x = 0; x < w; ++x)
-            out[x] += k * static_cast<W>(a[x]);
+// out[x] = k[0] in[0][x] + k[1] in[1][x] + ..., added left to right in W: one pass over N
+// rows, vectorised.
+template <int N, class W, class S>
+ORVA_FILTERS_CLONES void WeighRows(const S* const* in, const W* k, W* __restrict out, int64_t w) {
+    const S* p[N];
+    W c[N];
+    for (int i = 0; i < N; ++i)
+        p[i] = in[i], c[i] = k[i];
+    for (int64_t x = 0; x < w; ++x) {
+        W v = c[0] * static_cast<W>(p[0][x]);
+        for (int i = 1; i < N; ++i)
+            v += c[i] * static_cast<W>(p[i][x]);
+        out[x] = v;
     }
 }
 
-template <class W>
-ORVA_FILTERS_CLONES void TapsColumn(const W* const* rows, W* out, int64_t w, const int64_t* offset,
-                                    const W* weight, size_t n) {
-    const W* r0 = rows[offset[0]];
+// WeighRows for any number of rows: one pass for up to 8 (Sobel's kernels have up to 7), a
+// pass per tap, in the same order, for the long kernels of the Laplacian.
+template <class W, class S>
+void Weigh(const S* const* in, const W* k, size_t n, W* out, int64_t w) {
+    if (WithCount(static_cast<int64_t>(n), [&]<int N>() { WeighRows<N>(in, k, out, w); })) return;
     for (int64_t x = 0; x < w; ++x)
-        out[x] = weight[0] * r0[x];
-    for (size_t i = 1; i < n; ++i) {
-        const W k = weight[i];
-        const W* a = rows[offset[i]];
+        out[x] = k[0] * static_cast<W>(in[0][x]);
+    for (size_t i = 1; i < n; ++i)
         for (int64_t x = 0; x < w; ++x)
-            out[x] += k * a[x];
-    }
+            out[x] += k[i] * static_cast<W>(in[i][x]);
 }
 
 // Separable filtering with two integer kernels into a floating output.
@@ -89,13 +90,19 @@ void SeparableInteger(SPlane<const T> src, SPlane<O> dst, const std::vector<int>
     static_assert(std::is_floating_point_v<O>);
     const auto hx = NonZero<O>(kx), hy = NonZero<O>(ky);
     const int64_t rx = int64_t(kx.size() / 2), ry = int64_t(ky.size() / 2);
+    std::vector<const T*> shifted(hx.offset.size());
+    std::vector<const O*> picked(hy.offset.size());
     Separable<T, O>(
         src, dst, SWindow{rx, rx, ry, ry}, border, T(0),
         [&](const T* e, O* out, int64_t w) {
-            TapsRow(e, out, w, hx.offset.data(), hx.weight.data(), hx.weight.size());
+            for (size_t i = 0; i < shifted.size(); ++i)
+                shifted[i] = e + hx.offset[i];
+            Weigh(shifted.data(), hx.weight.data(), shifted.size(), out, w);
         },
         [&](const O* const* rows, O* out, int64_t w) {
-            TapsColumn(rows, out, w, hy.offset.data(), hy.weight.data(), hy.weight.size());
+            for (size_t i = 0; i < picked.size(); ++i)
+                picked[i] = rows[hy.offset[i]];
+            Weigh(picked.data(), hy.weight.data(), picked.size(), out, w);
         });
 }
 

@@ -149,6 +149,25 @@ struct STap {
     float weight[4];
 };
 
+// The vertical step of the 8-bit bilinear resize: ((b0 * (r0[x] >> 4)) >> 16) + ((b1 *
+// (r1[x] >> 4)) >> 16), then (+ 2) >> 2 saturated. The shifted sums and weights fit in 16 bits.
+void LinearColumnBytes(const int32_t* r0, const int32_t* r1, int16_t b0, int16_t b1, uint8_t* out,
+                       int64_t w);
+
+// Its horizontal taps: out[x] = in[index[x]] * (weights[x] & 0xffff) + in[index[x] + 1] *
+// (weights[x] >> 16) on rows of n samples, with index[x] + 1 < n. Groups of four taps that fit
+// in 16 samples of the row are one shuffle and multiply-add, the rest sample by sample.
+class CLinearRowBytes {
+  public:
+    CLinearRowBytes(std::vector<int32_t> index, std::vector<uint32_t> weights, int64_t n);
+    void operator()(const uint8_t* in, int32_t* out) const;
+
+  private:
+    std::vector<int32_t> m_index;
+    std::vector<uint32_t> m_weights;
+    std::vector<uint8_t> m_shuffle;  // per group of four: 16 byte positions, or empty
+};
+
 // Bilinear taps along one axis of n source and m output samples.
 inline std::vector<STap> LinearTaps(int64_t n, int64_t m) {
     const double scale = 1.0 / (static_cast<double>(m) / static_cast<double>(n));
@@ -253,31 +272,31 @@ void ResizeBilinear(SPlane<const T> src, SPlane<T> dst) {
     const auto xt = LinearTaps(src.width, dst.width), yt = LinearTaps(src.height, dst.height);
     const int64_t w = dst.width, last = src.width - 1;
     if constexpr (std::is_same_v<T, uint8_t>) {
-        // Taps as flat arrays; at the last sample the second weight is 0, so it may read the
-        // last sample again instead of a branch.
-        std::vector<int32_t> i0(static_cast<size_t>(w)), i1(static_cast<size_t>(w)),
-            a0(static_cast<size_t>(w)), a1(static_cast<size_t>(w));
+        // Taps as flat arrays with both weights in one word. The last sample alone is read as
+        // the pair before it with weights (0, 2048), which keeps every read inside the row; a
+        // row of one sample is read from a copy with a spare byte.
+        std::vector<int32_t> index(static_cast<size_t>(w));
+        std::vector<uint32_t> weights(static_cast<size_t>(w));
         for (int64_t x = 0; x < w; ++x) {
             const STap& t = xt[size_t(x)];
-            i0[size_t(x)] = static_cast<int32_t>(t.index);
-            i1[size_t(x)] = static_cast<int32_t>(std::min(t.index + 1, last));
-            a0[size_t(x)] = SaturateCast<int16_t>(t.weight[0] * 2048.0f);
-            a1[size_t(x)] = t.index < last ? SaturateCast<int16_t>(t.weight[1] * 2048.0f) : 0;
+            auto a0 = static_cast<uint16_t>(SaturateCast<int16_t>(t.weight[0] * 2048.0f));
+            auto a1 = static_cast<uint16_t>(
+                t.index < last ? SaturateCast<int16_t>(t.weight[1] * 2048.0f) : 0);
+            int64_t i = t.index;
+            if (i == last && last > 0) --i, a1 = a0, a0 = 0;
+            index[size_t(x)] = static_cast<int32_t>(i);
+            weights[size_t(x)] = a0 | static_cast<uint32_t>(a1) << 16;
         }
+        const CLinearRowBytes row(std::move(index), std::move(weights),
+                                  std::max<int64_t>(src.width, 2));
+        uint8_t single[2] = {0, 0};
         auto horizontal = [&](const T* in, int32_t* out) {
-            const int32_t *p0 = i0.data(), *p1 = i1.data(), *w0 = a0.data(), *w1 = a1.data();
-            for (int64_t x = 0; x < w; ++x)
-                out[x] = in[p0[x]] * w0[x] + in[p1[x]] * w1[x];
+            if (last == 0) single[0] = in[0], in = single;
+            row(in, out);
         };
-        auto vertical = [&](const int32_t* const* rows, const STap& t, T* out) {
-            const int32_t b0 = SaturateCast<int16_t>(t.weight[0] * 2048.0f);
-            const int32_t b1 = SaturateCast<int16_t>(t.weight[1] * 2048.0f);
-            const int32_t *r0 = rows[0], *r1 = rows[1];
-            for (int64_t x = 0; x < w; ++x) {
-                int32_t v = ((b0 * (r0[x] >> 4)) >> 16) + ((b1 * (r1[x] >> 4)) >> 16);
-                v = (v + 2) >> 2;
-                out[x] = static_cast<T>(v < 0 ? 0 : (v > 255 ? 255 : v));
-            }
+        auto vertical = [w](const int32_t* const* rows, const STap& t, T* out) {
+            LinearColumnBytes(rows[0], rows[1], SaturateCast<int16_t>(t.weight[0] * 2048.0f),
+                              SaturateCast<int16_t>(t.weight[1] * 2048.0f), out, w);
         };
         TwoPass<2, T, int32_t>(src, dst, yt, horizontal, vertical);
     } else {

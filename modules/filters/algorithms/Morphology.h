@@ -56,15 +56,54 @@ struct SExtreme {
 };
 
 template <bool MIN, class T>
-ORVA_FILTERS_CLONES void PickTwo(T* out, const T* a, const T* b, int64_t n) {
-    for (int64_t i = 0; i < n; ++i)
-        out[i] = SExtreme<T, MIN>::Pick(a[i], b[i]);
-}
-
-template <bool MIN, class T>
 ORVA_FILTERS_CLONES void PickRows(T* acc, const T* in, int64_t n) {
     for (int64_t i = 0; i < n; ++i)
         acc[i] = SExtreme<T, MIN>::Pick(acc[i], in[i]);
+}
+
+// out[x] = the extremum of in[0][x], ..., in[K - 1][x], picked in that order: one pass over
+// all K rows, vectorised.
+template <bool MIN, int K, class T>
+ORVA_FILTERS_CLONES void FoldRows(const T* const* in, T* __restrict out, int64_t n) {
+    const T* p[K];
+    for (int i = 0; i < K; ++i)
+        p[i] = in[i];
+    for (int64_t x = 0; x < n; ++x) {
+        T v = p[0][x];
+        for (int i = 1; i < K; ++i)
+            v = SExtreme<T, MIN>::Pick(v, p[i][x]);
+        out[x] = v;
+    }
+}
+
+// FoldRows for 1 to FOLD_MOST rows.
+inline constexpr int64_t FOLD_MOST = 8;
+template <bool MIN, class T>
+void Fold(const T* const* in, int64_t count, T* out, int64_t n) {
+    if (!WithCount(count, [&]<int K>() { FoldRows<MIN, K>(in, out, n); }))
+        throw CException("Filters::Morphology", "too many rows to fold");
+}
+
+// out[x] = the extremum of row[x - ax .. x - ax + k - 1] within [0, w), k <= FOLD_MOST: the
+// interior as k shifted copies of the row, the ends sample by sample.
+template <bool MIN, class T>
+void RowWindow(const T* row, T* out, int64_t w, int64_t k, int64_t ax) {
+    using E = SExtreme<T, MIN>;
+    const int64_t lo = std::min(ax, w), hi = std::max(lo, w - (k - 1 - ax));
+    const T* shifted[FOLD_MOST];
+    for (int64_t i = 0; i < k; ++i)
+        shifted[i] = row + lo - ax + i;
+    if (hi > lo) Fold<MIN>(shifted, k, out + lo, hi - lo);
+    auto edge = [&](int64_t x) {
+        T v = E::Neutral();
+        for (int64_t i = std::max<int64_t>(0, ax - x); i < k && x - ax + i < w; ++i)
+            v = E::Pick(v, row[x - ax + i]);
+        out[x] = v;
+    };
+    for (int64_t x = 0; x < lo; ++x)
+        edge(x);
+    for (int64_t x = hi; x < w; ++x)
+        edge(x);
 }
 
 // out[x] = extremum of e[x .. x + k - 1] for x < n; `work` holds n + k samples.
@@ -114,7 +153,7 @@ void RectangleExtremum(SPlane<const T> src, SPlane<T> dst, int64_t kw, int64_t k
     using E = SExtreme<T, MIN>;
     const int64_t w = src.width, h = src.height, ax = kw / 2, ay = kh / 2;
     std::vector<T> ext(static_cast<size_t>(w + kw - 1)), work(static_cast<size_t>(w + 2 * kw));
-    if (kh <= 8) {
+    if (kh <= FOLD_MOST) {
         // Row extrema of the window's rows in a ring, each source row once; columns directly.
         std::vector<T> ring(static_cast<size_t>(kh * w));
         std::vector<int64_t> held(static_cast<size_t>(kh), -1);
@@ -124,21 +163,18 @@ void RectangleExtremum(SPlane<const T> src, SPlane<T> dst, int64_t kw, int64_t k
             for (int64_t s = std::max<int64_t>(y - ay, 0); s < std::min(y - ay + kh, h); ++s) {
                 T* slot = ring.data() + (s % kh) * w;
                 if (held[static_cast<size_t>(s % kh)] != s) {
-                    ExtendRow(src, s, ax, kw - 1 - ax, EnBorder::CONSTANT, E::Neutral(),
-                              ext.data());
-                    RunExtremum<MIN>(ext.data(), slot, w, kw, work.data());
+                    if (kw <= FOLD_MOST) {
+                        RowWindow<MIN>(src.Row(s), slot, w, kw, ax);
+                    } else {
+                        ExtendRow(src, s, ax, kw - 1 - ax, EnBorder::CONSTANT, E::Neutral(),
+                                  ext.data());
+                        RunExtremum<MIN>(ext.data(), slot, w, kw, work.data());
+                    }
                     held[static_cast<size_t>(s % kh)] = s;
                 }
                 window.push_back(slot);
             }
-            T* out = dst.Row(y);
-            if (window.size() == 1) {
-                std::memcpy(out, window[0], static_cast<size_t>(w) * sizeof(T));
-                continue;
-            }
-            PickTwo<MIN>(out, window[0], window[1], w);
-            for (size_t i = 2; i < window.size(); ++i)
-                PickRows<MIN>(out, window[i], w);
+            Fold<MIN>(window.data(), static_cast<int64_t>(window.size()), dst.Row(y), w);
         }
         return;
     }

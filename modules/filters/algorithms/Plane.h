@@ -106,6 +106,32 @@ void ExtendRow(const SPlane<const T>& src, int64_t y, int64_t left, int64_t righ
     }
 }
 
+// Calls f.template operator()<N>() with N = n for n from 1 to 8, so that loops over a few
+// rows or taps get a count known at compile time; returns false for other n.
+template <class F>
+bool WithCount(int64_t n, F&& f) {
+    switch (n) {
+        case 1:
+            return f.template operator()<1>(), true;
+        case 2:
+            return f.template operator()<2>(), true;
+        case 3:
+            return f.template operator()<3>(), true;
+        case 4:
+            return f.template operator()<4>(), true;
+        case 5:
+            return f.template operator()<5>(), true;
+        case 6:
+            return f.template operator()<6>(), true;
+        case 7:
+            return f.template operator()<7>(), true;
+        case 8:
+            return f.template operator()<8>(), true;
+        default:
+            return false;
+    }
+}
+
 // Round half to even, as OpenCV's cvRound and saturate_cast do.
 inline int64_t RoundEven(double v) {
     return static_cast<int64_t>(std::nearbyint(v));

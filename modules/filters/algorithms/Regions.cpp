@@ -1,5 +1,7 @@
 #include "Regions.h"
 
+#include <algorithm>
+
 namespace ORVA::Filters::Detail {
 
 namespace {
@@ -12,7 +14,31 @@ double Central(int64_t n, int64_t sab, int64_t sa, int64_t sb) {
 
 }  // namespace
 
-std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums, bool intensity) {
+void AddRun(SRegionSums& s, int64_t x0, int64_t x1, int64_t y) {
+    if (s.count == 0) {
+        s.minX = x0;
+        s.minY = y;
+    }
+    const int64_t n = x1 - x0, last = x1 - 1;
+    // Sums of x and x^2 over x0 .. last from those over 0 .. k.
+    auto squares = [](int64_t k) {
+        if (k < (int64_t(1) << 20)) return k * (k + 1) * (2 * k + 1) / 6;  // no 128-bit division
+        return static_cast<int64_t>(static_cast<__int128>(k) * (k + 1) * (2 * k + 1) / 6);
+    };
+    const int64_t sx = (x0 + last) * n / 2, sxx = squares(last) - (x0 > 0 ? squares(x0 - 1) : 0);
+    s.count += n;
+    s.sx += sx;
+    s.sy += n * y;
+    s.sxx += sxx;
+    s.syy += n * y * y;
+    s.sxy += sx * y;
+    s.minX = std::min(s.minX, x0);
+    s.maxX = std::max(s.maxX, last);
+    s.maxY = y;
+}
+
+std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums,
+                            const std::vector<int64_t>& labels, bool intensity) {
     const double root2 = std::sqrt(2.0);
     double weights[10];
     for (int i = 0; i < 10; ++i) {
@@ -21,11 +47,11 @@ std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums, bool intensity
             code == 21 || code == 33 ? root2 : (code == 13 || code == 23 ? (1 + root2) / 2 : 1.0);
     }
     std::vector<SRegion> regions;
-    for (size_t label = 1; label < sums.size(); ++label) {
-        const SRegionSums& s = sums[label];
+    for (size_t i = 1; i < sums.size(); ++i) {
+        const SRegionSums& s = sums[i];
         if (s.count == 0) continue;
         SRegion r;
-        r.label = static_cast<int64_t>(label);
+        r.label = labels[i];
         r.area = s.count;
         const double n = static_cast<double>(s.count);
         r.centroidX = static_cast<double>(s.sx) / n;
@@ -54,6 +80,8 @@ std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums, bool intensity
         }
         regions.push_back(r);
     }
+    std::sort(regions.begin(), regions.end(),
+              [](const SRegion& a, const SRegion& b) { return a.label < b.label; });
     return regions;
 }
 

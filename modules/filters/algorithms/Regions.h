@@ -17,10 +17,14 @@
 //   these with floating sums and LAPACK, so they agree to about 1e-12 relative, except where
 //   a == c or b == 0 exactly: its rounding then picks the side (pi/4 or -pi/4, pi/2 or -pi/2).
 // - mean, minimum and maximum of an intensity plane over the region (when one is given).
-// Labels are the integer part of the samples; negative labels and labels beyond 2^24 throw.
+// Labels are the integer part of the samples, 0 to 2^31 - 1 (others throw), as sparse as they
+// come: memory follows the number of labels present, not their values.
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "Plane.h"
@@ -48,27 +52,74 @@ struct SRegionSums {
 
 inline constexpr int PERIMETER_CODES[10] = {5, 7, 13, 15, 17, 21, 23, 25, 27, 33};
 
-// The index of a code in PERIMETER_CODES, or -1.
-inline int CodeIndex(int code) {
-    for (int i = 0; i < 10; ++i)
-        if (PERIMETER_CODES[i] == code) return i;
-    return -1;
-}
+// The index in PERIMETER_CODES of each code 0 .. 49, or -1.
+inline constexpr auto CODE_INDEX = [] {
+    std::array<int8_t, 50> index{};
+    for (int c = 0; c < 50; ++c) {
+        index[size_t(c)] = -1;
+        for (int8_t i = 0; i < 10; ++i)
+            if (PERIMETER_CODES[i] == c) index[size_t(c)] = i;
+    }
+    return index;
+}();
 
-std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums, bool intensity);
+// The regions in increasing label order; `labels[i]` is the label of sums[i], and entry 0
+// (background) is skipped.
+std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums,
+                            const std::vector<int64_t>& labels, bool intensity);
 
 template <class L>
 int64_t LabelOf(L v) {
-    if constexpr (std::is_floating_point_v<L>) {
-        if (!(v >= 0) || v >= L(1 << 24))
-            throw CException("Filters::RegionProperties", "labels must be 0 to 2^24");
-        return static_cast<int64_t>(v);
-    } else {
-        if (static_cast<uint64_t>(v) >= (uint64_t(1) << 24))
-            throw CException("Filters::RegionProperties", "labels must be 0 to 2^24");
-        return static_cast<int64_t>(v);
-    }
+    constexpr int64_t LIMIT = int64_t(1) << 31;
+    bool valid;
+    if constexpr (std::is_floating_point_v<L>)
+        valid = v >= 0 && v < static_cast<L>(LIMIT);
+    else
+        valid = std::cmp_greater_equal(v, 0) && std::cmp_less(v, LIMIT);
+    if (!valid) throw CException("Filters::RegionProperties", "labels must be 0 to 2^31 - 1");
+    return static_cast<int64_t>(v);
 }
+
+// Places for the labels present (place 0 is label 0): a table filled as labels are met when
+// the largest label is within a few times the pixel count, a sorted list of the labels
+// otherwise, so memory follows the image and not the label values.
+class CLabelIndex {
+  public:
+    // each(visit) calls visit(label) for every label present, in any order, with repeats; it
+    // is only used for labels too large for a table.
+    template <class F>
+    CLabelIndex(F each, int64_t top, int64_t pixels) : m_labels{0} {
+        if (top <= std::max<int64_t>(4 * pixels, 1 << 16)) {
+            m_table.assign(static_cast<size_t>(top + 1), 0);
+            return;
+        }
+        each([&](int64_t l) {
+            if (l != m_labels.back()) m_labels.push_back(l);
+        });
+        std::sort(m_labels.begin(), m_labels.end());
+        m_labels.erase(std::unique(m_labels.begin(), m_labels.end()), m_labels.end());
+    }
+    int32_t operator()(int64_t label) {
+        if (m_table.empty())
+            return static_cast<int32_t>(std::lower_bound(m_labels.begin(), m_labels.end(), label) -
+                                        m_labels.begin());
+        int32_t& place = m_table[static_cast<size_t>(label)];
+        if (place == 0 && label != 0) {
+            place = static_cast<int32_t>(m_labels.size());
+            m_labels.push_back(label);
+        }
+        return place;
+    }
+    // The label of each place.
+    const std::vector<int64_t>& Labels() const { return m_labels; }
+
+  private:
+    std::vector<int64_t> m_labels;
+    std::vector<int32_t> m_table;
+};
+
+// Adds the run of pixels x0 .. x1 - 1 of row y to `s` (its box, count and moments).
+void AddRun(SRegionSums& s, int64_t x0, int64_t x1, int64_t y);
 
 }  // namespace Detail
 
@@ -80,30 +131,65 @@ std::vector<SRegion> RegionProperties(SPlane<const L> labels,
     const bool measured = intensity.data != nullptr;
     if (measured) CheckSameSize(labels, intensity, "Filters::RegionProperties");
     const int64_t w = labels.width, h = labels.height;
+    // The largest label, every label checked.
     int64_t top = 0;
-    for (int64_t y = 0; y < h; ++y)
-        for (int64_t x = 0; x < w; ++x)
-            top = std::max(top, Detail::LabelOf(labels.Row(y)[x]));
-    std::vector<Detail::SRegionSums> sums(static_cast<size_t>(top + 1));
-    // Labels and border flags of four rows: the next row is read while the previous one is in use.
-    std::vector<uint8_t> flags(static_cast<size_t>(4 * (w + 2)), 0);
-    std::vector<int64_t> ids(static_cast<size_t>(4 * w), 0);
-    auto idRow = [&](int64_t y) { return ids.data() + (y % 4) * w; };
-    auto flagRow = [&](int64_t y) { return flags.data() + (y % 4) * (w + 2) + 1; };
-    auto fill = [&](int64_t y) {  // labels of row y as integers, then its border flags
-        int64_t* id = idRow(y);
-        for (int64_t x = 0; x < w; ++x)
-            id[x] = static_cast<int64_t>(labels.Row(y)[x]);
+    for (int64_t y = 0; y < h; ++y) {
+        const L* row = labels.Row(y);
+        L low = 0, high = 0;
+        bool valid = true;
+        for (int64_t x = 0; x < w; ++x) {
+            if constexpr (std::is_floating_point_v<L>) valid &= !std::isnan(row[x]);
+            low = std::min(low, row[x]);
+            high = std::max(high, row[x]);
+        }
+        if (!valid) throw CException("Filters::RegionProperties", "labels must be 0 to 2^31 - 1");
+        Detail::LabelOf(low);
+        top = std::max(top, Detail::LabelOf(high));
+    }
+    // The labels at every change along the rows: all that are present, few times each.
+    auto each = [&](auto visit) {
+        for (int64_t y = 0; y < h; ++y) {
+            const L* row = labels.Row(y);
+            for (int64_t x = 0; x < w; ++x)
+                if (x == 0 || row[x] != row[x - 1]) visit(static_cast<int64_t>(row[x]));
+        }
+    };
+    Detail::CLabelIndex index(each, top, w * h);
+    std::vector<Detail::SRegionSums> sums;
+    // Places of the labels and border flags of four rows: the next row is read while the
+    // previous one is in use. Rows have a zero column at each end and a fifth row of zeros
+    // stands for the rows outside, so neighbours outside the image are background.
+    std::vector<uint8_t> flags(static_cast<size_t>(5 * (w + 2)), 0);
+    std::vector<int32_t> ids(static_cast<size_t>(5 * (w + 2)), 0);
+    auto slot = [&](int64_t y) { return (y < 0 || y >= h ? 4 : y % 4) * (w + 2) + 1; };
+    auto idRow = [&](int64_t y) { return ids.data() + slot(y); };
+    auto flagRow = [&](int64_t y) { return flags.data() + slot(y); };
+    auto fill = [&](int64_t y) {
+        const L* row = labels.Row(y);
+        int32_t* id = idRow(y);
+        for (int64_t x0 = 0, x1 = 0; x0 < w; x0 = x1) {
+            const L v = row[x0];
+            const int32_t place = index(static_cast<int64_t>(v));
+            id[x0] = place;
+            for (x1 = x0 + 1; x1 < w && row[x1] == v; ++x1)
+                id[x1] = place;
+        }
     };
     auto border = [&](int64_t y) {
-        const int64_t* id = idRow(y);
-        const int64_t* up = y > 0 ? idRow(y - 1) : nullptr;
-        const int64_t* down = y + 1 < h ? idRow(y + 1) : nullptr;
+        const int32_t* id = idRow(y);
+        const int32_t* up = idRow(y - 1);
+        const int32_t* down = idRow(y + 1);
         uint8_t* f = flagRow(y);
-        for (int64_t x = 0; x < w; ++x) {
-            const int64_t l = id[x];
-            f[x] = l != 0 && (x == 0 || x == w - 1 || !up || !down || id[x - 1] != l ||
-                              id[x + 1] != l || up[x] != l || down[x] != l);
+        if (y == 0 || y + 1 == h) {
+            for (int64_t x = 0; x < w; ++x)
+                f[x] = id[x] != 0;
+            return;
+        }
+        f[0] = id[0] != 0;
+        f[w - 1] = id[w - 1] != 0;
+        for (int64_t x = 1; x + 1 < w; ++x) {
+            const int32_t l = id[x];
+            f[x] = (l != 0) & ((id[x - 1] != l) | (id[x + 1] != l) | (up[x] != l) | (down[x] != l));
         }
     };
     if (h > 0) fill(0);
@@ -112,51 +198,46 @@ std::vector<SRegion> RegionProperties(SPlane<const L> labels,
     for (int64_t y = 0; y < h; ++y) {
         if (y + 2 < h) fill(y + 2);
         if (y + 1 < h) border(y + 1);
-        const int64_t* id = idRow(y);
-        const int64_t* up = y > 0 ? idRow(y - 1) : nullptr;
-        const int64_t* down = y + 1 < h ? idRow(y + 1) : nullptr;
-        const uint8_t* f = flagRow(y);
-        const uint8_t* fu = y > 0 ? flagRow(y - 1) : nullptr;
-        const uint8_t* fd = y + 1 < h ? flagRow(y + 1) : nullptr;
+        const int32_t *id = idRow(y), *up = idRow(y - 1), *down = idRow(y + 1);
+        const uint8_t *f = flagRow(y), *fu = flagRow(y - 1), *fd = flagRow(y + 1);
         const I* value = measured ? intensity.Row(y) : nullptr;
-        for (int64_t x = 0; x < w; ++x) {
-            const int64_t l = id[x];
+        sums.resize(index.Labels().size());  // places met by the rows read so far
+        for (int64_t x0 = 0, x1 = 0; x0 < w; x0 = x1) {
+            // One run of equal labels at a time: its box and moments in closed form.
+            const int32_t l = id[x0];
+            for (x1 = x0 + 1; x1 < w && id[x1] == l;)
+                ++x1;
             if (l == 0) continue;
             Detail::SRegionSums& s = sums[static_cast<size_t>(l)];
-            if (s.count == 0) {
-                s.minX = s.maxX = x;
-                s.minY = s.maxY = y;
-                if (measured) s.minimum = s.maximum = static_cast<double>(value[x]);
-            }
-            ++s.count;
-            s.sx += x;
-            s.sy += y;
-            s.sxx += x * x;
-            s.syy += y * y;
-            s.sxy += x * y;
-            s.minX = std::min(s.minX, x);
-            s.maxX = std::max(s.maxX, x);
-            s.maxY = y;
             if (measured) {
-                const double v = static_cast<double>(value[x]);
-                s.sum += v;
-                s.minimum = std::min(s.minimum, v);
-                s.maximum = std::max(s.maximum, v);
+                // In pixel order, so the sum rounds as a plain loop over the region's pixels.
+                double sum = s.sum, low = s.count ? s.minimum : static_cast<double>(value[x0]);
+                double high = s.count ? s.maximum : low;
+                for (int64_t x = x0; x < x1; ++x) {
+                    const double v = static_cast<double>(value[x]);
+                    sum += v;
+                    low = std::min(low, v);
+                    high = std::max(high, v);
+                }
+                s.sum = sum, s.minimum = low, s.maximum = high;
             }
-            if (!f[x]) continue;
-            // Border neighbours of the same region (the flags' zero columns stand for outside).
-            auto same = [&](const int64_t* row, const uint8_t* fr, int64_t i) {
-                return row && i >= 0 && i < w && row[i] == l && fr[i];
-            };
-            const int straight =
-                same(id, f, x - 1) + same(id, f, x + 1) + same(up, fu, x) + same(down, fd, x);
-            const int diagonal = same(up, fu, x - 1) + same(up, fu, x + 1) + same(down, fd, x - 1) +
-                                 same(down, fd, x + 1);
-            const int index = Detail::CodeIndex(1 + 2 * straight + 10 * diagonal);
-            if (index >= 0) ++s.codes[index];
+            Detail::AddRun(s, x0, x1, y);
+            for (int64_t x = x0; x < x1; ++x) {
+                if (!f[x]) continue;
+                // Border neighbours of the same region.
+                auto same = [&](const int32_t* row, const uint8_t* fr, int64_t i) {
+                    return int(row[i] == l) & fr[i];
+                };
+                const int straight =
+                    same(id, f, x - 1) + same(id, f, x + 1) + same(up, fu, x) + same(down, fd, x);
+                const int diagonal = same(up, fu, x - 1) + same(up, fu, x + 1) +
+                                     same(down, fd, x - 1) + same(down, fd, x + 1);
+                const int code = Detail::CODE_INDEX[1 + 2 * straight + 10 * diagonal];
+                if (code >= 0) ++s.codes[code];
+            }
         }
     }
-    return Detail::Finish(sums, measured);
+    return Detail::Finish(sums, index.Labels(), measured);
 }
 
 }  // namespace ORVA::Filters

@@ -1,0 +1,86 @@
+#include "Geometry.h"
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace ORVA::Filters::Detail {
+
+namespace {
+
+void LinearTapsPlain(const uint8_t* in, const int32_t* index, const uint32_t* weights, int32_t* out,
+                     int64_t begin, int64_t end) {
+    for (int64_t x = begin; x < end; ++x) {
+        const uint8_t* p = in + index[x];
+        out[x] = p[0] * static_cast<int32_t>(weights[x] & 0xffff) +
+                 p[1] * static_cast<int32_t>(weights[x] >> 16);
+    }
+}
+
+#if defined(__x86_64__)
+__attribute__((target("ssse3"))) void LinearTapsShuffled(const uint8_t* in, const int32_t* index,
+                                                         const uint32_t* weights,
+                                                         const uint8_t* shuffle, int32_t* out,
+                                                         int64_t w) {
+    int64_t x = 0;
+    for (; x + 4 <= w; x += 4, shuffle += 16) {
+        if (shuffle[0] == 0xff) {  // the group spans more than 16 bytes or ends the row
+            LinearTapsPlain(in, index, weights, out, x, x + 4);
+            continue;
+        }
+        const __m128i q = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + index[x]));
+        const __m128i m = _mm_loadu_si128(reinterpret_cast<const __m128i*>(shuffle));
+        const __m128i k = _mm_loadu_si128(reinterpret_cast<const __m128i*>(weights + x));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
+                         _mm_madd_epi16(_mm_shuffle_epi8(q, m), k));
+    }
+    LinearTapsPlain(in, index, weights, out, x, w);
+}
+#endif
+
+}  // namespace
+
+ORVA_FILTERS_CLONES void LinearColumnBytes(const int32_t* r0, const int32_t* r1, int16_t b0,
+                                           int16_t b1, uint8_t* out, int64_t w) {
+    for (int64_t x = 0; x < w; ++x) {
+        const auto s0 = static_cast<int16_t>(r0[x] >> 4), s1 = static_cast<int16_t>(r1[x] >> 4);
+        int32_t v = ((b0 * s0) >> 16) + ((b1 * s1) >> 16);
+        v = (v + 2) >> 2;
+        out[x] = static_cast<uint8_t>(v < 0 ? 0 : (v > 255 ? 255 : v));
+    }
+}
+
+CLinearRowBytes::CLinearRowBytes(std::vector<int32_t> index, std::vector<uint32_t> weights,
+                                 int64_t n)
+    : m_index(std::move(index)), m_weights(std::move(weights)) {
+#if defined(__x86_64__)
+    if (!__builtin_cpu_supports("ssse3")) return;
+    const size_t groups = m_index.size() / 4;
+    m_shuffle.assign(groups * 16, 0x80);  // 0x80: a zero byte
+    for (size_t g = 0; g < groups; ++g) {
+        const int32_t first = m_index[4 * g];
+        uint8_t* mask = &m_shuffle[16 * g];
+        if (m_index[4 * g + 3] + 1 - first >= 16 || first + 16 > n) {
+            mask[0] = 0xff;
+            continue;
+        }
+        // Tap j's two samples as 16-bit words 2j and 2j + 1.
+        for (size_t j = 0; j < 4; ++j) {
+            const auto offset = static_cast<uint8_t>(m_index[4 * g + j] - first);
+            mask[4 * j] = offset;
+            mask[4 * j + 2] = static_cast<uint8_t>(offset + 1);
+        }
+    }
+#endif
+}
+
+void CLinearRowBytes::operator()(const uint8_t* in, int32_t* out) const {
+    const auto w = static_cast<int64_t>(m_index.size());
+#if defined(__x86_64__)
+    if (!m_shuffle.empty())
+        return LinearTapsShuffled(in, m_index.data(), m_weights.data(), m_shuffle.data(), out, w);
+#endif
+    LinearTapsPlain(in, m_index.data(), m_weights.data(), out, 0, w);
+}
+
+}  // namespace ORVA::Filters::Detail
