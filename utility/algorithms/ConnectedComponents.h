@@ -235,7 +235,7 @@ class CPlaneLabeller {
             if (v == 0) {
             } else if (x > 0 && v == row[x - 1]) {
                 l = left;
-                if (!REPLAY && v == upper[x] && !(v == upper[x - 1])) l = Union(l, above[x]);
+                if (!REPLAY && ((v == upper[x]) & !(v == upper[x - 1]))) l = Union(l, above[x]);
             } else if (v == upper[x]) {
                 l = above[x];
             } else {
