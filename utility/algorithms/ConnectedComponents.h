@@ -163,19 +163,23 @@ class CPlaneLabeller {
     // ---- 4-neighbourhood ----
 
     // Provisional labels are made in raster order, so the smallest label of a region (its
-    // root) is made at its first pixel: the second pass numbers each root where it replays
-    // the root's making, and copies numbers where the first pass copied labels.
+    // root) is made at its first pixel: numbering the roots in label order numbers the regions
+    // in the order of their first pixels, and the second pass replays the first one's choices
+    // with every made label replaced by its number.
     template <class In, class Out>
     uint64_t Label4(const In* in, Out* out, int64_t width, int64_t height) {
         m_zero.assign(static_cast<size_t>(width) * sizeof(In), 0);
         m_rows.assign(2 * static_cast<size_t>(width), 0);
         m_noisy.resize(static_cast<size_t>(height));
-        for (int64_t y = 0; y < height; ++y)
-            m_noisy[static_cast<size_t>(y)] = 8 * Irregularity(in + y * width, width) > 3 * width;
         ResetLabels();
         Scan4<false>(in, out, width, height);
+        // Each label's entry becomes its region's number; a parent is always below its child.
+        Index* parent = m_parent.data();
+        Index regions = 0;
+        for (size_t k = 1; k <= m_count; ++k)
+            parent[k] = parent[k] == k ? ++regions : parent[parent[k]];
+        m_regions = regions;
         m_count = 0;
-        m_regions = 0;
         m_rows.assign(2 * static_cast<size_t>(width), 0);
         Scan4<true>(in, out, width, height);
         return m_regions;
@@ -198,7 +202,11 @@ class CPlaneLabeller {
         const In* upper = reinterpret_cast<const In*>(m_zero.data());
         for (int64_t y = 0; y < height; ++y) {
             const In* row = in + y * width;
-            if constexpr (!REPLAY) Reserve(static_cast<size_t>(width));
+            if constexpr (!REPLAY) {
+                // Measured on the row while it is in the cache; the replay takes the same path.
+                Reserve(static_cast<size_t>(width));
+                m_noisy[static_cast<size_t>(y)] = 8 * Irregularity(row, width) > 3 * width;
+            }
             if (m_noisy[static_cast<size_t>(y)])
                 Row4Masked<REPLAY>(row, upper, above, current, width);
             else
@@ -217,66 +225,74 @@ class CPlaneLabeller {
     template <bool REPLAY, class In>
     void Row4(const In* row, const In* upper, const Index* above, Index* current, int64_t width) {
         Index* parent = m_parent.data();
-        Index made = static_cast<Index>(m_count), regions = static_cast<Index>(m_regions);
+        Index made = static_cast<Index>(m_count), left = 0;
         for (int64_t x = 0; x < width; ++x) {
             const In v = row[x];
             Index l = 0;
+            // Left first: its branch changes only where runs of the row do. Up joins in only
+            // where a run of the row above starts, since left and up are joined already when
+            // up-left equals both.
             if (v == 0) {
+            } else if (x > 0 && v == row[x - 1]) {
+                l = left;
+                if (!REPLAY && ((v == upper[x]) & !(v == upper[x - 1]))) l = Union(l, above[x]);
             } else if (v == upper[x]) {
                 l = above[x];
-                // Left and up are joined already when up-left equals both.
-                if (!REPLAY && x > 0 && v == row[x - 1] && !(v == upper[x - 1]))
-                    l = Union(l, current[x - 1]);
-            } else if (x > 0 && v == row[x - 1]) {
-                l = current[x - 1];
             } else {
-                l = NewLabel4<REPLAY>(parent, made, regions);
+                l = NewLabel4<REPLAY>(parent, made);
             }
-            current[x] = l;
+            current[x] = left = l;
         }
         m_count = made;
-        m_regions = regions;
     }
 
     // Makes the next label, or in the replay its number: labels are numbered in the order
     // made, so entries below it already hold numbers, and a parent is always below its child.
     template <bool REPLAY>
-    static Index NewLabel4(Index* parent, Index& made, Index& regions) {
+    static Index NewLabel4(Index* parent, Index& made) {
         const Index l = ++made;
-        if constexpr (REPLAY) {
-            const Index p = parent[l];
-            return parent[l] = p == l ? ++regions : parent[p];
-        } else {
+        if constexpr (REPLAY)
+            return parent[l];
+        else
             return parent[l] = l;
-        }
     }
 
-    // The same with the copies selected by masks: only new labels and unions, the rarer
-    // cases, branch.
+    // `yes` where `condition` holds, else `no`, without a branch.
+    static Index Select(bool condition, Index yes, Index no) {
+        return no ^ ((yes ^ no) & (Index(0) - Index(condition)));
+    }
+
+    // The same without a branch on the pixel's case: only unions, the rarest case, branch.
+    // The table has room for the next label, which is made whether or not it is taken.
     template <bool REPLAY, class In>
     void Row4Masked(const In* row, const In* upper, const Index* above, Index* current,
                     int64_t width) {
         Index* parent = m_parent.data();
-        Index made = static_cast<Index>(m_count), regions = static_cast<Index>(m_regions);
+        Index made = static_cast<Index>(m_count);
         Index left = 0;
         In leftValue = 0, upLeftValue = 0;
         for (int64_t x = 0; x < width; ++x) {
             const In v = row[x], u = upper[x];
             const Index up = above[x];
             const bool on = v != 0, equalUp = on & (v == u), equalLeft = on & (v == leftValue);
-            Index l = left ^ ((left ^ up) & (Index(0) - Index(equalUp)));
-            if (on & !equalUp & !equalLeft) {
-                l = NewLabel4<REPLAY>(parent, made, regions);
-            } else if (!REPLAY && equalUp & equalLeft & !(v == upLeftValue)) {
-                l = Union(l, left);
+            const bool fresh = on & !equalUp & !equalLeft;
+            Index l = Select(equalUp, up, left);
+            // The next label is prepared whether or not the pixel takes it.
+            const Index next = made + 1;
+            if constexpr (REPLAY) {
+                l = Select(fresh, parent[next], l);
+            } else {
+                parent[next] = next;
+                l = Select(fresh, next, l);
+                if (equalUp & equalLeft & !(v == upLeftValue)) l = Union(l, left);
             }
+            made += fresh;
             l &= Index(0) - Index(on);
             current[x] = left = l;
             leftValue = v;
             upLeftValue = u;
         }
         m_count = made;
-        m_regions = regions;
     }
 
     // ---- 8-neighbourhood on one value, 2 x 2 blocks ----
