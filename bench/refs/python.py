@@ -20,6 +20,8 @@ try:
     import orva
 except ImportError:
     orva = None
+if orva is not None and not hasattr(orva, "Node"):
+    orva = None  # a leftover folder, not the built package
 
 
 def calls_1x1(data_dir):
