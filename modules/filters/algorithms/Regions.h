@@ -164,15 +164,24 @@ std::vector<SRegion> RegionProperties(SPlane<const L> labels,
     auto slot = [&](int64_t y) { return (y < 0 || y >= h ? 4 : y % 4) * (w + 2) + 1; };
     auto idRow = [&](int64_t y) { return ids.data() + slot(y); };
     auto flagRow = [&](int64_t y) { return flags.data() + slot(y); };
+    // The runs of equal labels of each of those rows, found once as the row is read.
+    struct SRun {
+        int64_t x0, x1;
+        int32_t place;
+    };
+    std::vector<SRun> runs[4];
     auto fill = [&](int64_t y) {
         const L* row = labels.Row(y);
         int32_t* id = idRow(y);
+        std::vector<SRun>& found = runs[y % 4];
+        found.clear();
         for (int64_t x0 = 0, x1 = 0; x0 < w; x0 = x1) {
             const L v = row[x0];
             const int32_t place = index(static_cast<int64_t>(v));
             id[x0] = place;
             for (x1 = x0 + 1; x1 < w && row[x1] == v; ++x1)
                 id[x1] = place;
+            if (place != 0) found.push_back({x0, x1, place});
         }
     };
     auto border = [&](int64_t y) {
@@ -202,12 +211,10 @@ std::vector<SRegion> RegionProperties(SPlane<const L> labels,
         const uint8_t *f = flagRow(y), *fu = flagRow(y - 1), *fd = flagRow(y + 1);
         const I* value = measured ? intensity.Row(y) : nullptr;
         sums.resize(index.Labels().size());  // places met by the rows read so far
-        for (int64_t x0 = 0, x1 = 0; x0 < w; x0 = x1) {
+        for (const SRun& run : runs[y % 4]) {
             // One run of equal labels at a time: its box and moments in closed form.
-            const int32_t l = id[x0];
-            for (x1 = x0 + 1; x1 < w && id[x1] == l;)
-                ++x1;
-            if (l == 0) continue;
+            const int64_t x0 = run.x0, x1 = run.x1;
+            const int32_t l = run.place;
             Detail::SRegionSums& s = sums[static_cast<size_t>(l)];
             if (measured) {
                 // In pixel order, so the sum rounds as a plain loop over the region's pixels.
