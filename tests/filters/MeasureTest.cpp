@@ -137,6 +137,55 @@ TEST(Regions, SparseLabelsMatchAPixelByPixelCount) {
     EXPECT_THROW(RegionProperties(beyond.In()), ORVA::CException);
 }
 
+// Perimeters against a literal count of border pixels and their codes, with runs longer than
+// the packed counters hold and labels whose samples differ within a run (1.2 next to 1.7).
+TEST(Regions, PerimeterMatchesALiteralCount) {
+    const float values[] = {0.0f, 1.2f, 1.7f, 2.0f, 5.0f};
+    for (int64_t width : {1, 6, 150}) {
+        SImage<float> pick = Random<float>(width, 13, 0, 5, unsigned(width), 2);
+        SImage<float> lengths = Random<float>(width, 13, 1, 100, unsigned(width) + 7);
+        SImage<float> labels(width, 13, 2);
+        for (int64_t y = 0; y < 13; ++y)
+            for (int64_t x = 0, end = 0; x < width; ++x) {
+                if (x == end) end = x + int64_t(lengths.At(x, y));
+                labels.At(x, y) = values[size_t(pick.At(end - 1 < width ? end - 1 : x, y)) % 5];
+            }
+        auto label = [&](int64_t x, int64_t y) {
+            return x < 0 || y < 0 || x >= width || y >= 13 ? 0 : int64_t(labels.At(x, y));
+        };
+        auto border = [&](int64_t x, int64_t y) {
+            const int64_t l = label(x, y);
+            return l != 0 && (label(x - 1, y) != l || label(x + 1, y) != l ||
+                              label(x, y - 1) != l || label(x, y + 1) != l);
+        };
+        const std::vector<SRegion> regions = RegionProperties(labels.In());
+        for (const SRegion& r : regions) {
+            int64_t counts[50] = {};
+            for (int64_t y = 0; y < 13; ++y)
+                for (int64_t x = 0; x < width; ++x) {
+                    if (label(x, y) != r.label || !border(x, y)) continue;
+                    auto same = [&](int64_t i, int64_t j) {
+                        return int(label(i, j) == r.label && border(i, j));
+                    };
+                    ++counts[1 +
+                             2 * (same(x - 1, y) + same(x + 1, y) + same(x, y - 1) +
+                                  same(x, y + 1)) +
+                             10 * (same(x - 1, y - 1) + same(x + 1, y - 1) + same(x - 1, y + 1) +
+                                   same(x + 1, y + 1))];
+                }
+            double perimeter = 0;
+            for (int code : ORVA::Filters::Detail::PERIMETER_CODES) {
+                const double weight = code == 21 || code == 33   ? std::sqrt(2.0)
+                                      : code == 13 || code == 23 ? (1 + std::sqrt(2.0)) / 2
+                                                                 : 1.0;
+                perimeter += static_cast<double>(counts[code]) * weight;
+            }
+            EXPECT_EQ(r.perimeter, perimeter) << width << " label " << r.label;
+        }
+        EXPECT_EQ(regions.size(), 3u) << width;
+    }
+}
+
 TEST(Colour, LumaAndMaps) {
     // (r 4899 + g 9617 + b 1868 + 8192) >> 14 on bytes.
     SImage<uint8_t> r(4, 1, {255, 0, 0, 255}), g(4, 1, {0, 255, 0, 255}), b(4, 1, {0, 0, 255, 255});

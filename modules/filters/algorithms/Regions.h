@@ -63,6 +63,16 @@ inline constexpr auto CODE_INDEX = [] {
     return index;
 }();
 
+// 1 << (6 * i) for each code 0 .. 49 whose index in PERIMETER_CODES is i, 0 for the others:
+// sums of up to 63 of them hold a count per code.
+inline constexpr auto CODE_COUNT = [] {
+    std::array<uint64_t, 50> count{};
+    for (int c = 0; c < 50; ++c)
+        count[size_t(c)] =
+            CODE_INDEX[size_t(c)] < 0 ? 0 : uint64_t(1) << (6 * CODE_INDEX[size_t(c)]);
+    return count;
+}();
+
 // The regions in increasing label order; `labels[i]` is the label of sums[i], and entry 0
 // (background) is skipped.
 std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums,
@@ -164,15 +174,24 @@ std::vector<SRegion> RegionProperties(SPlane<const L> labels,
     auto slot = [&](int64_t y) { return (y < 0 || y >= h ? 4 : y % 4) * (w + 2) + 1; };
     auto idRow = [&](int64_t y) { return ids.data() + slot(y); };
     auto flagRow = [&](int64_t y) { return flags.data() + slot(y); };
+    // The runs of equal labels of each of those rows, found once as the row is read.
+    struct SRun {
+        int64_t x0, x1;
+        int32_t place;
+    };
+    std::vector<SRun> runs[4];
     auto fill = [&](int64_t y) {
         const L* row = labels.Row(y);
         int32_t* id = idRow(y);
+        std::vector<SRun>& found = runs[y % 4];
+        found.clear();
         for (int64_t x0 = 0, x1 = 0; x0 < w; x0 = x1) {
             const L v = row[x0];
             const int32_t place = index(static_cast<int64_t>(v));
             id[x0] = place;
             for (x1 = x0 + 1; x1 < w && row[x1] == v; ++x1)
                 id[x1] = place;
+            if (place != 0) found.push_back({x0, x1, place});
         }
     };
     auto border = [&](int64_t y) {
@@ -192,6 +211,7 @@ std::vector<SRegion> RegionProperties(SPlane<const L> labels,
             f[x] = (l != 0) & ((id[x - 1] != l) | (id[x + 1] != l) | (up[x] != l) | (down[x] != l));
         }
     };
+    std::vector<uint8_t> codes(static_cast<size_t>(w));
     if (h > 0) fill(0);
     if (h > 1) fill(1);
     if (h > 0) border(0);
@@ -201,40 +221,50 @@ std::vector<SRegion> RegionProperties(SPlane<const L> labels,
         const int32_t *id = idRow(y), *up = idRow(y - 1), *down = idRow(y + 1);
         const uint8_t *f = flagRow(y), *fu = flagRow(y - 1), *fd = flagRow(y + 1);
         const I* value = measured ? intensity.Row(y) : nullptr;
-        sums.resize(index.Labels().size());  // places met by the rows read so far
-        for (int64_t x0 = 0, x1 = 0; x0 < w; x0 = x1) {
-            // One run of equal labels at a time: its box and moments in closed form.
-            const int32_t l = id[x0];
-            for (x1 = x0 + 1; x1 < w && id[x1] == l;)
-                ++x1;
-            if (l == 0) continue;
-            Detail::SRegionSums& s = sums[static_cast<size_t>(l)];
-            if (measured) {
-                // In pixel order, so the sum rounds as a plain loop over the region's pixels.
-                double sum = s.sum, low = s.count ? s.minimum : static_cast<double>(value[x0]);
-                double high = s.count ? s.maximum : low;
-                for (int64_t x = x0; x < x1; ++x) {
-                    const double v = static_cast<double>(value[x]);
-                    sum += v;
-                    low = std::min(low, v);
-                    high = std::max(high, v);
-                }
-                s.sum = sum, s.minimum = low, s.maximum = high;
-            }
-            Detail::AddRun(s, x0, x1, y);
-            for (int64_t x = x0; x < x1; ++x) {
-                if (!f[x]) continue;
-                // Border neighbours of the same region.
-                auto same = [&](const int32_t* row, const uint8_t* fr, int64_t i) {
-                    return int(row[i] == l) & fr[i];
-                };
-                const int straight =
-                    same(id, f, x - 1) + same(id, f, x + 1) + same(up, fu, x) + same(down, fd, x);
-                const int diagonal = same(up, fu, x - 1) + same(up, fu, x + 1) +
+        // The perimeter code of each border pixel (0 elsewhere) from the border neighbours of
+        // its own region, over the whole row so the loop vectorises.
+        for (int64_t x = 0; x < w; ++x) {
+            const int32_t l = id[x];
+            auto same = [&](const int32_t* row, const uint8_t* fr, int64_t i) {
+                return uint8_t((row[i] == l) & fr[i]);
+            };
+            const uint8_t straight =
+                same(id, f, x - 1) + same(id, f, x + 1) + same(up, fu, x) + same(down, fd, x);
+            const uint8_t diagonal = same(up, fu, x - 1) + same(up, fu, x + 1) +
                                      same(down, fd, x - 1) + same(down, fd, x + 1);
-                const int code = Detail::CODE_INDEX[1 + 2 * straight + 10 * diagonal];
-                if (code >= 0) ++s.codes[code];
+            codes[x] = uint8_t(f[x] * (1 + 2 * straight + 10 * diagonal));
+        }
+        sums.resize(index.Labels().size());  // places met by the rows read so far
+        for (const SRun& run : runs[y % 4]) {
+            // One run of equal labels at a time: its box and moments in closed form.
+            const int64_t x0 = run.x0, x1 = run.x1;
+            const int32_t l = run.place;
+            Detail::SRegionSums& s = sums[static_cast<size_t>(l)];
+            Detail::AddRun(s, x0, x1, y);
+            // One pass over the run for the intensity and the perimeter codes, whose counts
+            // are packed for up to 63 pixels at a time: no branch per pixel.
+            double sum = s.sum, low = s.minimum, high = s.maximum;
+            if (measured && s.count == x1 - x0) low = high = static_cast<double>(value[x0]);
+            for (int64_t x = x0; x < x1;) {
+                const int64_t end = std::min(x1, x + 63);
+                uint64_t packed = 0;
+                if (measured) {
+                    // In pixel order, so the sum rounds as a plain loop over the region's pixels.
+                    for (; x < end; ++x) {
+                        const double v = static_cast<double>(value[x]);
+                        sum += v;
+                        low = std::min(low, v);
+                        high = std::max(high, v);
+                        packed += Detail::CODE_COUNT[codes[x]];
+                    }
+                } else {
+                    for (; x < end; ++x)
+                        packed += Detail::CODE_COUNT[codes[x]];
+                }
+                for (int i = 0; i < 10; ++i)
+                    s.codes[i] += static_cast<int64_t>((packed >> (6 * i)) & 63);
             }
+            s.sum = sum, s.minimum = low, s.maximum = high;
         }
     }
     return Detail::Finish(sums, index.Labels(), measured);
