@@ -105,7 +105,8 @@ std::string Lower(std::string text) {
 }
 
 // Every output image of `node` as a file of `directory` that keeps its type: PNG where PNG
-// holds the type, TIFF for the rest. Written by the module's own SaveImage.
+// holds the type, TIFF for the rest. Written by the module's own SaveImage. No format holds a
+// binary image, so masks are written as 8-bit PNGs of 0 and 255, which viewers show.
 void SaveImages(CHostNode& node, const std::string& directory) {
     std::filesystem::create_directories(directory);
     CPNode& last = node.Node();
@@ -116,8 +117,17 @@ void SaveImages(CHostNode& node, const std::string& directory) {
         if (!image) continue;
         using T = IImage::CType;
         const T::EnId type = image->Type().Id();
+        std::unique_ptr<CValue> mask;
+        if (type == T::BINARY_FG || type == T::BINARY_BG) {
+            auto grey = std::make_unique<CImage>(IMAGE_GREY_8, image->Size(), CSize(0, 0, 0),
+                                                 CImage::NoInit{});
+            std::transform(image->Bytes(), image->Bytes() + image->Samples(), grey->Bytes(),
+                           [](uint8_t sample) { return sample ? uint8_t(255) : uint8_t(0); });
+            mask = std::make_unique<CValueOwnedPointer<CImage>>(grey.release());
+            value = mask.get();
+        }
         const bool png = image->Size().z <= 1 && (type == T::GREY_8 || type == T::GREY_16 ||
-                                                  type == T::RGB_8 || type == T::RGB_8I);
+                                                  type == T::RGB_8 || type == T::RGB_8I || mask);
         std::string path =
             (std::filesystem::path(directory) / (std::to_string(pin) + (png ? ".png" : ".tif")))
                 .string();
@@ -127,7 +137,7 @@ void SaveImages(CHostNode& node, const std::string& directory) {
         save.Node().SetStackInput(0, value);
         save.Run();
         std::cerr << "orva: saved output " << pin << " of " << node.Id() << " to " << path
-                  << std::endl;
+                  << (mask ? " (a mask: 0 and 255)" : "") << std::endl;
     }
 }
 

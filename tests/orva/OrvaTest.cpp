@@ -384,6 +384,14 @@ TEST(OrvaOutput, SummariesFilesAndListings) {
     SResult back = Orva({"pipe", "ReadImage", "filename=" + directory + "/0.tif"});
     EXPECT_NE(back.out.find("\"type\": \"IMAGE_GREY_F\""), std::string::npos) << back.err;
     EXPECT_NE(back.out.find("\"mean\": 1.25"), std::string::npos) << back.out;
+    // A mask, which no format holds, becomes an 8-bit PNG of 0 and 255.
+    ASSERT_EQ(Orva({"pipe", "--quiet", "--save", directory, TestNode("Keeper"), "!", "ConvertType",
+                    "out_type=IMAGE_BINARY_FG"})
+                  .status,
+              0);
+    SResult mask = Orva({"pipe", "ReadImage", "filename=" + directory + "/0.png"});
+    EXPECT_NE(mask.out.find("\"max\": 255.0"), std::string::npos) << mask.out << mask.err;
+    EXPECT_NE(mask.out.find("\"type\": \"IMAGE_GREY_8\""), std::string::npos) << mask.out;
     std::filesystem::remove_all(directory);
     std::remove(file.c_str());
 
