@@ -3,6 +3,7 @@
 #include "FilterTesting.h"
 
 using namespace ORVA::Filters;
+using FilterTesting::Filled;
 using FilterTesting::Random;
 using FilterTesting::SImage;
 
@@ -29,10 +30,7 @@ TEST(Edges, DerivativeKernels) {
 TEST(Edges, DerivativesOfARamp) {
     // v = 3x + 7y: inside, the 3 x 3 Sobel gives 3 * 2 * 4 along x and 7 * 2 * 4 along y,
     // Scharr 3 * 2 * 16; at a mirrored border the first derivative across it is 0.
-    SImage<uint8_t> ramp(6, 5);
-    for (int64_t y = 0; y < 5; ++y)
-        for (int64_t x = 0; x < 6; ++x)
-            ramp.At(x, y) = uint8_t(3 * x + 7 * y);
+    const auto ramp = Filled<uint8_t>(6, 5, [](int64_t x, int64_t y) { return 3 * x + 7 * y; });
     struct SCase {
         int dx, dy, ksize;
         float inside, left, top;
@@ -54,10 +52,7 @@ TEST(Edges, DerivativesOfARamp) {
         EXPECT_EQ(dst.At(2, 0), c.top) << c.dx << c.dy << " " << c.ksize;
     }
     // Laplacian of x^2 + y^2 is 4; the 3-aperture kernel is 4 times that, 5 is 2 * 8 * 16.
-    SImage<float> bowl(7, 7);
-    for (int64_t y = 0; y < 7; ++y)
-        for (int64_t x = 0; x < 7; ++x)
-            bowl.At(x, y) = float(x * x + y * y);
+    const auto bowl = Filled<float>(7, 7, [](int64_t x, int64_t y) { return x * x + y * y; });
     for (auto [ksize, expected] : {std::pair{1, 4.0f}, {3, 16.0f}, {5, 256.0f}}) {
         SImage<float> dst(7, 7);
         Laplacian(bowl.In(), dst.Plane(), ksize);
@@ -79,10 +74,11 @@ TEST(Edges, MagnitudeAndDirection) {
 TEST(Edges, CannyThinsStepsAndFollowsWeakEdges) {
     // A vertical step between columns 3 and 4: |dx| = 400 on both; the left one wins (greater
     // than its left neighbour, not less than its right one).
-    SImage<uint8_t> step(8, 6), edges(8, 6);
-    for (int64_t y = 0; y < 6; ++y)
-        for (int64_t x = 4; x < 8; ++x)
-            step.At(x, y) = 100;
+    auto stepOf = [](int v) {
+        return Filled<uint8_t>(8, 6, [v](int64_t x, int64_t) { return x >= 4 ? v : 0; });
+    };
+    const SImage<uint8_t> step = stepOf(100), weak = stepOf(10);
+    SImage<uint8_t> edges(8, 6);
     Canny(step.In(), edges.Plane(), 100, 300);
     for (int64_t y = 0; y < 6; ++y)
         for (int64_t x = 0; x < 8; ++x)
@@ -91,10 +87,6 @@ TEST(Edges, CannyThinsStepsAndFollowsWeakEdges) {
     // an edge once it passes the high threshold.
     Canny(step.In(), edges.Plane(), 500, 600);
     EXPECT_EQ(edges.Values(), std::vector<uint8_t>(48, 0));
-    SImage<uint8_t> weak(8, 6);
-    for (int64_t y = 0; y < 6; ++y)
-        for (int64_t x = 4; x < 8; ++x)
-            weak.At(x, y) = 10;
     Canny(weak.In(), edges.Plane(), 30, 300);
     EXPECT_EQ(edges.Values(), std::vector<uint8_t>(48, 0));
     Canny(weak.In(), edges.Plane(), 30, 39);

@@ -41,17 +41,24 @@ struct SImage {
     }
 };
 
+// f(x, y) at every pixel, in raster order.
+template <class T, class F>
+SImage<T> Filled(int64_t w, int64_t h, F f, int64_t padding = 0) {
+    SImage<T> image(w, h, padding);
+    for (int64_t y = 0; y < h; ++y)
+        for (int64_t x = 0; x < w; ++x)
+            image.At(x, y) = static_cast<T>(f(x, y));
+    return image;
+}
+
 // Uniform samples in [low, high] from a fixed seed.
 template <class T>
 SImage<T> Random(int64_t w, int64_t h, double low, double high, unsigned seed,
                  int64_t padding = 0) {
-    SImage<T> image(w, h, padding);
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> uniform(low, high);
-    for (int64_t y = 0; y < h; ++y)
-        for (int64_t x = 0; x < w; ++x)
-            image.At(x, y) = static_cast<T>(uniform(random));
-    return image;
+    return Filled<T>(
+        w, h, [&](int64_t, int64_t) { return uniform(random); }, padding);
 }
 
 }  // namespace FilterTesting

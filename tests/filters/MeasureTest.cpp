@@ -9,6 +9,7 @@
 #include "Regions.h"
 
 using namespace ORVA::Filters;
+using FilterTesting::Filled;
 using FilterTesting::Random;
 using FilterTesting::SImage;
 
@@ -16,9 +17,8 @@ namespace {
 
 TEST(Distance, EuclideanToTheNearestZero) {
     // One zero in the middle of 5 x 5: sqrt(dx^2 + dy^2) everywhere.
-    SImage<uint8_t> src(5, 5), dist(5, 5);
-    std::fill(src.samples.begin(), src.samples.end(), 1);
-    src.At(2, 2) = 0;
+    SImage<uint8_t> src =
+        Filled<uint8_t>(5, 5, [](int64_t x, int64_t y) { return x != 2 || y != 2; });
     SImage<float> out(5, 5, 2);
     DistanceTransform(src.In(), out.Plane());
     for (int64_t y = 0; y < 5; ++y)

@@ -3,6 +3,7 @@
 #include "FilterTesting.h"
 
 using namespace ORVA::Filters;
+using FilterTesting::Filled;
 using FilterTesting::Random;
 using FilterTesting::SImage;
 
@@ -10,15 +11,11 @@ namespace {
 
 TEST(Median, RemovesAnImpulseAndKeepsAnEdge) {
     // Rows of 5: a spike is dropped; a straight edge stays where it is (replicated borders).
-    SImage<uint8_t> src(5, 5), dst(5, 5);
-    for (int64_t y = 0; y < 5; ++y)
-        for (int64_t x = 3; x < 5; ++x)
-            src.At(x, y) = 200;
+    auto edge = [](int64_t x, int64_t) { return x >= 3 ? 200 : 0; };
+    SImage<uint8_t> src = Filled<uint8_t>(5, 5, edge), dst(5, 5);
     src.At(1, 2) = 255;
     MedianBlur(src.In(), dst.Plane(), 3);
-    EXPECT_EQ(dst.Values(),
-              (std::vector<uint8_t>{0,   0,   0, 200, 200, 0,   0,   0, 200, 200, 0,   0,  0,
-                                    200, 200, 0, 0,   0,   200, 200, 0, 0,   0,   200, 200}));
+    EXPECT_EQ(dst.Values(), Filled<uint8_t>(5, 5, edge).Values());
 }
 
 // Every path of every type against nth_element over the window, on widths that leave

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,34 +18,32 @@ CPluginModule& Module() {
     return CPluginModule::Load(std::string(ORVA_BUILD_ROOT) + "/bin/filters.so");
 }
 
+using CT = IImage::CType;
+
+// Calls f with std::type_identity of the sample type of every pixel type a test image may have.
+template <class F>
+bool OnSamples(CT type, F f) {
+    return DispatchType<CT::GREY_8, CT::GREY_16, CT::GREY_32, CT::GREY_64, CT::GREY_F, CT::GREY_D,
+                        CT::RGB_8, CT::RGB_8I, CT::RGB_FI, CT::BINARY_FG, CT::BINARY_BG>(type, f);
+}
+
 // An image of `type` and `size` holding `values` (every sample, in memory order).
-std::unique_ptr<CValue> MakeImage(IImage::CType type, CSize size,
-                                  const std::vector<double>& values) {
+std::unique_ptr<CValue> MakeImage(CT type, CSize size, const std::vector<double>& values) {
     auto image = std::make_unique<CImage>(type, size);
     EXPECT_EQ(static_cast<int64_t>(values.size()), image->Samples()) << type.Name();
-    const bool typed =
-        DispatchType<IImage::CType::GREY_8, IImage::CType::GREY_16, IImage::CType::GREY_32,
-                     IImage::CType::GREY_64, IImage::CType::GREY_F, IImage::CType::GREY_D,
-                     IImage::CType::RGB_8, IImage::CType::RGB_8I, IImage::CType::RGB_FI,
-                     IImage::CType::BINARY_FG, IImage::CType::BINARY_BG>(
-            type, [&]<class T>(std::type_identity<T>) {
-                for (size_t i = 0; i < values.size() && int64_t(i) < image->Samples(); ++i)
-                    image->Data<T>()[i] = static_cast<T>(values[i]);
-            });
-    EXPECT_TRUE(typed);
+    EXPECT_TRUE(OnSamples(type, [&]<class T>(std::type_identity<T>) {
+        for (size_t i = 0; i < values.size() && int64_t(i) < image->Samples(); ++i)
+            image->Data<T>()[i] = static_cast<T>(values[i]);
+    }));
     return std::make_unique<CValueOwnedPointer<CImage>>(std::move(image));
 }
 
 std::vector<double> Samples(const CImage& image) {
     std::vector<double> values;
-    DispatchType<IImage::CType::GREY_8, IImage::CType::GREY_16, IImage::CType::GREY_32,
-                 IImage::CType::GREY_64, IImage::CType::GREY_F, IImage::CType::GREY_D,
-                 IImage::CType::RGB_8, IImage::CType::RGB_8I, IImage::CType::RGB_FI,
-                 IImage::CType::BINARY_FG, IImage::CType::BINARY_BG>(
-        image.Type(), [&]<class T>(std::type_identity<T>) {
-            for (int64_t i = 0; i < image.Samples(); ++i)
-                values.push_back(static_cast<double>(image.Data<T>()[i]));
-        });
+    OnSamples(image.Type(), [&]<class T>(std::type_identity<T>) {
+        for (int64_t i = 0; i < image.Samples(); ++i)
+            values.push_back(static_cast<double>(image.Data<T>()[i]));
+    });
     return values;
 }
 
@@ -68,8 +67,6 @@ const CImage* OutputImage(CPNode& node, int pin) {
     auto* value = dynamic_cast<CValuePointer<CImage>*>(node.StackOutput(pin));
     return value ? value->Get() : nullptr;
 }
-
-using CT = IImage::CType;
 
 struct SCase {
     const char* node;
@@ -110,8 +107,6 @@ const SCase CASES[] = {
      {0, 0, 0, 0, 255, 0, 0, 0, 0}, {}, CT::GREY_8, {64, 64, 64, 64, 64, 64, 64, 64, 64}},
     {"GaussianBlur", R"({"sigma": 0, "size": 3, "border": "REPLICATE"})", CT::GREY_F, CSize(3, 1),
      {0, 4, 0}, {}, CT::GREY_F, {1, 2, 1}},
-    {"MedianBlur", "{}", CT::GREY_8, CSize(3, 3), {1, 2, 3, 4, 100, 6, 7, 8, 9}, {}, CT::GREY_8,
-     {2, 3, 3, 4, 6, 6, 7, 8, 9}},
     // Slices are filtered apart: the first row of slice 1 never sees slice 0's 9.
     {"MedianBlur", "{}", CT::GREY_D, CSize(1, 3, 2), {1, 5, 9, 100, 0, 50}, {}, CT::GREY_D,
      {1, 5, 9, 100, 50, 50}},
@@ -119,10 +114,7 @@ const SCase CASES[] = {
      CT::GREY_8, {0, 0, 0, 9, 0, 0, 0, 9, 0, 0, 0, 9}},
     {"Morphology", R"({"operation": "DILATE", "shape": "CROSS"})", CT::BINARY_FG, CSize(3, 3),
      {0, 0, 0, 0, 1, 0, 0, 0, 0}, {}, CT::BINARY_FG, {0, 1, 0, 1, 1, 1, 0, 1, 0}},
-    // Opening keeps the 3-wide bar and drops the lone 9; the top-hat keeps only the 9.
-    {"Morphology", R"({"operation": "OPEN"})", CT::GREY_F, CSize(5, 3),
-     {9, 7, 7, 7, 0, 0, 7, 7, 7, 0, 0, 7, 7, 7, 0}, {}, CT::GREY_F,
-     {0, 7, 7, 7, 0, 0, 7, 7, 7, 0, 0, 7, 7, 7, 0}},
+    // The top-hat keeps only the lone 9, which an opening drops with the 3-wide bar kept.
     {"Morphology", R"({"operation": "TOPHAT"})", CT::GREY_F, CSize(5, 3),
      {9, 7, 7, 7, 0, 0, 7, 7, 7, 0, 0, 7, 7, 7, 0}, {}, CT::GREY_F,
      {9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
@@ -133,8 +125,6 @@ const SCase CASES[] = {
      {255, 15, 0}},
     {"Arithmetic", R"({"saturate": false})", CT::GREY_8, CSize(3, 1), {250, 10, 0}, {10, 5, 0},
      CT::GREY_8, {4, 15, 0}},
-    {"Arithmetic", R"({"operation": "SUBTRACT", "constant": 10, "constant_first": true})",
-     CT::GREY_8, CSize(2, 1), {3, 20}, {}, CT::GREY_8, {7, 0}},
     {"Arithmetic", R"({"operation": "SUBTRACT", "constant": 10, "constant_first": true, "out_type": "IMAGE_GREY_F"})",
      CT::GREY_8, CSize(2, 1), {3, 20}, {}, CT::GREY_F, {7, -10}},
     // 3.5 rounds half to even; a zero divisor gives 0.
@@ -146,7 +136,6 @@ const SCase CASES[] = {
      {5, 100, 30}, CT::RGB_8I, {4, 100, 0}},
     {"Arithmetic", R"({"operation": "MAX"})", CT::RGB_FI, CSize(1, 1), {-1, 2.5, 3},
      {0, 2, 3.5}, CT::RGB_FI, {0, 2.5, 3.5}},
-    {"Invert", "{}", CT::GREY_8, CSize(2, 1), {0, 200}, {}, CT::GREY_8, {255, 55}},
     {"Invert", "{}", CT::BINARY_FG, CSize(2, 1), {0, 1}, {}, CT::BINARY_FG, {1, 0}},
     {"Invert", "{}", CT::GREY_F, CSize(1, 1), {0.25}, {}, CT::GREY_F, {0.75}},
     // Below zero, integers wrap around.
@@ -157,8 +146,6 @@ const SCase CASES[] = {
      {1, 2, 3, 4}, {}, CT::GREY_8, {1, 3}, CSize(2, 1)},
     // fx = fy = 0.5 halves exactly: (1 + 2 + 3 + 5 + 2) >> 2.
     {"Resize", "{}", CT::GREY_8, CSize(2, 2), {1, 2, 3, 5}, {}, CT::GREY_8, {3}, CSize(1, 1)},
-    {"Resize", R"({"width": 2, "height": 1, "interpolation": "AREA"})", CT::GREY_F, CSize(4, 2),
-     {1, 2, 3, 4, 5, 6, 7, 8}, {}, CT::GREY_F, {3.5, 5.5}, CSize(2, 1)},
     // Source positions -0.25, 0.25, 0.75, 1.25: the ends clamp to the edge samples.
     {"Resize", R"({"fx": 2, "fy": 1})", CT::GREY_F, CSize(2, 1), {0, 4}, {}, CT::GREY_F,
      {0, 1, 3, 4}, CSize(4, 1)},
@@ -175,8 +162,6 @@ const SCase CASES[] = {
      {1, 4, 2, 5, 3, 6}, CSize(2, 3)},
     {"Rotate90", "{}", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {}, CT::GREY_8,
      {4, 1, 5, 2, 6, 3}, CSize(2, 3)},
-    {"Rotate90", R"({"quarters": -1})", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {},
-     CT::GREY_8, {3, 6, 2, 5, 1, 4}, CSize(2, 3)},
     {"Rotate90", R"({"quarters": 6})", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {},
      CT::GREY_8, {6, 5, 4, 3, 2, 1}},
     // Reflection without the edge repeats beyond a margin wider than the image.
@@ -217,9 +202,7 @@ const SCase CASES[] = {
      CT::GREY_8, {3, 4}},
     {"GreyToColor", R"({"map": "GREY"})", CT::GREY_8, CSize(2, 1), {0, 255}, {}, CT::RGB_8I,
      {0, 0, 0, 255, 255, 255}},
-    // JET at the ends: 0.5 * 255 = 127.5 rounds to 128.
-    {"GreyToColor", "{}", CT::GREY_8, CSize(2, 1), {0, 255}, {}, CT::RGB_8I,
-     {0, 0, 128, 128, 0, 0}},
+    // JET at the ends: 0.5 * 255 = 127.5 rounds to 128; planar output.
     {"GreyToColor", R"({"out_type": "IMAGE_RGB_8"})", CT::GREY_8, CSize(2, 1), {0, 255}, {},
      CT::RGB_8, {0, 128, 0, 0, 128, 0}},
     {"Blend", "{}", CT::GREY_8, CSize(2, 1), {100, 200}, {50, 255}, CT::GREY_8, {75, 228}},
@@ -347,60 +330,49 @@ TEST(FilterNodes, RefuseWhatTheyCannotTakeAndSayWhy) {
         const char* node;
         const char* settings;
         CT type;
-        CT second;  // GREY_8 with a different size, or another type, when not the same as type
-        bool withSecond;
         const char* message;
+        std::optional<CT> second = {};  // an image of this type on input 1
     } cases[] = {
-        {"Threshold", "{}", CT::RGB_8, CT::RGB_8, false,
+        {"Threshold", "{}", CT::RGB_8,
          "input image is of type IMAGE_RGB_8; IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_GREY_32, "
          "IMAGE_GREY_64, IMAGE_GREY_F or IMAGE_GREY_D expected"},
-        {"Threshold", R"({"mode": "TRUNC"})", CT::GREY_8, CT::GREY_8, false,
-         "mode TRUNC gives no mask"},
-        {"Threshold", R"({"method": "MEAN"})", CT::GREY_8, CT::GREY_8, false,
+        {"Threshold", R"({"mode": "TRUNC"})", CT::GREY_8, "mode TRUNC gives no mask"},
+        {"Threshold", R"({"method": "MEAN"})", CT::GREY_8,
          "method 'MEAN' is not one of FIXED, OTSU, TRIANGLE"},
-        {"GaussianBlur", "{}", CT::BINARY_FG, CT::BINARY_FG, false,
-         "input image is of type IMAGE_BINARY_FG; "},
-        {"GaussianBlur", R"({"size": 4})", CT::GREY_8, CT::GREY_8, false, "size must be odd"},
-        {"GaussianBlur", R"({"sigma": 0})", CT::GREY_8, CT::GREY_8, false, "size must be odd"},
-        {"GaussianBlur", R"({"border": "WRAP"})", CT::GREY_8, CT::GREY_8, false,
-         "border 'WRAP' is not one of"},
-        {"MedianBlur", R"({"size": 4})", CT::GREY_8, CT::GREY_8, false, "size must be odd"},
-        {"MedianBlur", R"({"size": 257})", CT::GREY_8, CT::GREY_8, false, "size must be 1 to 255"},
-        {"Morphology", R"({"iterations": 0})", CT::GREY_8, CT::GREY_8, false,
-         "iterations must be 1 to 1000"},
-        {"Arithmetic", "{}", CT::GREY_8, CT::GREY_16, true, "input images differ in type"},
-        {"Arithmetic", R"({"out_type": "IMAGE_GREY_F"})", CT::RGB_8I, CT::RGB_8I, false,
+        {"GaussianBlur", "{}", CT::BINARY_FG, "input image is of type IMAGE_BINARY_FG; "},
+        {"GaussianBlur", R"({"size": 4})", CT::GREY_8, "size must be odd"},
+        {"GaussianBlur", R"({"sigma": 0})", CT::GREY_8, "size must be odd"},
+        {"GaussianBlur", R"({"border": "WRAP"})", CT::GREY_8, "border 'WRAP' is not one of"},
+        {"MedianBlur", R"({"size": 4})", CT::GREY_8, "size must be odd"},
+        {"MedianBlur", R"({"size": 257})", CT::GREY_8, "size must be 1 to 255"},
+        {"Morphology", R"({"iterations": 0})", CT::GREY_8, "iterations must be 1 to 1000"},
+        {"Arithmetic", "{}", CT::GREY_8, "input images differ in type", CT::GREY_16},
+        {"Arithmetic", R"({"out_type": "IMAGE_GREY_F"})", CT::RGB_8I,
          "a colour image keeps its type"},
-        {"Arithmetic", "{}", CT::BINARY_BG, CT::BINARY_BG, false,
-         "input image is of type IMAGE_BINARY_BG; "},
-        {"Crop", R"({"x": 2, "width": 1})", CT::GREY_8, CT::GREY_8, false,
+        {"Arithmetic", "{}", CT::BINARY_BG, "input image is of type IMAGE_BINARY_BG; "},
+        {"Crop", R"({"x": 2, "width": 1})", CT::GREY_8,
          "the rectangle (2, 0; 1 x 2) leaves the image of size (2, 2, 1)"},
-        {"Crop", "{}", CT::GREY_8, CT::GREY_8, true,
-         "input image 1 is of type IMAGE_GREY_8; IMAGE_GREY_F expected"},
-        {"Resize", R"({"fx": 0})", CT::GREY_8, CT::GREY_8, false, "fx must be"},
-        {"RegionProperties", "{}", CT::RGB_8I, CT::RGB_8I, false,
-         "input image is of type IMAGE_RGB_8I; "},
-        {"Sobel", R"({"size": 4})", CT::GREY_8, CT::GREY_8, false, "size must be 1, 3, 5 or 7"},
-        {"Sobel", R"({"dx": 3})", CT::GREY_8, CT::GREY_8, false, "dx must be 0 to 2"},
-        {"Scharr", R"({"dy": 1})", CT::GREY_8, CT::GREY_8, false,
-         "dx and dy must be 1 and 0 or 0 and 1, not 1 and 1"},
-        {"ColorToGrey", "{}", CT::GREY_8, CT::GREY_8, false,
+        {"Crop", "{}", CT::GREY_8, "input image 1 is of type IMAGE_GREY_8; IMAGE_GREY_F expected",
+         CT::GREY_8},
+        {"Resize", R"({"fx": 0})", CT::GREY_8, "fx must be"},
+        {"RegionProperties", "{}", CT::RGB_8I, "input image is of type IMAGE_RGB_8I; "},
+        {"Sobel", R"({"size": 4})", CT::GREY_8, "size must be 1, 3, 5 or 7"},
+        {"Sobel", R"({"dx": 3})", CT::GREY_8, "dx must be 0 to 2"},
+        {"Scharr", R"({"dy": 1})", CT::GREY_8, "dx and dy must be 1 and 0 or 0 and 1, not 1 and 1"},
+        {"ColorToGrey", "{}", CT::GREY_8,
          "input image is of type IMAGE_GREY_8; IMAGE_RGB_8, IMAGE_RGB_8I or IMAGE_RGB_FI expected"},
-        {"GreyToColor", "{}", CT::GREY_16, CT::GREY_16, false,
+        {"GreyToColor", "{}", CT::GREY_16,
          "input image is of type IMAGE_GREY_16; IMAGE_GREY_8 expected"},
-        {"Blend", "{}", CT::GREY_8, CT::GREY_8, false, "no image on input 1"},
-        {"Convolve", "{}", CT::GREY_8, CT::RGB_8I, true,
-         "input image 1 is of type IMAGE_RGB_8I; IMAGE_GREY_8"},
+        {"Blend", "{}", CT::GREY_8, "no image on input 1"},
+        {"Convolve", "{}", CT::GREY_8, "input image 1 is of type IMAGE_RGB_8I; IMAGE_GREY_8",
+         CT::RGB_8I},
     };
     for (const SRefusal& c : cases) {
         SCOPED_TRACE(std::string(c.node) + " " + c.settings);
-        const CSize size(2, 2);
-        std::unique_ptr<CValue> a =
-            MakeImage(c.type, size, std::vector<double>(4 * IImage::CType(c.type).Channels(), 1));
-        std::unique_ptr<CValue> b =
-            c.withSecond ? MakeImage(c.second, size,
-                                     std::vector<double>(4 * IImage::CType(c.second).Channels(), 1))
-                         : nullptr;
+        auto image = [](CT type) {
+            return MakeImage(type, CSize(2, 2), std::vector<double>(4 * type.Channels(), 1));
+        };
+        std::unique_ptr<CValue> a = image(c.type), b = c.second ? image(*c.second) : nullptr;
         std::unique_ptr<CPNode> node = Prepare(c.node, c.settings, {a.get(), b.get()});
         try {
             node->Run();

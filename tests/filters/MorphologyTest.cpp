@@ -3,6 +3,7 @@
 #include "FilterTesting.h"
 
 using namespace ORVA::Filters;
+using FilterTesting::Filled;
 using FilterTesting::Random;
 using FilterTesting::SImage;
 
@@ -88,10 +89,10 @@ TEST(Morphology, FastPathsEqualTheLiteralDefinition) {
 
 TEST(Morphology, CompositeOperations) {
     // A bright pixel and a dark pixel on grey 50, 3 x 3 rectangle.
-    SImage<uint8_t> src(5, 5), dst(5, 5);
-    std::fill(src.samples.begin(), src.samples.end(), 50);
-    src.At(1, 1) = 90;
-    src.At(3, 3) = 10;
+    const auto src = Filled<uint8_t>(5, 5, [](int64_t x, int64_t y) {
+        return x == 1 && y == 1 ? 90 : x == 3 && y == 3 ? 10 : 50;
+    });
+    SImage<uint8_t> dst(5, 5);
     const SStructure se = StructuringElement(EnShape::RECTANGLE, 3, 3);
     struct SCase {
         EnMorphology op;
@@ -109,9 +110,9 @@ TEST(Morphology, CompositeOperations) {
         EXPECT_EQ(dst.At(4, 0), c.far) << int(c.op);
     }
     // Two iterations of a 3 x 3 erosion are one 5 x 5 erosion; for a cross they are a diamond.
-    SImage<uint8_t> spot(7, 7), twice(7, 7);
-    std::fill(spot.samples.begin(), spot.samples.end(), 9);
-    spot.At(3, 3) = 0;
+    const auto spot =
+        Filled<uint8_t>(7, 7, [](int64_t x, int64_t y) { return x == 3 && y == 3 ? 0 : 9; });
+    SImage<uint8_t> twice(7, 7);
     Morphology(spot.In(), twice.Plane(), EnMorphology::ERODE,
                StructuringElement(EnShape::CROSS, 3, 3), 2);
     EXPECT_EQ(twice.At(3, 1), 0);
