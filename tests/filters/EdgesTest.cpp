@@ -47,9 +47,9 @@ TEST(Edges, DerivativesOfARamp) {
     for (const SCase& c : cases) {
         SImage<float> dst(6, 5);
         Sobel(ramp.In(), dst.Plane(), c.dx, c.dy, c.ksize);
-        EXPECT_EQ(dst.At(2, 2), c.inside) << c.dx << c.dy << " " << c.ksize;
-        EXPECT_EQ(dst.At(0, 2), c.left) << c.dx << c.dy << " " << c.ksize;
-        EXPECT_EQ(dst.At(2, 0), c.top) << c.dx << c.dy << " " << c.ksize;
+        EXPECT_EQ((std::vector{dst.At(2, 2), dst.At(0, 2), dst.At(2, 0)}),
+                  (std::vector{c.inside, c.left, c.top}))
+            << c.dx << c.dy << " " << c.ksize;
     }
     // Laplacian of x^2 + y^2 is 4; the 3-aperture kernel is 4 times that, 5 is 2 * 8 * 16.
     const auto bowl = Filled<float>(7, 7, [](int64_t x, int64_t y) { return x * x + y * y; });

@@ -9,10 +9,6 @@ using FilterTesting::SImage;
 
 namespace {
 
-std::vector<uint8_t> Mask(const SStructure& se) {
-    return se.mask;
-}
-
 TEST(Morphology, StructuringElements) {
     struct SCase {
         EnShape shape;
@@ -27,7 +23,7 @@ TEST(Morphology, StructuringElements) {
         {EnShape::RECTANGLE, 2, 1, {1, 1}},
     };
     for (const SCase& c : cases)
-        EXPECT_EQ(Mask(StructuringElement(c.shape, c.width, c.height)), c.expected)
+        EXPECT_EQ(StructuringElement(c.shape, c.width, c.height).mask, c.expected)
             << int(c.shape) << " " << c.width << "x" << c.height;
 }
 
@@ -104,10 +100,9 @@ TEST(Morphology, CompositeOperations) {
     };
     for (const SCase& c : cases) {
         Morphology(src.In(), dst.Plane(), c.op, se);
-        EXPECT_EQ(dst.At(1, 1), c.atBright) << int(c.op);
-        EXPECT_EQ(dst.At(3, 3), c.atDark) << int(c.op);
-        EXPECT_EQ(dst.At(0, 0), c.corner) << int(c.op);
-        EXPECT_EQ(dst.At(4, 0), c.far) << int(c.op);
+        EXPECT_EQ((std::vector{dst.At(1, 1), dst.At(3, 3), dst.At(0, 0), dst.At(4, 0)}),
+                  (std::vector{c.atBright, c.atDark, c.corner, c.far}))
+            << int(c.op);
     }
     // Two iterations of a 3 x 3 erosion are one 5 x 5 erosion; for a cross they are a diamond.
     const auto spot =
