@@ -25,10 +25,7 @@ TEST(Geometry, FlipsTurnsAndTranspose) {
         std::function<void(SPlane<const uint8_t>, SPlane<uint8_t>)> run;
     } cases[] = {
         {"mirror", 3, {3, 2, 1, 6, 5, 4}, [](auto s, auto d) { Flip(s, d, EnFlip::HORIZONTAL); }},
-        {"upside down",
-         3,
-         {4, 5, 6, 1, 2, 3},
-         [](auto s, auto d) { Flip(s, d, EnFlip::VERTICAL); }},
+        {"flipped", 3, {4, 5, 6, 1, 2, 3}, [](auto s, auto d) { Flip(s, d, EnFlip::VERTICAL); }},
         {"both", 3, {6, 5, 4, 3, 2, 1}, [](auto s, auto d) { Flip(s, d, EnFlip::BOTH); }},
         {"transpose", 2, {1, 4, 2, 5, 3, 6}, [](auto s, auto d) { Transpose(s, d); }},
         {"clockwise", 2, {4, 1, 5, 2, 6, 3}, [](auto s, auto d) { Rotate90(s, d, 1); }},

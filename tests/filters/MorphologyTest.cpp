@@ -68,15 +68,10 @@ void CompareWithLiteral(EnShape shape, int64_t kw, int64_t kh) {
 TEST(Morphology, FastPathsEqualTheLiteralDefinition) {
     // Rectangles: folded rows (<= 8), doubling (<= 32), van Herk rows (> 32); folded columns
     // (<= 8) and van Herk columns (> 8), even sizes too.
-    for (auto [kw, kh] : {std::pair<int64_t, int64_t>{1, 1},
-                          {5, 5},
-                          {4, 6},
-                          {13, 3},
-                          {40, 2},
-                          {3, 9},
-                          {7, 24},
-                          {33, 31}})
-        CompareWithLiteral<uint8_t>(EnShape::RECTANGLE, kw, kh);
+    const int64_t sizes[][2] = {{1, 1},  {5, 5}, {4, 6},  {13, 3},
+                                {40, 2}, {3, 9}, {7, 24}, {33, 31}};
+    for (const auto& size : sizes)
+        CompareWithLiteral<uint8_t>(EnShape::RECTANGLE, size[0], size[1]);
     CompareWithLiteral<float>(EnShape::RECTANGLE, 11, 10);
     CompareWithLiteral<uint16_t>(EnShape::ELLIPSE, 7, 5);
     CompareWithLiteral<uint8_t>(EnShape::ELLIPSE, 21, 21);
