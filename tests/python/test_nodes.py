@@ -19,24 +19,20 @@ def test_nodes_and_their_documents():
     assert orva.Node("Labeling").__doc__ == doc
 
 
-@pytest.mark.parametrize("settings, text", [
-    ({"neighbourhood": "8"}, "takes a long"),
-    ({"neighbour": 8}, "neighbour"),
-    ({"neighbourhood": 2**40}, "32-bit"),
+@pytest.mark.parametrize("name, settings, text", [
+    ("Labeling", {"neighbourhood": "8"}, "takes a long"),
+    ("Labeling", {"neighbour": 8}, "neighbour"),
+    ("Labeling", {"neighbourhood": 2**40}, "32-bit"),
+    ("Labelling", {}, "did you mean Labeling"),
 ])
-def test_settings_are_checked(settings, text):
+def test_names_and_settings_are_checked(name, settings, text):
     with pytest.raises(ValueError, match=text):
-        orva.Node("Labeling", **settings)
+        orva.Node(name, **settings)
 
 
 def test_lenient_settings_pass_with_a_warning(capfd):
     orva.Node("Labeling", lenient=True, neighbour=8)
     assert "neighbour" in capfd.readouterr().err
-
-
-def test_unknown_node_names_the_closest():
-    with pytest.raises(ValueError, match="did you mean Labeling"):
-        orva.Node("Labelling")
 
 
 def test_node_errors_carry_location_and_message():

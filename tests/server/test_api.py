@@ -136,17 +136,16 @@ def test_previews_are_served_as_png_thumbnails(server):
 
 def test_only_what_a_change_touches_runs_again(server):
     run(server, ZONES)
-    events, end = run(server, with_parameter(ZONES, "label", "neighbourhood", 8))
+    changed = with_parameter(ZONES, "label", "neighbourhood", 8)
+    events, end = run(server, changed)
     assert end["state"] == "done"
     assert final_states(events) == {"read": "cached", "byte": "cached", "label": "done", "zones": "done"}
     # a cached node still reports its outputs, under the version they were made with
     assert outputs(events, "byte")[0]["kind"] == "image"
-    events, _ = run(server, with_parameter(ZONES, "label", "neighbourhood", 8))
-    assert set(final_states(events).values()) == {"cached"}
+    assert set(final_states(run(server, changed)[0]).values()) == {"cached"}
     # moving nodes about changes nothing that runs
-    moved = with_parameter(ZONES, "label", "neighbourhood", 8)
-    moved["ui"] = {"nodes": {"read": {"x": 300, "y": 40}}}
-    assert set(final_states(run(server, moved)[0]).values()) == {"cached"}
+    changed["ui"] = {"nodes": {"read": {"x": 300, "y": 40}}}
+    assert set(final_states(run(server, changed)[0]).values()) == {"cached"}
 
 
 def test_a_failing_node_stops_the_run_there(server):
@@ -209,15 +208,13 @@ def test_a_run_stops_between_nodes_when_cancelled_or_replaced(server):
     # each check wired in once; their cases are tested on the checks themselves
     ({}, True, 200),
     ({}, False, 403),
-    ({"X-Orva-Token": "0" * 32}, False, 403),
     ({"Cookie": "a=b; orva_token=TOKEN; c=d"}, False, 200),
     ({"Host": "evil.example:PORT"}, True, 403),          # a rebound name
     ({"Origin": "http://evil.example"}, True, 403),
 ])
 def test_requests_need_the_token_and_this_host(server, headers, token, status):
     port = server.host.rsplit(":", 1)[1]
-    filled = {k: v.replace("TOKEN", server.token).replace("PORT", port).replace("HOST", server.host)
-              for k, v in headers.items()}
+    filled = {k: v.replace("TOKEN", server.token).replace("PORT", port) for k, v in headers.items()}
     assert call(server, "/api/graph", headers=filled, token=token)[0] == status
 
 
@@ -236,8 +233,7 @@ def test_request_bodies_are_limited(server):
         assert s.recv(100).split(b"\r\n")[0] == b"HTTP/1.1 413 Payload Too Large"
 
 
-@pytest.mark.parametrize("path", [
-    "/api/files?dir=..", "/api/files?dir=out", "/api/load?path=/etc/passwd", "/api/load?path=out/secret.json"])
+@pytest.mark.parametrize("path", ["/api/files?dir=..", "/api/load?path=out/secret.json"])
 def test_files_stay_below_the_root(server, path):
     outside = os.path.join(os.path.dirname(server.root), os.path.basename(server.root) + "-outside")
     os.makedirs(outside, exist_ok=True)
@@ -249,7 +245,7 @@ def test_files_stay_below_the_root(server, path):
     assert "out" not in [e["name"] for e in get_json(server, "/api/files?dir=")["entries"]]
 
 
-@pytest.mark.parametrize("path, status", [("../escape.json", 403), ("/tmp/escape.json", 403), ("", 400)])
+@pytest.mark.parametrize("path, status", [("../escape.json", 403), ("", 400)])
 def test_saves_stay_below_the_root(server, path, status):
     code, _, _ = call(server, "/api/save", json.dumps({"path": path, "graph": ZONES}))
     assert code == status

@@ -27,7 +27,10 @@ SHOTS = os.environ.get("ORVA_SCREENSHOT_DIR")
 BUDGET_MS = float(os.environ.get("ORVA_PREVIEW_BUDGET_MS", "150"))
 CHAIN = ["ReadImage", "ConvertType", "Labeling", "ZoneList"]
 IDS = ["readimage", "converttype", "labeling", "zonelist"]
+WIRES = {f"{a}:0->{b}:0" for a, b in zip(IDS, IDS[1:])}
 SAVED = f"orva-editor-test-{os.getpid()}.json"
+FETCH = "fetch(arguments[0], arguments[1] ? {method: 'POST', body: JSON.stringify(arguments[1])} : {})" \
+        ".then(r => r.json()).then(arguments[2]);"
 
 pytestmark = pytest.mark.skipif(not URL, reason="ORVA_SERVE_URL names no running server")
 
@@ -49,7 +52,7 @@ def browser():
     shutil.rmtree(profile, ignore_errors=True)
 
 
-def wait(driver, condition, timeout=10.0, what="condition"):
+def wait(driver, condition, what="condition", timeout=10.0):
     end = time.monotonic() + timeout
     while time.monotonic() < end:
         try:
@@ -77,21 +80,18 @@ def states(driver):
     return {i: by_id(driver, f"node-{i}").get_attribute("data-state") for i in IDS}
 
 
+def node_ids(driver):
+    return [n.get_attribute("data-id") for n in driver.find_elements(By.CSS_SELECTOR, ".react-flow__node")]
+
+
+def fetch(driver, url, body=None):
+    return driver.execute_async_script(FETCH, url, body)
+
+
 def run_finished(driver, after=None):
     """Whether the last run ended; with `after`, a run other than the one of that id."""
-    status = by_id(driver, "status")
-    return (status.get_attribute("data-run") in ("done", "error", "cancelled", "failed")
-            and status.get_attribute("data-run-id") not in (after, ""))
-
-
-def run_id(driver):
-    return by_id(driver, "status").get_attribute("data-run-id")
-
-
-def run_and_wait(driver):
-    before = run_id(driver)
-    by_id(driver, "run").click()
-    wait(driver, lambda: run_finished(driver, after=before), what="the run to end")
+    return (by_id(driver, "status").get_attribute("data-run") in ("done", "error", "cancelled", "failed")
+            and by_id(driver, "status").get_attribute("data-run-id") not in (after, ""))
 
 
 def type_into(field, text):
@@ -102,7 +102,7 @@ def type_into(field, text):
 
 def select_node(driver, node):
     by_id(driver, f"title-{node}").click()
-    wait(driver, lambda: by_id(driver, "node-id").get_attribute("value") == node, what=f"{node} in the panel")
+    wait(driver, lambda: by_id(driver, "node-id").get_attribute("value") == node, f"{node} in the panel")
 
 
 def drag_wire(driver, source, target):
@@ -122,10 +122,21 @@ def image_loaded(driver, tid):
         "return !!i && i.complete && i.naturalWidth > 0;", tid)
 
 
+def new_graph(driver):
+    by_id(driver, "new").click()
+    wait(driver, lambda: not node_ids(driver), "an empty canvas")
+
+
+def open_file(driver, name):
+    by_id(driver, "open").click()
+    wait(driver, lambda: by_id(driver, f"entry-{name}"), f"{name} in the listing").click()
+    by_id(driver, "file-ok").click()
+    wait(driver, lambda: by_id(driver, "status").text == f"Loaded {name}", f"{name} to load")
+
+
 def test_build_the_chain_from_the_palette(browser):
     d = browser
-    by_id(d, "new").click()
-    wait(d, lambda: not d.find_elements(By.CSS_SELECTOR, ".react-flow__node"), what="an empty canvas")
+    new_graph(d)
     search = by_id(d, "palette-search")
     for name in CHAIN:
         type_into(search, name.lower())
@@ -136,14 +147,13 @@ def test_build_the_chain_from_the_palette(browser):
             ActionChains(d).drag_and_drop(first, d.find_element(By.CSS_SELECTOR, ".react-flow__pane")).perform()
         else:
             first.click()
-    assert [n.get_attribute("data-id") for n in d.find_elements(By.CSS_SELECTOR, ".react-flow__node")] == IDS
+    assert node_ids(d) == IDS
     by_id(d, "layout").click()
     time.sleep(0.3)  # the view settles on the laid out nodes
 
     for (a, b) in zip(IDS, IDS[1:]):
         drag_wire(d, f"out-{a}-0", f"in-{b}-0")
-    chain = {f"{a}:0->{b}:0" for a, b in zip(IDS, IDS[1:])}
-    wait(d, lambda: wires(d) == chain, what="the three wires")
+    wait(d, lambda: wires(d) == WIRES, "the three wires")
 
     select_node(d, "converttype")
     select = by_id(d, "param-out_type")
@@ -157,7 +167,7 @@ def test_a_wire_between_kinds_that_cannot_meet_is_refused(browser):
     d = browser
     search = by_id(d, "palette-search")
     type_into(search, "TimerStop" + Keys.ENTER)  # its input takes a vector, not an image
-    wait(d, lambda: by_id(d, "node-timerstop"), what="the TimerStop node")
+    wait(d, lambda: by_id(d, "node-timerstop"), "the TimerStop node")
     by_id(d, "layout").click()
     time.sleep(0.3)
     drag_wire(d, "out-labeling-0", "in-timerstop-0")
@@ -166,19 +176,21 @@ def test_a_wire_between_kinds_that_cannot_meet_is_refused(browser):
                                         "an image output cannot feed a vector input")
     select_node(d, "timerstop")
     ActionChains(d).send_keys(Keys.DELETE).perform()
-    wait(d, lambda: not d.find_elements(By.CSS_SELECTOR, '[data-testid="node-timerstop"]'), what="the deletion")
+    wait(d, lambda: not d.find_elements(By.CSS_SELECTOR, '[data-testid="node-timerstop"]'), "the deletion")
     type_into(search, "")
 
 
 def test_run_shows_every_preview(browser):
     d = browser
-    run_and_wait(d)
+    before = by_id(d, "status").get_attribute("data-run-id")
+    by_id(d, "run").click()
+    wait(d, lambda: run_finished(d, after=before), "the run to end")
     shot(d, "2-ran")
     assert by_id(d, "status").get_attribute("data-run") == "done"
     # a server that ran this graph before may have kept its results
     assert set(states(d).values()) <= {"done", "cached"}
     for node in IDS[:3]:
-        wait(d, lambda: image_loaded(d, f"thumb-{node}-0"), what=f"the preview of {node}")
+        wait(d, lambda: image_loaded(d, f"thumb-{node}-0"), f"the preview of {node}")
     assert by_id(d, "stats-converttype-0").text.startswith("IMAGE_GREY_8 · 512×384 · min ")
     labels = int(re.search(r"max (\d+)", by_id(d, "stats-labeling-0").text).group(1))
     # one row per label, with the zone's corners
@@ -186,7 +198,6 @@ def test_run_shows_every_preview(browser):
     header = [th.text for th in table.find_elements(By.CSS_SELECTOR, "thead th")]
     assert {"label", "ax", "ay", "bx", "by"} <= set(header)
     rows = table.find_elements(By.CSS_SELECTOR, "tbody tr")
-    assert len(rows) == labels
     assert [r.find_elements(By.TAG_NAME, "td")[header.index("label")].text for r in rows] == \
         [str(k) for k in range(1, labels + 1)]
 
@@ -194,9 +205,8 @@ def test_run_shows_every_preview(browser):
 def test_full_size_view_reads_pixels(browser):
     d = browser
     by_id(d, "thumb-converttype-0").click()
-    viewer = by_id(d, "viewer")
-    wait(d, lambda: viewer.get_attribute("open") is not None, what="the viewer")
-    wait(d, lambda: image_loaded(d, "viewer-image"), what="the full-size image")
+    wait(d, lambda: by_id(d, "viewer").get_attribute("open") is not None, "the viewer")
+    wait(d, lambda: image_loaded(d, "viewer-image"), "the full-size image")
     assert d.execute_script("return document.querySelector('[data-testid=viewer-image]').naturalWidth") == 512
     zoom_in = by_id(d, "viewer").find_element(By.CSS_SELECTOR, "button[aria-label='Zoom in']")
     for _ in range(3):
@@ -212,10 +222,10 @@ def test_full_size_view_reads_pixels(browser):
         return [img.left + arguments[0] - (body.left + body.width / 2), img.top + arguments[1] - (body.top + body.height / 2)];
     """, 3.5 * zoom, 5.5 * zoom)
     ActionChains(d).move_to_element_with_offset(d.find_element(By.CSS_SELECTOR, ".viewer-body"), int(dx), int(dy)).perform()
-    wait(d, lambda: by_id(d, "pixel-readout").text == "x 3 y 5: 0", what="the pixel readout")
+    wait(d, lambda: by_id(d, "pixel-readout").text == "x 3 y 5: 0", "the pixel readout")
     shot(d, "3-viewer")
     ActionChains(d).send_keys(Keys.ESCAPE).perform()
-    wait(d, lambda: viewer.get_attribute("open") is None, what="the viewer to close")
+    wait(d, lambda: by_id(d, "viewer").get_attribute("open") is None, "the viewer to close")
 
 
 def test_parameter_change_reruns_only_what_follows(browser):
@@ -241,8 +251,8 @@ def test_parameter_change_reruns_only_what_follows(browser):
     """, field, before)
     type_into(field, "8" + Keys.ENTER)
     elapsed = wait(d, lambda: d.execute_script(
-        "const p = window.__orvaPerf; return p.end === null ? null : p.end - p.start;"), what="the new previews")
-    wait(d, lambda: run_finished(d), what="the run to end")
+        "const p = window.__orvaPerf; return p.end === null ? null : p.end - p.start;"), "the new previews")
+    wait(d, lambda: run_finished(d), "the run to end")
     shot(d, "4-changed")
     assert states(d) == {"readimage": "cached", "converttype": "cached", "labeling": "done", "zonelist": "done"}
     assert elapsed < BUDGET_MS, f"previews took {elapsed:.0f} ms"
@@ -257,18 +267,18 @@ def test_broken_wire_shows_the_error_at_its_node(browser):
     dy = (target.location["y"] - source.location["y"]) // 2
     ActionChains(d).move_to_element_with_offset(source, dx, dy).click().perform()
     ActionChains(d).send_keys(Keys.DELETE).perform()
-    wait(d, lambda: "converttype:0->labeling:0" not in wires(d), what="the wire to go")
+    wait(d, lambda: "converttype:0->labeling:0" not in wires(d), "the wire to go")
     # run on change is still on: the edit runs the graph
-    wait(d, lambda: by_id(d, "node-labeling").get_attribute("data-state") == "error", what="the error")
-    wait(d, lambda: run_finished(d), what="the run to end")
+    wait(d, lambda: by_id(d, "node-labeling").get_attribute("data-state") == "error", "the error")
+    wait(d, lambda: run_finished(d), "the run to end")
     shot(d, "5-broken")
     assert "input image is NULL" in by_id(d, "error-labeling").text
     assert states(d) == {"readimage": "cached", "converttype": "cached", "labeling": "error", "zonelist": "skipped"}
     assert by_id(d, "status").text.startswith("Run failed at labeling: ")
 
     ActionChains(d).key_down(Keys.CONTROL).send_keys("z").key_up(Keys.CONTROL).perform()
-    wait(d, lambda: "converttype:0->labeling:0" in wires(d), what="undo to bring the wire back")
-    wait(d, lambda: by_id(d, "node-zonelist").get_attribute("data-state") == "done", what="the graph to run again")
+    wait(d, lambda: wires(d) == WIRES, "undo to bring the wire back")
+    wait(d, lambda: by_id(d, "node-zonelist").get_attribute("data-state") == "done", "the graph to run again")
     assert not d.find_elements(By.CSS_SELECTOR, '[data-testid="error-labeling"]')
     by_id(d, "run-on-change").click()
 
@@ -287,47 +297,32 @@ def test_save_and_open_round_trip(browser):
     positions = node_positions(d)
     by_id(d, "save-as").click()
     type_into(by_id(d, "file-name"), SAVED + Keys.ENTER)
-    wait(d, lambda: by_id(d, "graph-path").text == SAVED, what="the save")
-    saved = d.execute_async_script(
-        "fetch('/api/load?path=' + encodeURIComponent(arguments[0])).then(r => r.json()).then(arguments[1]);", SAVED)
-    graph = saved["graph"]
-    assert [(n["id"], n["plugin"], n.get("inputs")) for n in graph["nodes"]] == [
-        ("readimage", "ReadImage", None),
-        ("converttype", "ConvertType", ["readimage:0"]),
-        ("labeling", "Labeling", ["converttype:0"]),
-        ("zonelist", "ZoneList", ["labeling:0"]),
+    wait(d, lambda: by_id(d, "graph-path").text == SAVED, "the save")
+    graph = fetch(d, f"/api/load?path={SAVED}")["graph"]
+    assert [(n["id"], n["plugin"], n.get("inputs"), n.get("parameters")) for n in graph["nodes"]] == [
+        ("readimage", "ReadImage", None, None),
+        ("converttype", "ConvertType", ["readimage:0"], {"out_type": "IMAGE_GREY_8"}),
+        ("labeling", "Labeling", ["converttype:0"], {"neighbourhood": 8}),
+        ("zonelist", "ZoneList", ["labeling:0"], None),
     ]
-    assert graph["nodes"][1]["parameters"] == {"out_type": "IMAGE_GREY_8"}
-    assert graph["nodes"][2]["parameters"] == {"neighbourhood": 8}
     assert graph["ui"]["nodes"] == positions
 
-    by_id(d, "new").click()
-    wait(d, lambda: not d.find_elements(By.CSS_SELECTOR, ".react-flow__node"), what="an empty canvas")
-    by_id(d, "open").click()
-    wait(d, lambda: by_id(d, f"entry-{SAVED}"), what="the saved file in the listing").click()
-    by_id(d, "file-ok").click()
+    new_graph(d)
+    open_file(d, SAVED)
     # wires are drawn once their nodes have been measured
-    chain = {f"{a}:0->{b}:0" for a, b in zip(IDS, IDS[1:])}
-    wait(d, lambda: wires(d) == chain, what="the graph to load")
+    wait(d, lambda: wires(d) == WIRES, "the wires")
     assert node_positions(d) == positions
-    assert by_id(d, "status").text == f"Loaded {SAVED}"
     shot(d, "6-reopened")
 
 
 @pytest.mark.parametrize("example", ["zones.json", "demo.json", "script.json", "static-image.json"])
 def test_examples_open_laid_out(browser, example):
     d = browser
-    graph = d.execute_async_script(
-        "fetch('/api/load?path=' + encodeURIComponent(arguments[0])).then(r => r.json()).then(arguments[1]);", example)
+    graph = fetch(d, f"/api/load?path={example}")
     if "graph" not in graph:
         pytest.skip(f"{example} is not in the served directory")
-    ids = [n["id"] for n in graph["graph"]["nodes"]]
-    by_id(d, "open").click()
-    wait(d, lambda: by_id(d, f"entry-{example}"), what=f"{example} in the listing").click()
-    by_id(d, "file-ok").click()
-    wait(d, lambda: by_id(d, "status").text == f"Loaded {example}", what=f"{example} to load")
-    wait(d, lambda: sorted(n.get_attribute("data-id") for n in d.find_elements(By.CSS_SELECTOR, ".react-flow__node")) == sorted(ids),
-         what="its nodes")
+    open_file(d, example)
+    wait(d, lambda: sorted(node_ids(d)) == sorted(n["id"] for n in graph["graph"]["nodes"]), "its nodes")
     # no node hides another
     boxes = d.execute_script("""
         return [...document.querySelectorAll('.react-flow__node')].map(n => {
@@ -340,16 +335,10 @@ def test_examples_open_laid_out(browser, example):
 
 def test_a_graph_with_an_unlisted_node_opens_with_its_description(browser):
     d = browser
-    graph = {"nodes": [{"id": "grow", "plugin": "ExpandBox"}]}
     name = f"orva-editor-unlisted-{os.getpid()}.json"
-    saved = d.execute_async_script(
-        "fetch('/api/save', {method: 'POST', body: JSON.stringify({path: arguments[0], graph: arguments[1]})})"
-        ".then(r => r.json()).then(arguments[2]);", name, graph)
-    assert saved == {"path": name}
-    by_id(d, "open").click()
-    wait(d, lambda: by_id(d, f"entry-{name}"), what=f"{name} in the listing").click()
-    by_id(d, "file-ok").click()
-    wait(d, lambda: by_id(d, "status").text == f"Loaded {name}", what=f"{name} to load")
+    graph = {"nodes": [{"id": "grow", "plugin": "ExpandBox"}]}
+    assert fetch(d, "/api/save", {"path": name, "graph": graph}) == {"path": name}
+    open_file(d, name)
     # the palette offers it (used by the graph), and its pins come from its description
-    wait(d, lambda: by_id(d, "palette-ExpandBox"), what="ExpandBox in the palette")
+    wait(d, lambda: by_id(d, "palette-ExpandBox"), "ExpandBox in the palette")
     assert by_id(d, "in-grow-0") and by_id(d, "out-grow-0")
