@@ -15,7 +15,6 @@ def test_nodes_and_their_documents():
     assert "neighbourhood" in document["parameters"]
     doc = orva.Labeling.__doc__
     assert doc.startswith("Labeling (module utility")
-    assert "neighbourhood (long, default 4)" in doc and "upcast (bool, default false)" in doc
     assert orva.Node("Labeling").__doc__ == doc
 
 

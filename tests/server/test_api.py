@@ -161,14 +161,11 @@ def test_a_failing_node_stops_the_run_there(server):
     assert final_states(events) == {"read": "cached", "byte": "cached", "label": "done", "zones": "done"}
 
 
-@pytest.mark.parametrize("graph, message", [
-    ({"nodes": [{"id": "a", "plugin": "Nope"}]}, "unknown node 'Nope'"),
-    ({"nodes": [{"id": "a", "plugin": "Sleep", "parameters": {"unit": "hours"}}]}, "hours"),
-    ({"nodes": [{"id": "a", "plugin": "Sleep", "inputs": ["b:0"]}]}, "names 'b', which is not an earlier node"),
-])
-def test_graphs_that_cannot_run_are_refused(server, graph, message):
+def test_graphs_that_cannot_run_are_refused(server):
+    # the checks and their messages are the command line's, tested there
+    graph = {"nodes": [{"id": "a", "plugin": "Sleep", "inputs": ["b:0"]}]}
     status, _, body = call(server, "/api/run", json.dumps({"graph": graph}))
-    assert status == 400 and message in json.loads(body)["error"]
+    assert status == 400 and "names 'b', which is not an earlier node" in json.loads(body)["error"]
 
 
 def test_nodes_that_keep_state_run_every_time(server):
