@@ -6,8 +6,6 @@
 #include "PHough.h"
 #include "PHoughCircle.h"
 #include "PMutualInformation.h"
-#include "PRadon.h"
-#include "PTJHoughCircle.h"
 
 using namespace ORVA;
 using namespace testing_support;
@@ -25,7 +23,6 @@ TEST(MemoryLimit, HugeAccumulatorsFailAtOnce) {
     const std::string ABOVE = ": above the memory limit of ";
     auto byte = Grey8(CSize(1, 1), {7});
     auto square = Grey8(CSize(4, 4), {1, 2, 3});
-    auto plane = GreyF(CSize(32, 32), {0.5f, 2.0f});
     auto lines = GreyF(CSize(1, 3), {40000.0f, 40000.0f, 0.0f});  // asks for 40000 x 40000
     struct SCase {
         std::unique_ptr<CPNode> (*make)();
@@ -70,20 +67,6 @@ TEST(MemoryLimit, HugeAccumulatorsFailAtOnce) {
          "(utility plugins) Hough::Run | cannot allocate 6.0 GiB for an IMAGE_GREY_F image of size "
          "(40000, 40000, 1)" +
              ABOVE + "1.0 GiB (ORVA_MEMORY_LIMIT)"},
-        {Make<CPRadon>,
-         {plane.get()},
-         {},
-         2048,
-         "(utility plugins) Radon::Run | cannot allocate 4.0 KiB for an IMAGE_GREY_F image of size "
-         "(32, 32, 1)" +
-             ABOVE + "2.0 KiB (ORVA_MEMORY_LIMIT)"},
-        {Make<CPTJHoughCircle>,
-         {plane.get()},
-         {},
-         2048,
-         "(utility plugins) HoughCircleTJ::Run | cannot allocate 4.0 KiB for an IMAGE_GREY_F "
-         "image of size (32, 32, 1)" +
-             ABOVE + "2.0 KiB (ORVA_MEMORY_LIMIT)"},
     };
     const CMemoryPool::SSettings saved = CMemoryPool::Settings();
     for (const SCase& c : cases) {

@@ -16,8 +16,6 @@ TEST(TextOperations, CharactersAreCutWhole) {
     };
     for (const Case& c : cases)
         EXPECT_EQ(Text::Substring("héllo", c.start, c.length), c.expected) << c.start;
-    EXPECT_EQ(Text::CharacterCount("héllo"), 5);
-    EXPECT_EQ(Text::ChangeCase("abc-Zé", true), "ABC-Zé");
 }
 
 TEST(TextOperations, SplitKeepsEmptyPiecesOnlyWithASeparator) {
