@@ -96,7 +96,8 @@ TEST(Geometry, ResizeByEachInterpolation) {
 
 // 8-bit bilinear against its definition written out plainly: 11-bit weights, horizontal sums
 // in int, the vertical step on sums shifted by 4. Widths cover taps that fit one 16-byte load,
-// groups that do not (shrinking by 5), enlarging, leftover taps and a single column.
+// groups that do not (shrinking by 5), enlarging, leftover taps, a single column and an exact
+// halving (the 2 x 2 mean must give the same bytes).
 TEST(Geometry, BilinearBytesMatchesItsFixedPointDefinition) {
     auto taps = [](int64_t n, int64_t m, int64_t d) {  // first sample, weights
         const double scale = 1.0 / (double(m) / double(n));
@@ -108,7 +109,8 @@ TEST(Geometry, BilinearBytesMatchesItsFixedPointDefinition) {
         return std::tuple{s, int32_t(std::nearbyint((1 - f) * 2048.0f)),
                           int32_t(std::nearbyint(f * 2048.0f))};
     };
-    const int64_t sizes[][4] = {{61, 13, 43, 9}, {95, 7, 19, 5}, {20, 10, 31, 15}, {1, 3, 5, 4}};
+    const int64_t sizes[][4] = {
+        {61, 13, 43, 9}, {95, 7, 19, 5}, {20, 10, 31, 15}, {1, 3, 5, 4}, {130, 4, 65, 2}};
     for (const auto& z : sizes) {
         const SImage<uint8_t> src = FilterTesting::Random<uint8_t>(z[0], z[1], 0, 255.99, 7, 3);
         SImage<uint8_t> dst(z[2], z[3], 2);

@@ -38,7 +38,45 @@ __attribute__((target("ssse3"))) void LinearTapsShuffled(const uint8_t* in, cons
 }
 #endif
 
+void HalveBytesPlain(const uint8_t* a, const uint8_t* b, uint8_t* out, int64_t begin, int64_t end) {
+    for (int64_t x = begin; x < end; ++x)
+        out[x] = static_cast<uint8_t>((a[2 * x] + a[2 * x + 1] + b[2 * x] + b[2 * x + 1] + 2) >> 2);
+}
+
+#if defined(__x86_64__)
+// 16 rounded means from 32 samples of each row: pairs summed into 16-bit words.
+__attribute__((target("avx2"))) inline __m256i HalfSums(const uint8_t* a, const uint8_t* b) {
+    const __m256i ones = _mm256_set1_epi8(1);
+    const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a));
+    const __m256i q = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b));
+    const __m256i s =
+        _mm256_add_epi16(_mm256_maddubs_epi16(p, ones), _mm256_maddubs_epi16(q, ones));
+    return _mm256_srli_epi16(_mm256_add_epi16(s, _mm256_set1_epi16(2)), 2);
+}
+
+__attribute__((target("avx2"))) void HalveBytesWide(const uint8_t* a, const uint8_t* b,
+                                                    uint8_t* out, int64_t w) {
+    int64_t x = 0;
+    for (; x + 32 <= w; x += 32) {
+        // The pack interleaves the 128-bit halves of its operands; the permute restores order.
+        const __m256i packed = _mm256_packus_epi16(HalfSums(a + 2 * x, b + 2 * x),
+                                                   HalfSums(a + 2 * x + 32, b + 2 * x + 32));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + x),
+                            _mm256_permute4x64_epi64(packed, 0xd8));
+    }
+    HalveBytesPlain(a, b, out, x, w);
+}
+#endif
+
 }  // namespace
+
+void HalveBytes(const uint8_t* a, const uint8_t* b, uint8_t* out, int64_t w) {
+#if defined(__x86_64__)
+    static const bool wide = __builtin_cpu_supports("avx2");
+    if (wide) return HalveBytesWide(a, b, out, w);
+#endif
+    HalveBytesPlain(a, b, out, 0, w);
+}
 
 ORVA_FILTERS_CLONES void LinearColumnBytes(const int32_t* r0, const int32_t* r1, int16_t b0,
                                            int16_t b1, uint8_t* out, int64_t w) {

@@ -229,12 +229,19 @@ void TwoPass(SPlane<const T> src, SPlane<T> dst, const std::vector<STap>& yt, HF
     }
 }
 
+// out[x] = (a[2x] + a[2x + 1] + b[2x] + b[2x + 1] + 2) >> 2 for x < w.
+void HalveBytes(const uint8_t* a, const uint8_t* b, uint8_t* out, int64_t w);
+
 template <class T>
 void HalveByMean(SPlane<const T> src, SPlane<T> dst) {
     for (int64_t y = 0; y < dst.height; ++y) {
         const T* a = src.Row(2 * y);
         const T* b = src.Row(2 * y + 1);
         T* out = dst.Row(y);
+        if constexpr (std::is_same_v<T, uint8_t>) {
+            HalveBytes(a, b, out, dst.width);
+            continue;
+        }
         for (int64_t x = 0; x < dst.width; ++x) {
             if constexpr (std::is_floating_point_v<T>) {
                 out[x] = ((a[2 * x] + a[2 * x + 1]) + (b[2 * x] + b[2 * x + 1])) * T(0.25);
