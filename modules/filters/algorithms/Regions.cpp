@@ -1,6 +1,11 @@
 #include "Regions.h"
 
 #include <algorithm>
+#include <bit>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace ORVA::Filters::Detail {
 
@@ -13,6 +18,34 @@ double Central(int64_t n, int64_t sab, int64_t sa, int64_t sb) {
 }
 
 }  // namespace
+
+void FindRuns(const int32_t* row, int64_t w, std::vector<SRun>& runs) {
+    runs.clear();
+    int64_t start = 0;
+    for (int64_t base = 0; base < w; base += 64) {
+        // Bit i: a run starts at base + i (the value differs from the one before).
+        uint64_t starts = 0;
+#if defined(__SSE2__)
+        for (int i = 0; i < 64; i += 4) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + base + i));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + base + i - 1));
+            const int same = _mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(a, b)));
+            starts |= static_cast<uint64_t>(~same & 15) << i;
+        }
+#else
+        for (int i = 0; i < 64; ++i)
+            starts |= static_cast<uint64_t>(row[base + i] != row[base + i - 1]) << i;
+#endif
+        if (base == 0) starts &= ~uint64_t(1);  // the first run starts at 0 anyway
+        if (w - base < 64) starts &= (uint64_t(1) << (w - base)) - 1;
+        for (; starts; starts &= starts - 1) {
+            const int64_t x = base + std::countr_zero(starts);
+            if (row[start] != 0) runs.push_back({start, x, row[start]});
+            start = x;
+        }
+    }
+    if (w > 0 && row[start] != 0) runs.push_back({start, w, row[start]});
+}
 
 void AddRun(SRegionSums& s, int64_t x0, int64_t x1, int64_t y) {
     if (s.count == 0) {
