@@ -47,6 +47,30 @@ void FindRuns(const int32_t* row, int64_t w, std::vector<SRun>& runs) {
     if (w > 0 && row[start] != 0) runs.push_back({start, w, row[start]});
 }
 
+ORVA_FILTERS_CLONES void BorderFlags(const int32_t* id, const int32_t* up, const int32_t* down,
+                                     uint8_t* f, int64_t w) {
+    for (int64_t x = 0; x < w; ++x) {
+        const int32_t l = id[x];
+        f[x] = (l != 0) & ((id[x - 1] != l) | (id[x + 1] != l) | (up[x] != l) | (down[x] != l));
+    }
+}
+
+ORVA_FILTERS_CLONES void PerimeterCodes(const int32_t* id, const int32_t* up, const int32_t* down,
+                                        const uint8_t* f, const uint8_t* fu, const uint8_t* fd,
+                                        uint8_t* codes, int64_t w) {
+    for (int64_t x = 0; x < w; ++x) {
+        const int32_t l = id[x];
+        auto same = [&](const int32_t* row, const uint8_t* fr, int64_t i) {
+            return uint8_t((row[i] == l) & fr[i]);
+        };
+        const uint8_t straight =
+            same(id, f, x - 1) + same(id, f, x + 1) + same(up, fu, x) + same(down, fd, x);
+        const uint8_t diagonal = same(up, fu, x - 1) + same(up, fu, x + 1) + same(down, fd, x - 1) +
+                                 same(down, fd, x + 1);
+        codes[x] = uint8_t(f[x] * (1 + 2 * straight + 10 * diagonal));
+    }
+}
+
 void AddRun(SRegionSums& s, int64_t x0, int64_t x1, int64_t y) {
     if (s.count == 0) {
         s.minX = x0;
@@ -80,6 +104,7 @@ std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums,
             code == 21 || code == 33 ? root2 : (code == 13 || code == 23 ? (1 + root2) / 2 : 1.0);
     }
     std::vector<SRegion> regions;
+    regions.reserve(sums.size());
     for (size_t i = 1; i < sums.size(); ++i) {
         const SRegionSums& s = sums[i];
         if (s.count == 0) continue;
@@ -113,8 +138,10 @@ std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums,
         }
         regions.push_back(r);
     }
-    std::sort(regions.begin(), regions.end(),
-              [](const SRegion& a, const SRegion& b) { return a.label < b.label; });
+    // Places follow the raster order of first pixels, which is often the label order already.
+    auto byLabel = [](const SRegion& a, const SRegion& b) { return a.label < b.label; };
+    if (!std::is_sorted(regions.begin(), regions.end(), byLabel))
+        std::sort(regions.begin(), regions.end(), byLabel);
     return regions;
 }
 

@@ -140,6 +140,16 @@ inline constexpr size_t RUN_SLACK = 64;
 // must be readable and so must RUN_SLACK samples past the end.
 void FindRuns(const int32_t* row, int64_t w, std::vector<SRun>& runs);
 
+// Rows of labels below have a readable sample before and after them.
+// f[x] = 1 where id[x] is a label (not 0) with a 4-neighbour of another label.
+void BorderFlags(const int32_t* id, const int32_t* up, const int32_t* down, uint8_t* f, int64_t w);
+
+// The perimeter code of each border pixel (0 elsewhere) from the border flags of its row and
+// the rows above and below: 1 + 2 (straight neighbours of its own label on the border) + 10
+// (such diagonal neighbours).
+void PerimeterCodes(const int32_t* id, const int32_t* up, const int32_t* down, const uint8_t* f,
+                    const uint8_t* fu, const uint8_t* fd, uint8_t* codes, int64_t w);
+
 // Adds the run of pixels x0 .. x1 - 1 of row y to `s` (its box, count and moments).
 void AddRun(SRegionSums& s, int64_t x0, int64_t x1, int64_t y);
 
@@ -200,21 +210,7 @@ std::vector<SRegion> RegionProperties(SPlane<const L> labels,
             run.place = index(run.place);
     };
     auto border = [&](int64_t y) {
-        const int32_t* id = idRow(y);
-        const int32_t* up = idRow(y - 1);
-        const int32_t* down = idRow(y + 1);
-        uint8_t* f = flagRow(y);
-        if (y == 0 || y + 1 == h) {
-            for (int64_t x = 0; x < w; ++x)
-                f[x] = id[x] != 0;
-            return;
-        }
-        f[0] = id[0] != 0;
-        f[w - 1] = id[w - 1] != 0;
-        for (int64_t x = 1; x + 1 < w; ++x) {
-            const int32_t l = id[x];
-            f[x] = (l != 0) & ((id[x - 1] != l) | (id[x + 1] != l) | (up[x] != l) | (down[x] != l));
-        }
+        Detail::BorderFlags(idRow(y), idRow(y - 1), idRow(y + 1), flagRow(y), w);
     };
     std::vector<uint8_t> codes(static_cast<size_t>(w));
     if (h > 0) fill(0);
@@ -226,19 +222,7 @@ std::vector<SRegion> RegionProperties(SPlane<const L> labels,
         const int32_t *id = idRow(y), *up = idRow(y - 1), *down = idRow(y + 1);
         const uint8_t *f = flagRow(y), *fu = flagRow(y - 1), *fd = flagRow(y + 1);
         const I* value = measured ? intensity.Row(y) : nullptr;
-        // The perimeter code of each border pixel (0 elsewhere) from the border neighbours of
-        // its own region, over the whole row so the loop vectorises.
-        for (int64_t x = 0; x < w; ++x) {
-            const int32_t l = id[x];
-            auto same = [&](const int32_t* row, const uint8_t* fr, int64_t i) {
-                return uint8_t((row[i] == l) & fr[i]);
-            };
-            const uint8_t straight =
-                same(id, f, x - 1) + same(id, f, x + 1) + same(up, fu, x) + same(down, fd, x);
-            const uint8_t diagonal = same(up, fu, x - 1) + same(up, fu, x + 1) +
-                                     same(down, fd, x - 1) + same(down, fd, x + 1);
-            codes[x] = uint8_t(f[x] * (1 + 2 * straight + 10 * diagonal));
-        }
+        Detail::PerimeterCodes(id, up, down, f, fu, fd, codes.data(), w);
         sums.resize(index.Labels().size());  // places met by the rows read so far
         for (const Detail::SRun& run : runs[y % 4]) {
             // One run of equal labels at a time: its box and moments in closed form.
