@@ -96,8 +96,8 @@ TEST(Geometry, ResizeByEachInterpolation) {
 
 // 8-bit bilinear against its definition written out plainly: 11-bit weights, horizontal sums
 // in int, the vertical step on sums shifted by 4. Widths cover taps that fit one 16-byte load,
-// groups that do not (shrinking by 5), enlarging, leftover taps, a single column and an exact
-// halving (the 2 x 2 mean must give the same bytes).
+// groups that do not (shrinking by 5), enlarging, leftover taps, a single column, rows of
+// several 32-output steps (0.7) and an exact halving (the 2 x 2 mean must give the same bytes).
 TEST(Geometry, BilinearBytesMatchesItsFixedPointDefinition) {
     auto taps = [](int64_t n, int64_t m, int64_t d) {  // first sample, weights
         const double scale = 1.0 / (double(m) / double(n));
