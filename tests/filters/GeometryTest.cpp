@@ -94,6 +94,22 @@ TEST(Geometry, ResizeByEachInterpolation) {
     EXPECT_EQ(two.Values(), (std::vector<double>{1.0, 5.0}));
 }
 
+// Float halving against ((a + b) + (c + d)) * 0.25 in that order: widths below, at and past a
+// step of 8 outputs, padded rows.
+TEST(Geometry, FloatHalvingMatchesThePairedSum) {
+    for (int64_t w : {1, 8, 17, 33}) {
+        const SImage<float> src = FilterTesting::Random<float>(2 * w, 6, -1e4, 1e4, 3, 5);
+        SImage<float> dst(w, 3, 2);
+        Resize(src.In(), dst.Plane(), EnInterpolation::BILINEAR);
+        for (int64_t y = 0; y < 3; ++y)
+            for (int64_t x = 0; x < w; ++x) {
+                auto at = [&](int64_t i, int64_t j) { return src.At(2 * x + i, 2 * y + j); };
+                ASSERT_EQ(dst.At(x, y), ((at(0, 0) + at(1, 0)) + (at(0, 1) + at(1, 1))) * 0.25f)
+                    << w << " at " << x << ", " << y;
+            }
+    }
+}
+
 // 8-bit bilinear against its definition written out plainly: 11-bit weights, horizontal sums
 // in int, the vertical step on sums shifted by 4. Widths cover taps that fit one 16-byte load,
 // groups that do not (shrinking by 5), enlarging, leftover taps, a single column, rows of

@@ -53,7 +53,30 @@ void HalveBytesPlain(const uint8_t* a, const uint8_t* b, uint8_t* out, int64_t b
         out[x] = static_cast<uint8_t>((a[2 * x] + a[2 * x + 1] + b[2 * x] + b[2 * x + 1] + 2) >> 2);
 }
 
+void HalveFloatsPlain(const float* a, const float* b, float* out, int64_t begin, int64_t end) {
+    for (int64_t x = begin; x < end; ++x)
+        out[x] = ((a[2 * x] + a[2 * x + 1]) + (b[2 * x] + b[2 * x + 1])) * 0.25f;
+}
+
 #if defined(__x86_64__)
+// Sums of neighbour pairs of 16 samples, in the lane order of the horizontal add.
+__attribute__((target("avx2"))) inline __m256 PairSums(const float* p) {
+    return _mm256_hadd_ps(_mm256_loadu_ps(p), _mm256_loadu_ps(p + 8));
+}
+
+__attribute__((target("avx2"))) void HalveFloatsWide(const float* a, const float* b, float* out,
+                                                     int64_t w) {
+    int64_t x = 0;
+    for (; x + 8 <= w; x += 8) {
+        const __m256 mean = _mm256_mul_ps(_mm256_add_ps(PairSums(a + 2 * x), PairSums(b + 2 * x)),
+                                          _mm256_set1_ps(0.25f));
+        // The add pairs within 128-bit lanes: outputs 0-1, 4-5, 2-3, 6-7 in 64-bit steps.
+        _mm256_storeu_ps(out + x,
+                         _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(mean), 0xd8)));
+    }
+    HalveFloatsPlain(a, b, out, x, w);
+}
+
 // 16 rounded means from 32 samples of each row: pairs summed into 16-bit words.
 __attribute__((target("avx2"))) inline __m256i HalfSums(const uint8_t* a, const uint8_t* b) {
     const __m256i ones = _mm256_set1_epi8(1);
@@ -141,6 +164,14 @@ void HalveBytes(const uint8_t* a, const uint8_t* b, uint8_t* out, int64_t w) {
     if (wide) return HalveBytesWide(a, b, out, w);
 #endif
     HalveBytesPlain(a, b, out, 0, w);
+}
+
+void HalveFloats(const float* a, const float* b, float* out, int64_t w) {
+#if defined(__x86_64__)
+    static const bool wide = __builtin_cpu_supports("avx2");
+    if (wide) return HalveFloatsWide(a, b, out, w);
+#endif
+    HalveFloatsPlain(a, b, out, 0, w);
 }
 
 void LinearColumnBytes(const int32_t* r0, const int32_t* r1, int16_t b0, int16_t b1, uint8_t* out,

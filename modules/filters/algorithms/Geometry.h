@@ -231,6 +231,8 @@ void TwoPass(SPlane<const T> src, SPlane<T> dst, const std::vector<STap>& yt, HF
 
 // out[x] = (a[2x] + a[2x + 1] + b[2x] + b[2x + 1] + 2) >> 2 for x < w.
 void HalveBytes(const uint8_t* a, const uint8_t* b, uint8_t* out, int64_t w);
+// out[x] = ((a[2x] + a[2x + 1]) + (b[2x] + b[2x + 1])) * 0.25f for x < w.
+void HalveFloats(const float* a, const float* b, float* out, int64_t w);
 
 template <class T>
 void HalveByMean(SPlane<const T> src, SPlane<T> dst) {
@@ -240,6 +242,9 @@ void HalveByMean(SPlane<const T> src, SPlane<T> dst) {
         T* out = dst.Row(y);
         if constexpr (std::is_same_v<T, uint8_t>) {
             HalveBytes(a, b, out, dst.width);
+            continue;
+        } else if constexpr (std::is_same_v<T, float>) {
+            HalveFloats(a, b, out, dst.width);
             continue;
         }
         for (int64_t x = 0; x < dst.width; ++x) {
