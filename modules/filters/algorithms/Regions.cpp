@@ -103,13 +103,19 @@ std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums,
         weights[i] =
             code == 21 || code == 33 ? root2 : (code == 13 || code == 23 ? (1 + root2) / 2 : 1.0);
     }
+    // The places in label order (places follow the raster order of first pixels, which is
+    // often the label order already).
+    std::vector<std::pair<int64_t, size_t>> order;
+    order.reserve(sums.size());
+    for (size_t i = 1; i < sums.size(); ++i)
+        if (sums[i].count != 0) order.push_back({labels[i], i});
+    if (!std::is_sorted(order.begin(), order.end())) std::sort(order.begin(), order.end());
     std::vector<SRegion> regions;
-    regions.reserve(sums.size());
-    for (size_t i = 1; i < sums.size(); ++i) {
-        const SRegionSums& s = sums[i];
-        if (s.count == 0) continue;
+    regions.reserve(order.size());
+    for (auto [label, place] : order) {
+        const SRegionSums& s = sums[place];
         SRegion r;
-        r.label = labels[i];
+        r.label = label;
         r.area = s.count;
         const double n = static_cast<double>(s.count);
         r.centroidX = static_cast<double>(s.sx) / n;
@@ -138,10 +144,6 @@ std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums,
         }
         regions.push_back(r);
     }
-    // Places follow the raster order of first pixels, which is often the label order already.
-    auto byLabel = [](const SRegion& a, const SRegion& b) { return a.label < b.label; };
-    if (!std::is_sorted(regions.begin(), regions.end(), byLabel))
-        std::sort(regions.begin(), regions.end(), byLabel);
     return regions;
 }
 
