@@ -170,7 +170,10 @@ TEST(Regions, PerimeterMatchesALiteralCount) {
             }
             EXPECT_EQ(r.perimeter, perimeter) << width << " label " << r.label;
         }
-        EXPECT_EQ(regions.size(), 3u) << width;
+        std::vector<int64_t> order;  // labels met in any order come out in label order
+        for (const SRegion& r : regions)
+            order.push_back(r.label);
+        EXPECT_EQ(order, (std::vector<int64_t>{1, 2, 5})) << width;
     }
 }
 
