@@ -10,8 +10,9 @@
 //   horizontal sums in int, vertical ((b0 * (S0 >> 4)) >> 16) + ((b1 * (S1 >> 4)) >> 16),
 //   then (+ 2) >> 2 saturated); other integers compute in float and round half to even,
 //   floats in float, doubles in double. An exact halving in both directions is the 2 x 2
-//   mean instead, as OpenCV switches to: (a + b + c + d + 2) >> 2 for integers,
-//   ((a + b) + (c + d)) * 0.25 for floats.
+//   mean instead, as OpenCV switches to: (a + b + c + d + 2) >> 2 for integers (for bytes
+//   the very value of the fixed point above: weights 1024, 1024 give (a + b) + (c + d) before
+//   the rounding shift), ((a + b) + (c + d)) * 0.25 for floats.
 // - AREA: the mean of each source area. Whole factors k x l: integers round (sum * (1 / kl))
 //   in float half to even ((sum + 2) >> 2 for 2 x 2), floats sum in float and multiply.
 //   Other factors weigh each source pixel by its overlap, in double (within 1 of OpenCV).
