@@ -16,8 +16,10 @@ void CPCrop::Declare(CSetupDocument& doc) {
               "on input 1 (an IMAGE_GREY_F table whose rows begin ax, bx, ay, by, the inclusive "
               "corners, as ZoneList's IMAGE output), output 1 holds the cut of every row's box "
               "in table order and output 0 the cut of row `row`; without a table, output 1 "
-              "holds the one rectangle. Every rectangle must lie inside the image. Every slice "
-              "and colour channel is cut alike.");
+              "holds the one rectangle. A table without rows (ZoneList's table of an image "
+              "without zones) cuts nothing: output 1 is an empty vector and output 0 an empty "
+              "image of the input's type. Every rectangle must lie inside the image. Every "
+              "slice and colour channel is cut alike.");
     doc.Parameter("x", m_x, "left column of the rectangle").Range(0, 1 << 30);
     doc.Parameter("y", m_y, "top row of the rectangle").Range(0, 1 << 30);
     doc.Parameter("width", m_width, "width of the rectangle; 0 to the right edge")
@@ -94,7 +96,7 @@ void CPCrop::Run() {
     if (boxes) {
         if (boxes->Type() != IMAGE_GREY_F) RefuseType(where, 1, boxes->Type(), "IMAGE_GREY_F");
         const CSize table = boxes->Size();
-        if (table.x < 4 || m_row < 0 || m_row >= table.y)
+        if (table.x < 4 || m_row < 0 || (table.y > 0 && m_row >= table.y))
             throw CException(where, CString("the box table of size %1 has no row %2 of 4 columns")
                                         .Arg(table.ToString())
                                         .Arg(m_row));
@@ -105,7 +107,10 @@ void CPCrop::Run() {
     }
     for (SRectangle& r : rectangles)
         r = Inside(input->Size(), r, where);
-    SetImage(*this, 0, Cut(*input, rectangles[chosen], where));
+    if (rectangles.empty())  // no zones found upstream: nothing to cut, not a failure
+        SetImage(*this, 0, NewImage(input->Type(), CSize(0, 0, input->Size().z)));
+    else
+        SetImage(*this, 0, Cut(*input, rectangles[chosen], where));
     if (!HasStackOutput(1)) return;
     auto every = std::make_unique<CValueVector>();
     for (const SRectangle& r : rectangles)

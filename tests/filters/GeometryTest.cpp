@@ -94,9 +94,26 @@ TEST(Geometry, ResizeByEachInterpolation) {
     EXPECT_EQ(two.Values(), (std::vector<double>{1.0, 5.0}));
 }
 
+// Float halving against ((a + b) + (c + d)) * 0.25 in that order: widths below, at and past a
+// step of 8 outputs, padded rows.
+TEST(Geometry, FloatHalvingMatchesThePairedSum) {
+    for (int64_t w : {1, 8, 17, 33}) {
+        const SImage<float> src = FilterTesting::Random<float>(2 * w, 6, -1e4, 1e4, 3, 5);
+        SImage<float> dst(w, 3, 2);
+        Resize(src.In(), dst.Plane(), EnInterpolation::BILINEAR);
+        for (int64_t y = 0; y < 3; ++y)
+            for (int64_t x = 0; x < w; ++x) {
+                auto at = [&](int64_t i, int64_t j) { return src.At(2 * x + i, 2 * y + j); };
+                ASSERT_EQ(dst.At(x, y), ((at(0, 0) + at(1, 0)) + (at(0, 1) + at(1, 1))) * 0.25f)
+                    << w << " at " << x << ", " << y;
+            }
+    }
+}
+
 // 8-bit bilinear against its definition written out plainly: 11-bit weights, horizontal sums
 // in int, the vertical step on sums shifted by 4. Widths cover taps that fit one 16-byte load,
-// groups that do not (shrinking by 5), enlarging, leftover taps and a single column.
+// groups that do not (shrinking by 5), enlarging, leftover taps, a single column, rows of
+// several 32-output steps (0.7) and an exact halving (the 2 x 2 mean must give the same bytes).
 TEST(Geometry, BilinearBytesMatchesItsFixedPointDefinition) {
     auto taps = [](int64_t n, int64_t m, int64_t d) {  // first sample, weights
         const double scale = 1.0 / (double(m) / double(n));
@@ -108,7 +125,8 @@ TEST(Geometry, BilinearBytesMatchesItsFixedPointDefinition) {
         return std::tuple{s, int32_t(std::nearbyint((1 - f) * 2048.0f)),
                           int32_t(std::nearbyint(f * 2048.0f))};
     };
-    const int64_t sizes[][4] = {{61, 13, 43, 9}, {95, 7, 19, 5}, {20, 10, 31, 15}, {1, 3, 5, 4}};
+    const int64_t sizes[][4] = {
+        {61, 13, 43, 9}, {95, 7, 19, 5}, {20, 10, 31, 15}, {1, 3, 5, 4}, {130, 4, 65, 2}};
     for (const auto& z : sizes) {
         const SImage<uint8_t> src = FilterTesting::Random<uint8_t>(z[0], z[1], 0, 255.99, 7, 3);
         SImage<uint8_t> dst(z[2], z[3], 2);

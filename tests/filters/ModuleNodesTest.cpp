@@ -256,6 +256,14 @@ TEST(FilterNodes, CropCutsEveryBoxOfATable) {
         ASSERT_NE(cut, nullptr) << i;
         EXPECT_EQ(Samples(*cut->Get()), expected[i]) << i;
     }
+    // A table without rows (no zones upstream) cuts nothing, whatever `row` says.
+    std::unique_ptr<CValue> none = MakeImage(CT::GREY_F, CSize(5, 0), {});
+    node = Prepare("Crop", R"({"row": 1})", {image.get(), none.get()});
+    node->Run();
+    EXPECT_EQ(OutputImage(*node, 0)->Type(), IImage::CType(CT::GREY_8));
+    EXPECT_EQ(OutputImage(*node, 0)->Size(), CSize(0, 0, 1));
+    ASSERT_NE(node->StackOutput(1)->Vector(), nullptr);
+    EXPECT_EQ(node->StackOutput(1)->Vector()->Size(), 0u);
     // A box leaving the image fails the run, whichever row output 0 takes.
     std::unique_ptr<CValue> outside = MakeImage(CT::GREY_F, CSize(4, 2), {0, 0, 0, 0, 3, 4, 0, 0});
     node = Prepare("Crop", "{}", {image.get(), outside.get()});

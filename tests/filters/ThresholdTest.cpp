@@ -59,6 +59,30 @@ TEST(Threshold, OtsuOfBytesIsTheFirstBestSplit) {
     EXPECT_EQ(OtsuThreshold(wide.In()), 1001);
 }
 
+// Byte histograms against a plain count: planes large enough to count pairs of neighbours,
+// odd widths (a sample per row left out of the pairs), runs of one value, padded rows.
+TEST(Threshold, ByteHistogramsMatchAPlainCount) {
+    struct SCase {
+        int64_t width, height;
+        bool noise;
+    } cases[] = {{1, 1, true},     {7, 3, true},      {1, 300000, true}, {2, 131072, true},
+                 {513, 600, true}, {1001, 301, true}, {1001, 301, false}};
+    for (const SCase& c : cases) {
+        SImage<uint8_t> src =
+            c.noise
+                ? FilterTesting::Random<uint8_t>(c.width, c.height, 0, 255.99, 5, 3)
+                : FilterTesting::Filled<uint8_t>(
+                      c.width, c.height, [](int64_t x, int64_t y) { return (x / 40 + y) % 7; }, 3);
+        for (int64_t y = 0; y < c.height; ++y)  // the padding must not be counted
+            for (int64_t x = c.width; x < src.stride; ++x)
+                src.At(x, y) = 200;
+        std::vector<int64_t> expected(256, 0);
+        for (uint8_t v : src.Values())
+            ++expected[v];
+        EXPECT_EQ(Detail::FullHistogram(src.In()), expected) << c.width << "x" << c.height;
+    }
+}
+
 TEST(Threshold, OtsuOfFloatsMatchesScikitImage) {
     // threshold_otsu of this 5 x 8 image, as float32 and as float64 (different bin edges).
     std::vector<float> samples(40);

@@ -10,8 +10,9 @@
 //   horizontal sums in int, vertical ((b0 * (S0 >> 4)) >> 16) + ((b1 * (S1 >> 4)) >> 16),
 //   then (+ 2) >> 2 saturated); other integers compute in float and round half to even,
 //   floats in float, doubles in double. An exact halving in both directions is the 2 x 2
-//   mean instead, as OpenCV switches to: (a + b + c + d + 2) >> 2 for integers,
-//   ((a + b) + (c + d)) * 0.25 for floats.
+//   mean instead, as OpenCV switches to: (a + b + c + d + 2) >> 2 for integers (for bytes
+//   the very value of the fixed point above: weights 1024, 1024 give (a + b) + (c + d) before
+//   the rounding shift), ((a + b) + (c + d)) * 0.25 for floats.
 // - AREA: the mean of each source area. Whole factors k x l: integers round (sum * (1 / kl))
 //   in float half to even ((sum + 2) >> 2 for 2 x 2), floats sum in float and multiply.
 //   Other factors weigh each source pixel by its overlap, in double (within 1 of OpenCV).
@@ -229,12 +230,24 @@ void TwoPass(SPlane<const T> src, SPlane<T> dst, const std::vector<STap>& yt, HF
     }
 }
 
+// out[x] = (a[2x] + a[2x + 1] + b[2x] + b[2x + 1] + 2) >> 2 for x < w.
+void HalveBytes(const uint8_t* a, const uint8_t* b, uint8_t* out, int64_t w);
+// out[x] = ((a[2x] + a[2x + 1]) + (b[2x] + b[2x + 1])) * 0.25f for x < w.
+void HalveFloats(const float* a, const float* b, float* out, int64_t w);
+
 template <class T>
 void HalveByMean(SPlane<const T> src, SPlane<T> dst) {
     for (int64_t y = 0; y < dst.height; ++y) {
         const T* a = src.Row(2 * y);
         const T* b = src.Row(2 * y + 1);
         T* out = dst.Row(y);
+        if constexpr (std::is_same_v<T, uint8_t>) {
+            HalveBytes(a, b, out, dst.width);
+            continue;
+        } else if constexpr (std::is_same_v<T, float>) {
+            HalveFloats(a, b, out, dst.width);
+            continue;
+        }
         for (int64_t x = 0; x < dst.width; ++x) {
             if constexpr (std::is_floating_point_v<T>) {
                 out[x] = ((a[2 * x] + a[2 * x + 1]) + (b[2 * x] + b[2 * x + 1])) * T(0.25);

@@ -1,6 +1,11 @@
 #include "Regions.h"
 
 #include <algorithm>
+#include <bit>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace ORVA::Filters::Detail {
 
@@ -13,6 +18,58 @@ double Central(int64_t n, int64_t sab, int64_t sa, int64_t sb) {
 }
 
 }  // namespace
+
+void FindRuns(const int32_t* row, int64_t w, std::vector<SRun>& runs) {
+    runs.clear();
+    int64_t start = 0;
+    for (int64_t base = 0; base < w; base += 64) {
+        // Bit i: a run starts at base + i (the value differs from the one before).
+        uint64_t starts = 0;
+#if defined(__SSE2__)
+        for (int i = 0; i < 64; i += 4) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + base + i));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + base + i - 1));
+            const int same = _mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(a, b)));
+            starts |= static_cast<uint64_t>(~same & 15) << i;
+        }
+#else
+        for (int i = 0; i < 64; ++i)
+            starts |= static_cast<uint64_t>(row[base + i] != row[base + i - 1]) << i;
+#endif
+        if (base == 0) starts &= ~uint64_t(1);  // the first run starts at 0 anyway
+        if (w - base < 64) starts &= (uint64_t(1) << (w - base)) - 1;
+        for (; starts; starts &= starts - 1) {
+            const int64_t x = base + std::countr_zero(starts);
+            if (row[start] != 0) runs.push_back({start, x, row[start]});
+            start = x;
+        }
+    }
+    if (w > 0 && row[start] != 0) runs.push_back({start, w, row[start]});
+}
+
+ORVA_FILTERS_CLONES void BorderFlags(const int32_t* id, const int32_t* up, const int32_t* down,
+                                     uint8_t* f, int64_t w) {
+    for (int64_t x = 0; x < w; ++x) {
+        const int32_t l = id[x];
+        f[x] = (l != 0) & ((id[x - 1] != l) | (id[x + 1] != l) | (up[x] != l) | (down[x] != l));
+    }
+}
+
+ORVA_FILTERS_CLONES void PerimeterCodes(const int32_t* id, const int32_t* up, const int32_t* down,
+                                        const uint8_t* f, const uint8_t* fu, const uint8_t* fd,
+                                        uint8_t* codes, int64_t w) {
+    for (int64_t x = 0; x < w; ++x) {
+        const int32_t l = id[x];
+        auto same = [&](const int32_t* row, const uint8_t* fr, int64_t i) {
+            return uint8_t((row[i] == l) & fr[i]);
+        };
+        const uint8_t straight =
+            same(id, f, x - 1) + same(id, f, x + 1) + same(up, fu, x) + same(down, fd, x);
+        const uint8_t diagonal = same(up, fu, x - 1) + same(up, fu, x + 1) + same(down, fd, x - 1) +
+                                 same(down, fd, x + 1);
+        codes[x] = uint8_t(f[x] * (1 + 2 * straight + 10 * diagonal));
+    }
+}
 
 void AddRun(SRegionSums& s, int64_t x0, int64_t x1, int64_t y) {
     if (s.count == 0) {
@@ -46,12 +103,19 @@ std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums,
         weights[i] =
             code == 21 || code == 33 ? root2 : (code == 13 || code == 23 ? (1 + root2) / 2 : 1.0);
     }
+    // The places in label order (places follow the raster order of first pixels, which is
+    // often the label order already).
+    std::vector<std::pair<int64_t, size_t>> order;
+    order.reserve(sums.size());
+    for (size_t i = 1; i < sums.size(); ++i)
+        if (sums[i].count != 0) order.push_back({labels[i], i});
+    if (!std::is_sorted(order.begin(), order.end())) std::sort(order.begin(), order.end());
     std::vector<SRegion> regions;
-    for (size_t i = 1; i < sums.size(); ++i) {
-        const SRegionSums& s = sums[i];
-        if (s.count == 0) continue;
+    regions.reserve(order.size());
+    for (auto [label, place] : order) {
+        const SRegionSums& s = sums[place];
         SRegion r;
-        r.label = labels[i];
+        r.label = label;
         r.area = s.count;
         const double n = static_cast<double>(s.count);
         r.centroidX = static_cast<double>(s.sx) / n;
@@ -80,8 +144,6 @@ std::vector<SRegion> Finish(const std::vector<SRegionSums>& sums,
         }
         regions.push_back(r);
     }
-    std::sort(regions.begin(), regions.end(),
-              [](const SRegion& a, const SRegion& b) { return a.label < b.label; });
     return regions;
 }
 

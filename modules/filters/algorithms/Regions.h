@@ -128,6 +128,28 @@ class CLabelIndex {
     std::vector<int32_t> m_table;
 };
 
+struct SRun {
+    int64_t x0, x1;
+    int32_t place;
+};
+
+// Samples FindRuns may read past the end of a row.
+inline constexpr size_t RUN_SLACK = 64;
+
+// The runs of equal non-zero values of row[0 .. w), with `place` set to the value. row[-1]
+// must be readable and so must RUN_SLACK samples past the end.
+void FindRuns(const int32_t* row, int64_t w, std::vector<SRun>& runs);
+
+// Rows of labels below have a readable sample before and after them.
+// f[x] = 1 where id[x] is a label (not 0) with a 4-neighbour of another label.
+void BorderFlags(const int32_t* id, const int32_t* up, const int32_t* down, uint8_t* f, int64_t w);
+
+// The perimeter code of each border pixel (0 elsewhere) from the border flags of its row and
+// the rows above and below: 1 + 2 (straight neighbours of its own label on the border) + 10
+// (such diagonal neighbours).
+void PerimeterCodes(const int32_t* id, const int32_t* up, const int32_t* down, const uint8_t* f,
+                    const uint8_t* fu, const uint8_t* fd, uint8_t* codes, int64_t w);
+
 // Adds the run of pixels x0 .. x1 - 1 of row y to `s` (its box, count and moments).
 void AddRun(SRegionSums& s, int64_t x0, int64_t x1, int64_t y);
 
@@ -166,50 +188,29 @@ std::vector<SRegion> RegionProperties(SPlane<const L> labels,
     };
     Detail::CLabelIndex index(each, top, w * h);
     std::vector<Detail::SRegionSums> sums;
-    // Places of the labels and border flags of four rows: the next row is read while the
+    sums.reserve(static_cast<size_t>(std::min(top, w * h)) + 1);
+    // The labels (as int32) and border flags of four rows: the next row is read while the
     // previous one is in use. Rows have a zero column at each end and a fifth row of zeros
-    // stands for the rows outside, so neighbours outside the image are background.
+    // stands for the rows outside, so neighbours outside the image are background; the run
+    // search may read a little past the last row.
     std::vector<uint8_t> flags(static_cast<size_t>(5 * (w + 2)), 0);
-    std::vector<int32_t> ids(static_cast<size_t>(5 * (w + 2)), 0);
+    std::vector<int32_t> ids(static_cast<size_t>(5 * (w + 2) + Detail::RUN_SLACK), 0);
     auto slot = [&](int64_t y) { return (y < 0 || y >= h ? 4 : y % 4) * (w + 2) + 1; };
     auto idRow = [&](int64_t y) { return ids.data() + slot(y); };
     auto flagRow = [&](int64_t y) { return flags.data() + slot(y); };
     // The runs of equal labels of each of those rows, found once as the row is read.
-    struct SRun {
-        int64_t x0, x1;
-        int32_t place;
-    };
-    std::vector<SRun> runs[4];
+    std::vector<Detail::SRun> runs[4];
     auto fill = [&](int64_t y) {
         const L* row = labels.Row(y);
         int32_t* id = idRow(y);
-        std::vector<SRun>& found = runs[y % 4];
-        found.clear();
-        for (int64_t x0 = 0, x1 = 0; x0 < w; x0 = x1) {
-            const L v = row[x0];
-            const int32_t place = index(static_cast<int64_t>(v));
-            id[x0] = place;
-            for (x1 = x0 + 1; x1 < w && row[x1] == v; ++x1)
-                id[x1] = place;
-            if (place != 0) found.push_back({x0, x1, place});
-        }
+        for (int64_t x = 0; x < w; ++x)
+            id[x] = static_cast<int32_t>(row[x]);
+        Detail::FindRuns(id, w, runs[y % 4]);
+        for (Detail::SRun& run : runs[y % 4])
+            run.place = index(run.place);
     };
     auto border = [&](int64_t y) {
-        const int32_t* id = idRow(y);
-        const int32_t* up = idRow(y - 1);
-        const int32_t* down = idRow(y + 1);
-        uint8_t* f = flagRow(y);
-        if (y == 0 || y + 1 == h) {
-            for (int64_t x = 0; x < w; ++x)
-                f[x] = id[x] != 0;
-            return;
-        }
-        f[0] = id[0] != 0;
-        f[w - 1] = id[w - 1] != 0;
-        for (int64_t x = 1; x + 1 < w; ++x) {
-            const int32_t l = id[x];
-            f[x] = (l != 0) & ((id[x - 1] != l) | (id[x + 1] != l) | (up[x] != l) | (down[x] != l));
-        }
+        Detail::BorderFlags(idRow(y), idRow(y - 1), idRow(y + 1), flagRow(y), w);
     };
     std::vector<uint8_t> codes(static_cast<size_t>(w));
     if (h > 0) fill(0);
@@ -221,21 +222,9 @@ std::vector<SRegion> RegionProperties(SPlane<const L> labels,
         const int32_t *id = idRow(y), *up = idRow(y - 1), *down = idRow(y + 1);
         const uint8_t *f = flagRow(y), *fu = flagRow(y - 1), *fd = flagRow(y + 1);
         const I* value = measured ? intensity.Row(y) : nullptr;
-        // The perimeter code of each border pixel (0 elsewhere) from the border neighbours of
-        // its own region, over the whole row so the loop vectorises.
-        for (int64_t x = 0; x < w; ++x) {
-            const int32_t l = id[x];
-            auto same = [&](const int32_t* row, const uint8_t* fr, int64_t i) {
-                return uint8_t((row[i] == l) & fr[i]);
-            };
-            const uint8_t straight =
-                same(id, f, x - 1) + same(id, f, x + 1) + same(up, fu, x) + same(down, fd, x);
-            const uint8_t diagonal = same(up, fu, x - 1) + same(up, fu, x + 1) +
-                                     same(down, fd, x - 1) + same(down, fd, x + 1);
-            codes[x] = uint8_t(f[x] * (1 + 2 * straight + 10 * diagonal));
-        }
+        Detail::PerimeterCodes(id, up, down, f, fu, fd, codes.data(), w);
         sums.resize(index.Labels().size());  // places met by the rows read so far
-        for (const SRun& run : runs[y % 4]) {
+        for (const Detail::SRun& run : runs[y % 4]) {
             // One run of equal labels at a time: its box and moments in closed form.
             const int64_t x0 = run.x0, x1 = run.x1;
             const int32_t l = run.place;

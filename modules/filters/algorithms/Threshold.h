@@ -193,26 +193,14 @@ SRangeHistogram RangeHistogram(SPlane<const T> src) {
 
 namespace Detail {
 
+// counts[v] += the number of samples equal to v.
+void AddByteHistogram(SPlane<const uint8_t> src, int64_t* counts);
+
 template <class T>
 std::vector<int64_t> FullHistogram(SPlane<const T> src) {
     std::vector<int64_t> counts(static_cast<size_t>(std::numeric_limits<T>::max()) + 1, 0);
-    if constexpr (sizeof(T) == 1) {
-        // Four sub-histograms hide the store-to-load latency of runs of equal values.
-        std::vector<int64_t> sub(4 * 256, 0);
-        for (int64_t y = 0; y < src.height; ++y) {
-            const T* in = src.Row(y);
-            int64_t x = 0;
-            for (; x + 4 <= src.width; x += 4) {
-                ++sub[in[x]];
-                ++sub[256 + in[x + 1]];
-                ++sub[512 + in[x + 2]];
-                ++sub[768 + in[x + 3]];
-            }
-            for (; x < src.width; ++x)
-                ++sub[in[x]];
-        }
-        for (int i = 0; i < 256; ++i)
-            counts[i] = sub[i] + sub[256 + i] + sub[512 + i] + sub[768 + i];
+    if constexpr (std::is_same_v<T, uint8_t>) {
+        AddByteHistogram(src, counts.data());
     } else {
         for (int64_t y = 0; y < src.height; ++y) {
             const T* in = src.Row(y);
