@@ -5,8 +5,11 @@
 // roots are the smallest labels joins the labels of one region, and the second pass numbers
 // the regions 1..n in the raster order of their first pixels.
 //
-// Three scans:
-//  - 4-neighbourhood: connected components of equal values, pixel by pixel, with a decision
+// Four scans:
+//  - 4-neighbourhood on a plane whose non-zero pixels all hold one value and form long runs:
+//    the runs of each row are found 64 pixels at a time and joined to the runs above that
+//    they overlap; the second pass finds them again and fills each with its number.
+//  - 4-neighbourhood otherwise: connected components of equal values, pixel by pixel, with a decision
 //    tree that skips the unions that are already known (left and up joined through up-left).
 //    The second pass replays the first one's choices row by row instead of storing a label per
 //    pixel, so it needs no memory beyond two rows and the table.
@@ -22,11 +25,16 @@
 // The interface: a plane (or a stack of planes) of samples In is labelled into labels stored as
 // Out (byte labels keep their low 8 bits), with the neighbourhood 4 or 8.
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 #include <utility>
 #include <vector>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "algorithms/LabelEquivalence.h"
 #include "image/Geometry.h"
@@ -111,7 +119,8 @@ class CPlaneLabeller {
         SLabelPlane result;
         if (width <= 0 || height <= 0) return result;
         if (neighbourhood != 8) {
-            result.regions = Label4(in, out, width, height);
+            result.regions =
+                LabelRuns(in, out, width, height) ? m_regions : Label4(in, out, width, height);
         } else if (LabelBlocks(in, out, width, height)) {
             result.regions = m_regions;
         } else {
@@ -124,6 +133,8 @@ class CPlaneLabeller {
 
   private:
     static constexpr Index NUMBERED = Index(1) << (std::numeric_limits<Index>::digits - 1);
+    // The run scan is taken where a run holds this many pixels or more on average.
+    static constexpr int64_t RUN_PIXELS = 4;
 
     // ---- union-find of the provisional labels: a parent is always below its child ----
 
@@ -173,16 +184,21 @@ class CPlaneLabeller {
         m_noisy.resize(static_cast<size_t>(height));
         ResetLabels();
         Scan4<false>(in, out, width, height);
-        // Each label's entry becomes its region's number; a parent is always below its child.
+        NumberRoots();
+        m_rows.assign(2 * static_cast<size_t>(width), 0);
+        Scan4<true>(in, out, width, height);
+        return m_regions;
+    }
+
+    // Each label's entry becomes its region's number (a parent is always below its child),
+    // and the replay starts.
+    void NumberRoots() {
         Index* parent = m_parent.data();
         Index regions = 0;
         for (size_t k = 1; k <= m_count; ++k)
             parent[k] = parent[k] == k ? ++regions : parent[parent[k]];
         m_regions = regions;
         m_count = 0;
-        m_rows.assign(2 * static_cast<size_t>(width), 0);
-        Scan4<true>(in, out, width, height);
-        return m_regions;
     }
 
     // How often the foreground of a row differs from that two pixels before: high on noise,
@@ -293,6 +309,150 @@ class CPlaneLabeller {
             upLeftValue = u;
         }
         m_count = made;
+    }
+
+    // ---- 4-neighbourhood on one value, runs ----
+
+    // The first non-zero sample of a plane, or 0.
+    template <class In>
+    static In FirstValue(const In* in, int64_t pixels) {
+        int64_t first = 0;
+        while (first < pixels && in[first] == 0)
+            ++first;
+        return first < pixels ? in[first] : In(0);
+    }
+
+    // Bit i set where p[i] is non-zero, for n <= 64 samples; `other` is set when one of them
+    // is neither 0 nor `value`.
+    template <class In>
+    static uint64_t Foreground(const In* p, int64_t n, In value, bool& other) {
+#if defined(__SSE2__)
+        if constexpr (sizeof(In) == 1 && std::is_integral_v<In>) {
+            if (n == 64) {
+                const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi8(char(value));
+                uint64_t off = 0, known = 0;
+                for (int i = 0; i < 4; ++i) {
+                    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
+                    const __m128i z = _mm_cmpeq_epi8(v, zero);
+                    off |= uint64_t(uint32_t(_mm_movemask_epi8(z))) << 16 * i;
+                    known |= uint64_t(uint32_t(
+                                 _mm_movemask_epi8(_mm_or_si128(z, _mm_cmpeq_epi8(v, one)))))
+                             << 16 * i;
+                }
+                other |= ~known != 0;
+                return ~off;
+            }
+        }
+#endif
+        uint64_t mask = 0;
+        bool wrong = false;
+        for (int64_t i = 0; i < n; ++i) {
+            const bool on = p[i] != 0;
+            wrong |= on & (p[i] != value);
+            mask |= uint64_t(on) << i;
+        }
+        other |= wrong;
+        return mask;
+    }
+
+    // The runs of the foreground of a row whose non-zero samples are `value`: their starts and
+    // their ends (past their last pixels). Returns their count, or -1 for another value.
+    template <class In>
+    static int64_t FindRuns(const In* row, int64_t width, In value, Index* starts, Index* ends) {
+        int64_t count = 0, closed = 0;
+        uint64_t carry = 0;  // the last pixel of the previous chunk
+        bool other = false;
+        for (int64_t x = 0; x < width; x += 64) {
+            const uint64_t mask =
+                Foreground(row + x, std::min<int64_t>(64, width - x), value, other);
+            const uint64_t before = mask << 1 | carry;
+            for (uint64_t s = mask & ~before; s; s &= s - 1)
+                starts[count++] = static_cast<Index>(x + std::countr_zero(s));
+            for (uint64_t e = ~mask & before; e; e &= e - 1)
+                ends[closed++] = static_cast<Index>(x + std::countr_zero(e));
+            carry = mask >> 63;
+        }
+        if (carry) ends[closed] = static_cast<Index>(width);
+        return other ? -1 : count;
+    }
+
+    // Labels the runs of a row from those of the row above, which end with a run past the row.
+    // A run takes the label of the first run above that it overlaps and joins the others; the
+    // replay takes numbers instead and makes no unions.
+    template <bool REPLAY>
+    void LinkRuns(const Index* const above[3], Index* const current[3], int64_t count) {
+        const Index *aboveStart = above[0], *aboveEnd = above[1], *aboveLabel = above[2];
+        const Index *start = current[0], *end = current[1];
+        Index* label = current[2];
+        Index* parent = m_parent.data();
+        Index made = static_cast<Index>(m_count);
+        int64_t j = 0;
+        for (int64_t i = 0; i < count; ++i) {
+            const Index s = start[i], e = end[i];
+            while (aboveEnd[j] <= s)
+                ++j;
+            Index l;
+            if (aboveStart[j] < e) {
+                l = aboveLabel[j];
+                // The last run above that overlaps may overlap the next one too.
+                for (; aboveStart[j + 1] < e; ++j)
+                    if (!REPLAY && aboveLabel[j + 1] != l) l = Union(l, aboveLabel[j + 1]);
+            } else {
+                l = NewLabel4<REPLAY>(parent, made);
+            }
+            label[i] = l;
+        }
+        m_count = made;
+    }
+
+    // The 4-neighbourhood scan of a plane whose non-zero samples all hold one value, on runs:
+    // labels are made in the raster order of the runs that start them, as in the pixel scan,
+    // and the second pass fills whole runs. False (with `out` untouched) for another value,
+    // or where runs are too short to pay.
+    template <class In, class Out>
+    bool LabelRuns(const In* in, Out* out, int64_t width, int64_t height) {
+        const In value = FirstValue(in, width * height);
+        const size_t room = static_cast<size_t>(width) / 2 + 2;
+        m_runs.resize(6 * room);
+        Index* above[3] = {m_runs.data(), m_runs.data() + room, m_runs.data() + 2 * room};
+        Index* current[3] = {above[2] + room, above[2] + 2 * room, above[2] + 3 * room};
+        // Runs pay where they are long: a sample of rows decides.
+        int64_t sampled = 0, runs = 0;
+        for (int64_t y = 0; y < height; y += 16, sampled += width) {
+            const int64_t count = FindRuns(in + y * width, width, value, current[0], current[1]);
+            if (count < 0) return false;
+            runs += count;
+        }
+        if (runs * RUN_PIXELS > sampled) return false;
+        ResetLabels();
+        for (bool replay : {false, true}) {
+            int64_t count = 0;
+            current[0][0] = current[1][0] = std::numeric_limits<Index>::max();  // no runs above
+            for (int64_t y = 0; y < height; ++y) {
+                std::swap(above, current);
+                const In* row = in + y * width;
+                count = FindRuns(row, width, value, current[0], current[1]);
+                if (count < 0) return false;
+                current[0][count] = current[1][count] = std::numeric_limits<Index>::max();
+                if (!replay) {
+                    Reserve(static_cast<size_t>(count));
+                    LinkRuns<false>(above, current, count);
+                    continue;
+                }
+                LinkRuns<true>(above, current, count);
+                Out* target = out + y * width;
+                int64_t x = 0;
+                for (int64_t i = 0; i < count; ++i) {
+                    std::fill(target + x, target + current[0][i], Out(0));
+                    x = current[1][i];
+                    std::fill(target + current[0][i], target + x,
+                              Impl::StoreLabel<Out>(current[2][i]));
+                }
+                std::fill(target + x, target + width, Out(0));
+            }
+            if (!replay) NumberRoots();
+        }
+        return true;
     }
 
     // ---- 8-neighbourhood on one value, 2 x 2 blocks ----
@@ -625,6 +785,7 @@ class CPlaneLabeller {
     uint64_t m_regions = 0;          // numbers given
     std::vector<Index> m_rows;       // two rows of labels
     std::vector<uint8_t> m_zero;     // a row of zero samples
+    std::vector<Index> m_runs;       // starts, ends and labels of the runs of two rows
     std::vector<uint8_t> m_noisy;    // per row, whether the 4-neighbourhood scan uses masks
     std::vector<uint8_t> m_pairs;    // the foreground around a block row, see NextPairs
     std::vector<Index> m_down;       // per block row, the label of the bottom pixel in column 0
