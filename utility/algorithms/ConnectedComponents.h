@@ -6,14 +6,15 @@
 // the regions 1..n in the raster order of their first pixels.
 //
 // Four scans:
-//  - 4-neighbourhood on a plane whose non-zero pixels all hold one value and form long runs:
-//    the runs of each row are found 64 pixels at a time and joined to the runs above that
-//    they overlap; the second pass finds them again and fills each with its number.
-//  - 4-neighbourhood otherwise: connected components of equal values, pixel by pixel, with a decision
-//    tree that skips the unions that are already known (left and up joined through up-left).
-//    The second pass replays the first one's choices row by row instead of storing a label per
-//    pixel, so it needs no memory beyond two rows and the table.
-//  - 8-neighbourhood on a plane whose non-zero pixels all hold one value: plain 8-connected
+//  - A plane whose non-zero pixels all hold one value and form long runs: the runs of each row
+//    are found 64 pixels at a time and joined to the runs above that they touch (in the
+//    8-neighbourhood without the link of a lone pixel in column 0 to its up-right neighbour);
+//    the second pass finds them again and fills each with its number.
+//  - 4-neighbourhood otherwise: connected components of equal values, pixel by pixel, with
+//    a decision tree that skips the unions that are already known (left and up joined through
+//    up-left). The second pass replays the first one's choices row by row instead of storing
+//    a label per pixel, so it needs no memory beyond two rows and the table.
+//  - 8-neighbourhood on other planes whose non-zero pixels all hold one value: 8-connected
 //    components (without the link from a pixel in column 0 to its up-right neighbour, which the
 //    scan does not look at), found on 2 x 2 blocks whose foreground is always connected (but in
 //    column 0, see LabelBlockRow). A table over the sixteen pixels that decide them gives each
@@ -119,8 +120,11 @@ class CPlaneLabeller {
         SLabelPlane result;
         if (width <= 0 || height <= 0) return result;
         if (neighbourhood != 8) {
-            result.regions =
-                LabelRuns(in, out, width, height) ? m_regions : Label4(in, out, width, height);
+            result.regions = LabelRuns<false>(in, out, width, height)
+                                 ? m_regions
+                                 : Label4(in, out, width, height);
+        } else if (LabelRuns<true>(in, out, width, height)) {
+            result.regions = m_regions;
         } else if (LabelBlocks(in, out, width, height)) {
             result.regions = m_regions;
         } else {
@@ -377,9 +381,10 @@ class CPlaneLabeller {
     }
 
     // Labels the runs of a row from those of the row above, which end with a run past the row.
-    // A run takes the label of the first run above that it overlaps and joins the others; the
-    // replay takes numbers instead and makes no unions.
-    template <bool REPLAY>
+    // A run takes the label of the first run above that it touches (overlaps, or with EIGHT
+    // also meets at a corner) and joins the others; the replay takes numbers instead and makes
+    // no unions.
+    template <bool REPLAY, bool EIGHT>
     void LinkRuns(const Index* const above[3], Index* const current[3], int64_t count) {
         const Index *aboveStart = above[0], *aboveEnd = above[1], *aboveLabel = above[2];
         const Index *start = current[0], *end = current[1];
@@ -388,14 +393,17 @@ class CPlaneLabeller {
         Index made = static_cast<Index>(m_count);
         int64_t j = 0;
         for (int64_t i = 0; i < count; ++i) {
+            // Runs above that end at `from` or before are passed; those that start before `to`
+            // touch. A lone pixel in column 0 has no link to its up-right neighbour.
             const Index s = start[i], e = end[i];
-            while (aboveEnd[j] <= s)
+            const Index from = EIGHT ? s - (s > 0) : s, to = e + (EIGHT && (s > 0 || e > 1));
+            while (aboveEnd[j] <= from)
                 ++j;
             Index l;
-            if (aboveStart[j] < e) {
+            if (aboveStart[j] < to) {
                 l = aboveLabel[j];
-                // The last run above that overlaps may overlap the next one too.
-                for (; aboveStart[j + 1] < e; ++j)
+                // The last run above that touches may touch the next one too.
+                for (; aboveStart[j + 1] < to; ++j)
                     if (!REPLAY && aboveLabel[j + 1] != l) l = Union(l, aboveLabel[j + 1]);
             } else {
                 l = NewLabel4<REPLAY>(parent, made);
@@ -405,11 +413,11 @@ class CPlaneLabeller {
         m_count = made;
     }
 
-    // The 4-neighbourhood scan of a plane whose non-zero samples all hold one value, on runs:
-    // labels are made in the raster order of the runs that start them, as in the pixel scan,
-    // and the second pass fills whole runs. False (with `out` untouched) for another value,
-    // or where runs are too short to pay.
-    template <class In, class Out>
+    // The scan of a plane whose non-zero samples all hold one value, on runs: labels are made
+    // in the raster order of the runs that start them, so a region's smallest label is made at
+    // its first pixel, and the second pass fills whole runs. False (with `out` untouched) for
+    // another value, or where runs are too short to pay.
+    template <bool EIGHT, class In, class Out>
     bool LabelRuns(const In* in, Out* out, int64_t width, int64_t height) {
         const In value = FirstValue(in, width * height);
         const size_t room = static_cast<size_t>(width) / 2 + 2;
@@ -436,10 +444,10 @@ class CPlaneLabeller {
                 current[0][count] = current[1][count] = std::numeric_limits<Index>::max();
                 if (!replay) {
                     Reserve(static_cast<size_t>(count));
-                    LinkRuns<false>(above, current, count);
+                    LinkRuns<false, EIGHT>(above, current, count);
                     continue;
                 }
-                LinkRuns<true>(above, current, count);
+                LinkRuns<true, EIGHT>(above, current, count);
                 Out* target = out + y * width;
                 int64_t x = 0;
                 for (int64_t i = 0; i < count; ++i) {
