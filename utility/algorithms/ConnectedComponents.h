@@ -508,12 +508,16 @@ class CPlaneLabeller {
             std::swap(above, current);
         }
 
-        // Every label points at its root; roots get their numbers when first met.
+        // Every label points at its root; roots get their numbers when first met, and the
+        // background's label 0 has the number 0.
         Index* parent = m_parent.data();
         for (size_t k = 1; k <= m_count; ++k)
             parent[k] = parent[parent[k]];
+        parent[0] = NUMBERED;
         m_regions = 0;
         Index* labels = current;
+        m_numbers.resize((static_cast<size_t>(blocks) * sizeof(Out) + 7) / 8);
+        Out* numbers = reinterpret_cast<Out*>(m_numbers.data());
         const int64_t pairs = width / 2;
         for (int64_t r = 0; r < blockRows; ++r) {
             const size_t inside = room(r);
@@ -529,40 +533,58 @@ class CPlaneLabeller {
                 }
                 return lastNumber;
             };
-            // The top row numbers the blocks it meets and keeps their numbers for the bottom row.
+            // The top row numbers the blocks it meets and keeps their numbers for the bottom
+            // row; each row is then written from one number per block.
             const In* row = in + 2 * r * width;
             Out* target = out + 2 * r * width;
-            for (int64_t k = 0; k < pairs; ++k) {
-                const bool a = row[2 * k] != 0, b = row[2 * k + 1] != 0;
-                Index n = 0;
-                if (a | b) {
-                    n = numberOf(labels[k]);
-                    labels[k] = n | NUMBERED;
-                }
-                target[2 * k] = Impl::StoreLabel<Out>(a ? n : 0);
-                target[2 * k + 1] = Impl::StoreLabel<Out>(b ? n : 0);
+            for (int64_t k = 0; k < blocks; ++k) {
+                const bool on = (row[2 * k] != 0) | (k < pairs && row[2 * k + 1] != 0);
+                const Index n = numberOf(on ? labels[k] : 0);
+                numbers[k] = Impl::StoreLabel<Out>(n);
+                labels[k] = on ? n | NUMBERED : labels[k];
             }
-            if (pairs < blocks) {
-                const bool a = row[2 * pairs] != 0;
-                if (a) labels[pairs] = numberOf(labels[pairs]) | NUMBERED;
-                target[2 * pairs] = Impl::StoreLabel<Out>(a ? labels[pairs] & ~NUMBERED : 0);
-            }
+            SpreadNumbers(row, numbers, target, width);
             if (2 * r + 1 == height) break;
             row += width;
             target += width;
-            target[0] = Impl::StoreLabel<Out>(row[0] != 0 ? numberOf(m_down[size_t(r)]) : 0);
-            if (width > 1) target[1] = Impl::StoreLabel<Out>(row[1] != 0 ? numberOf(labels[0]) : 0);
-            for (int64_t k = 1; k < pairs; ++k) {
-                const bool c = row[2 * k] != 0, d = row[2 * k + 1] != 0;
-                const Index n = c | d ? numberOf(labels[k]) : 0;
-                target[2 * k] = Impl::StoreLabel<Out>(c ? n : 0);
-                target[2 * k + 1] = Impl::StoreLabel<Out>(d ? n : 0);
+            // The bottom-left pixel has a label of its own.
+            const Index first = numberOf(row[0] != 0 ? m_down[size_t(r)] : 0);
+            for (int64_t k = 0; k < blocks; ++k) {
+                const bool on = (k > 0 && row[2 * k] != 0) | (k < pairs && row[2 * k + 1] != 0);
+                numbers[k] = Impl::StoreLabel<Out>(numberOf(on ? labels[k] : 0));
             }
-            if (pairs < blocks && pairs > 0)
-                target[2 * pairs] =
-                    Impl::StoreLabel<Out>(row[2 * pairs] != 0 ? numberOf(labels[pairs]) : 0);
+            SpreadNumbers(row, numbers, target, width);
+            target[0] = Impl::StoreLabel<Out>(first);
         }
         return true;
+    }
+
+    // Writes a row of labels from the numbers of its blocks: target[x] = numbers[x / 2] where
+    // row[x] is non-zero, else 0.
+    template <class In, class Out>
+    static void SpreadNumbers(const In* row, const Out* numbers, Out* target, int64_t width) {
+        int64_t x = 0;
+#if defined(__SSE2__)
+        if constexpr (sizeof(In) == 1 && sizeof(Out) == 1 && std::is_integral_v<In> &&
+                      std::is_integral_v<Out>) {
+            const __m128i zero = _mm_setzero_si128();
+            for (; x + 32 <= width; x += 32) {
+                const __m128i n =
+                    _mm_loadu_si128(reinterpret_cast<const __m128i*>(numbers + x / 2));
+                const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + x));
+                const __m128i high =
+                    _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + x + 16));
+                _mm_storeu_si128(
+                    reinterpret_cast<__m128i*>(target + x),
+                    _mm_andnot_si128(_mm_cmpeq_epi8(low, zero), _mm_unpacklo_epi8(n, n)));
+                _mm_storeu_si128(
+                    reinterpret_cast<__m128i*>(target + x + 16),
+                    _mm_andnot_si128(_mm_cmpeq_epi8(high, zero), _mm_unpackhi_epi8(n, n)));
+            }
+        }
+#endif
+        for (; x < width; ++x)
+            target[x] = row[x] != 0 ? numbers[x / 2] : Out(0);
     }
 
     // Moves the foreground of two block rows down in `pairs`, which holds four bits per
@@ -578,7 +600,33 @@ class CPlaneLabeller {
             return set;
         };
         const int64_t full = width / 2;
-        for (int64_t j = 0; j < full; ++j)
+        int64_t j = 0;
+#if defined(__SSE2__)
+        if constexpr (sizeof(In) == 1 && std::is_integral_v<In>) {
+            // Eight pairs of columns at a time, one pair per 16-bit lane.
+            const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi8(char(value));
+            __m128i known = _mm_set1_epi8(-1);
+            for (; j + 8 <= full; j += 8) {
+                const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + 2 * j));
+                const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bottom + 2 * j));
+                const __m128i tz = _mm_cmpeq_epi8(t, zero), bz = _mm_cmpeq_epi8(b, zero);
+                known = _mm_and_si128(known, _mm_or_si128(tz, _mm_cmpeq_epi8(t, one)));
+                known = _mm_and_si128(known, _mm_or_si128(bz, _mm_cmpeq_epi8(b, one)));
+                const __m128i set = _mm_or_si128(_mm_andnot_si128(tz, _mm_set1_epi16(0x0404)),
+                                                 _mm_andnot_si128(bz, _mm_set1_epi16(0x0808)));
+                const __m128i bits =
+                    _mm_or_si128(_mm_and_si128(set, _mm_set1_epi16(0x0c)),
+                                 _mm_srli_epi16(_mm_and_si128(set, _mm_set1_epi16(0x0c00)), 4));
+                const __m128i old = _mm_unpacklo_epi8(
+                    _mm_loadl_epi64(reinterpret_cast<const __m128i*>(pairs + j)), zero);
+                const __m128i moved = _mm_and_si128(_mm_srli_epi16(old, 2), _mm_set1_epi16(0x33));
+                _mm_storel_epi64(reinterpret_cast<__m128i*>(pairs + j),
+                                 _mm_packus_epi16(_mm_or_si128(moved, bits), zero));
+            }
+            other = _mm_movemask_epi8(known) != 0xffff;
+        }
+#endif
+        for (; j < full; ++j)
             pairs[j] = static_cast<uint8_t>((pairs[j] >> 2 & 0x33) | on(top[2 * j]) << 2 |
                                             on(bottom[2 * j]) << 3 | on(top[2 * j + 1]) << 6 |
                                             on(bottom[2 * j + 1]) << 7);
@@ -788,17 +836,18 @@ class CPlaneLabeller {
         m_equivalence.Merge(minimum, r, count - 1);
     }
 
-    std::vector<Index> m_parent{0};  // the union-find of the 4-neighbourhood and block scans
-    size_t m_count = 0;              // labels made (or replayed)
-    uint64_t m_regions = 0;          // numbers given
-    std::vector<Index> m_rows;       // two rows of labels
-    std::vector<uint8_t> m_zero;     // a row of zero samples
-    std::vector<Index> m_runs;       // starts, ends and labels of the runs of two rows
-    std::vector<uint8_t> m_noisy;    // per row, whether the 4-neighbourhood scan uses masks
-    std::vector<uint8_t> m_pairs;    // the foreground around a block row, see NextPairs
-    std::vector<Index> m_down;       // per block row, the label of the bottom pixel in column 0
-    std::vector<uint8_t> m_aside;    // block labels that do not fit into the output rows
-    std::vector<Index> m_labels;     // provisional labels of the pixel scan
+    std::vector<Index> m_parent{0};   // the union-find of the 4-neighbourhood and block scans
+    size_t m_count = 0;               // labels made (or replayed)
+    uint64_t m_regions = 0;           // numbers given
+    std::vector<Index> m_rows;        // two rows of labels
+    std::vector<uint8_t> m_zero;      // a row of zero samples
+    std::vector<Index> m_runs;        // starts, ends and labels of the runs of two rows
+    std::vector<uint8_t> m_noisy;     // per row, whether the 4-neighbourhood scan uses masks
+    std::vector<uint8_t> m_pairs;     // the foreground around a block row, see NextPairs
+    std::vector<uint64_t> m_numbers;  // a row of block numbers, as output samples
+    std::vector<Index> m_down;        // per block row, the label of the bottom pixel in column 0
+    std::vector<uint8_t> m_aside;     // block labels that do not fit into the output rows
+    std::vector<Index> m_labels;      // provisional labels of the pixel scan
     CLabelEquivalence<Index> m_equivalence;
 };
 
