@@ -137,8 +137,6 @@ class CPlaneLabeller {
 
   private:
     static constexpr Index NUMBERED = Index(1) << (std::numeric_limits<Index>::digits - 1);
-    // The run scan is taken where a run holds this many pixels or more on average.
-    static constexpr int64_t RUN_PIXELS = 4;
 
     // ---- union-find of the provisional labels: a parent is always below its child ----
 
@@ -424,14 +422,20 @@ class CPlaneLabeller {
         m_runs.resize(6 * room);
         Index* above[3] = {m_runs.data(), m_runs.data() + room, m_runs.data() + 2 * room};
         Index* current[3] = {above[2] + room, above[2] + 2 * room, above[2] + 3 * room};
-        // Runs pay where they are long: a sample of rows decides.
-        int64_t sampled = 0, runs = 0;
-        for (int64_t y = 0; y < height; y += 16, sampled += width) {
-            const int64_t count = FindRuns(in + y * width, width, value, current[0], current[1]);
+        // Runs pay where they are long, and in the 4-neighbourhood also where they are short
+        // but so irregular that the pixel scan's branches would be guesses: a sample of rows
+        // decides.
+        int64_t sampled = 0, runs = 0, noisy = 0, rows = 0;
+        for (int64_t y = 0; y < height; y += 16, sampled += width, ++rows) {
+            const In* row = in + y * width;
+            const int64_t count = FindRuns(row, width, value, current[0], current[1]);
             if (count < 0) return false;
             runs += count;
+            if (!EIGHT) noisy += 8 * Irregularity(row, width) > 3 * width;
         }
-        if (runs * RUN_PIXELS > sampled) return false;
+        const bool longRuns = 8 * runs <= sampled;
+        const bool noise = !EIGHT && 10 * runs <= 3 * sampled && 2 * noisy > rows;
+        if (!longRuns && !noise) return false;
         ResetLabels();
         for (bool replay : {false, true}) {
             int64_t count = 0;
@@ -508,21 +512,22 @@ class CPlaneLabeller {
             std::swap(above, current);
         }
 
-        // Every label points at its root; roots get their numbers when first met, and the
-        // background's label 0 has the number 0.
-        Index* parent = m_parent.data();
-        for (size_t k = 1; k <= m_count; ++k)
-            parent[k] = parent[parent[k]];
-        parent[0] = NUMBERED;
+        // Regions get their numbers when first met; the background's label 0 has the number 0.
+        m_parent[0] = NUMBERED;
         m_regions = 0;
         Index* labels = current;
         m_numbers.resize((static_cast<size_t>(blocks) * sizeof(Out) + 7) / 8);
         Out* numbers = reinterpret_cast<Out*>(m_numbers.data());
         const int64_t pairs = width / 2;
         for (int64_t r = 0; r < blockRows; ++r) {
+            // The labels are read where they wait unless some are aside.
             const size_t inside = room(r);
-            std::memcpy(labels, storage(r), inside);
-            std::memcpy(reinterpret_cast<uint8_t*>(labels) + inside, aside(r), bytes - inside);
+            const uint8_t* stored = storage(r);
+            if (inside < bytes) {
+                std::memcpy(labels, stored, inside);
+                std::memcpy(reinterpret_cast<uint8_t*>(labels) + inside, aside(r), bytes - inside);
+                stored = reinterpret_cast<const uint8_t*>(labels);
+            }
             // Neighbouring blocks mostly share a label: the last one found is kept.
             Index lastLabel = 0, lastNumber = 0;
             auto numberOf = [&](Index label) {
@@ -538,10 +543,12 @@ class CPlaneLabeller {
             const In* row = in + 2 * r * width;
             Out* target = out + 2 * r * width;
             for (int64_t k = 0; k < blocks; ++k) {
+                Index label;
+                std::memcpy(&label, stored + static_cast<size_t>(k) * sizeof(Index), sizeof label);
                 const bool on = (row[2 * k] != 0) | (k < pairs && row[2 * k + 1] != 0);
-                const Index n = numberOf(on ? labels[k] : 0);
+                const Index n = on ? numberOf(label) : 0;
                 numbers[k] = Impl::StoreLabel<Out>(n);
-                labels[k] = on ? n | NUMBERED : labels[k];
+                labels[k] = on ? n | NUMBERED : label;
             }
             SpreadNumbers(row, numbers, target, width);
             if (2 * r + 1 == height) break;
@@ -551,7 +558,7 @@ class CPlaneLabeller {
             const Index first = numberOf(row[0] != 0 ? m_down[size_t(r)] : 0);
             for (int64_t k = 0; k < blocks; ++k) {
                 const bool on = (k > 0 && row[2 * k] != 0) | (k < pairs && row[2 * k + 1] != 0);
-                numbers[k] = Impl::StoreLabel<Out>(numberOf(on ? labels[k] : 0));
+                numbers[k] = Impl::StoreLabel<Out>(on ? numberOf(labels[k]) : 0);
             }
             SpreadNumbers(row, numbers, target, width);
             target[0] = Impl::StoreLabel<Out>(first);
@@ -636,16 +643,18 @@ class CPlaneLabeller {
         return other == 0;
     }
 
-    // The number of the region of `label`, whose parent is its root.
+    // The number of the region of `label`. A numbered label's entry holds its number with
+    // the flag NUMBERED; the root of a region not met before gets the next number.
     Index RootNumber(Index label) {
         Index* parent = m_parent.data();
-        const Index root = parent[label];
-        if (root & NUMBERED) return root & ~NUMBERED;
-        const Index number = parent[root];
-        if (number & NUMBERED) return number & ~NUMBERED;
-        const Index next = static_cast<Index>(++m_regions);
-        parent[root] = next | NUMBERED;
-        return next;
+        Index k = label, p = parent[k];
+        while (!(p & NUMBERED) && p != k) {
+            k = p;
+            p = parent[k];
+        }
+        if (!(p & NUMBERED)) parent[k] = p = static_cast<Index>(++m_regions) | NUMBERED;
+        parent[label] = p;
+        return p & ~NUMBERED;
     }
 
     // Labels the blocks of one block row into `current`, with the labels of the block row
@@ -697,8 +706,10 @@ class CPlaneLabeller {
                     label = NewLabel();
                 } else {
                     const Index neighbours[5] = {0, above[k - 1], above[k], above[k + 1], left};
+                    // Neighbours often hold the label already (a row of blocks shares one).
                     for (action >>= 3; action; action >>= 3)
-                        label = Union(label, neighbours[action & 7]);
+                        if (neighbours[action & 7] != label)
+                            label = Union(label, neighbours[action & 7]);
                 }
             }
             current[k] = left = label;
