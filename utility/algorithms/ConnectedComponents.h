@@ -554,11 +554,13 @@ class CPlaneLabeller {
             if (2 * r + 1 == height) break;
             row += width;
             target += width;
-            // The bottom-left pixel has a label of its own.
+            // The bottom-left pixel has a label of its own. Blocks numbered in the top row keep
+            // their numbers; the others hold 0 and are numbered where the bottom row meets them.
             const Index first = numberOf(row[0] != 0 ? m_down[size_t(r)] : 0);
             for (int64_t k = 0; k < blocks; ++k) {
+                if (labels[k] & NUMBERED) continue;
                 const bool on = (k > 0 && row[2 * k] != 0) | (k < pairs && row[2 * k + 1] != 0);
-                numbers[k] = Impl::StoreLabel<Out>(on ? numberOf(labels[k]) : 0);
+                if (on) numbers[k] = Impl::StoreLabel<Out>(numberOf(labels[k]));
             }
             SpreadNumbers(row, numbers, target, width);
             target[0] = Impl::StoreLabel<Out>(first);
