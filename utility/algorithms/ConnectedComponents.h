@@ -35,6 +35,7 @@
 #include <vector>
 #if defined(__SSE2__)
 #include <emmintrin.h>
+#include <xmmintrin.h>
 #endif
 
 #include "algorithms/LabelEquivalence.h"
@@ -589,6 +590,21 @@ class CPlaneLabeller {
                 _mm_storeu_si128(
                     reinterpret_cast<__m128i*>(target + x + 16),
                     _mm_andnot_si128(_mm_cmpeq_epi8(high, zero), _mm_unpackhi_epi8(n, n)));
+            }
+        }
+        if constexpr (sizeof(In) == 1 && std::is_integral_v<In> && std::is_same_v<Out, float>) {
+            const __m128i zero = _mm_setzero_si128();
+            for (; x + 8 <= width; x += 8) {
+                const __m128 n = _mm_loadu_ps(numbers + x / 2);
+                const __m128i off = _mm_cmpeq_epi8(
+                    _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + x)), zero);
+                const __m128i pairs = _mm_unpacklo_epi8(off, off);
+                _mm_storeu_ps(target + x,
+                              _mm_andnot_ps(_mm_castsi128_ps(_mm_unpacklo_epi16(pairs, pairs)),
+                                            _mm_unpacklo_ps(n, n)));
+                _mm_storeu_ps(target + x + 4,
+                              _mm_andnot_ps(_mm_castsi128_ps(_mm_unpackhi_epi16(pairs, pairs)),
+                                            _mm_unpackhi_ps(n, n)));
             }
         }
 #endif
