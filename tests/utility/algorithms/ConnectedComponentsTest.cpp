@@ -185,6 +185,10 @@ TEST(ConnectedComponents, MatchTheLiteralScanOnPatterns) {
         {"random half", [](int64_t, int64_t, std::mt19937& random) { return random() % 2 == 0; }},
         {"random sparse", [](int64_t, int64_t, std::mt19937& random) { return random() % 5 == 0; }},
         {"random dense", [](int64_t, int64_t, std::mt19937& random) { return random() % 5 != 0; }},
+        {"random denser",
+         [](int64_t, int64_t, std::mt19937& random) { return random() % 12 != 0; }},
+        // Runs of eight that meet the runs of the next row only at their corners.
+        {"tiles", [](int64_t x, int64_t y, std::mt19937&) { return (x / 8 + y) % 2 == 0; }},
         {"comb", [](int64_t x, int64_t y, std::mt19937&) { return y % 4 == 3 || x % 2 == 0; }},
         {"checker", [](int64_t x, int64_t y, std::mt19937&) { return (x + y) % 2 == 0; }},
         {"checker shifted", [](int64_t x, int64_t y, std::mt19937&) { return (x + y) % 2 == 1; }},
