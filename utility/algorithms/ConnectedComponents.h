@@ -314,7 +314,7 @@ class CPlaneLabeller {
         m_count = made;
     }
 
-    // ---- 4-neighbourhood on one value, runs ----
+    // ---- one value, runs ----
 
     // The first non-zero sample of a plane, or 0.
     template <class In>
@@ -474,10 +474,7 @@ class CPlaneLabeller {
     template <class In, class Out>
     bool LabelBlocks(const In* in, Out* out, int64_t width, int64_t height) {
         const int64_t blocks = (width + 1) / 2, blockRows = (height + 1) / 2;
-        int64_t first = 0;
-        while (first < width * height && in[first] == 0)
-            ++first;
-        const In value = first < width * height ? in[first] : In(0);
+        const In value = FirstValue(in, width * height);
         m_pairs.assign(static_cast<size_t>(blocks) + 4, 0);
         m_zero.assign(static_cast<size_t>(width) * sizeof(In), 0);
         m_rows.assign(2 * (static_cast<size_t>(blocks) + 2), 0);
