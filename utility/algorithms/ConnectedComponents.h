@@ -5,12 +5,16 @@
 // roots are the smallest labels joins the labels of one region, and the second pass numbers
 // the regions 1..n in the raster order of their first pixels.
 //
-// Three scans:
-//  - 4-neighbourhood: connected components of equal values, pixel by pixel, with a decision
-//    tree that skips the unions that are already known (left and up joined through up-left).
-//    The second pass replays the first one's choices row by row instead of storing a label per
-//    pixel, so it needs no memory beyond two rows and the table.
-//  - 8-neighbourhood on a plane whose non-zero pixels all hold one value: plain 8-connected
+// Four scans:
+//  - A plane whose non-zero pixels all hold one value and form long runs: the runs of each row
+//    are found 64 pixels at a time and joined to the runs above that they touch (in the
+//    8-neighbourhood without the link of a lone pixel in column 0 to its up-right neighbour);
+//    the second pass finds them again and fills each with its number.
+//  - 4-neighbourhood otherwise: connected components of equal values, pixel by pixel, with
+//    a decision tree that skips the unions that are already known (left and up joined through
+//    up-left). The second pass replays the first one's choices row by row instead of storing
+//    a label per pixel, so it needs no memory beyond two rows and the table.
+//  - 8-neighbourhood on other planes whose non-zero pixels all hold one value: 8-connected
 //    components (without the link from a pixel in column 0 to its up-right neighbour, which the
 //    scan does not look at), found on 2 x 2 blocks whose foreground is always connected (but in
 //    column 0, see LabelBlockRow). A table over the sixteen pixels that decide them gives each
@@ -22,11 +26,17 @@
 // The interface: a plane (or a stack of planes) of samples In is labelled into labels stored as
 // Out (byte labels keep their low 8 bits), with the neighbourhood 4 or 8.
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 #include <utility>
 #include <vector>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#include <xmmintrin.h>
+#endif
 
 #include "algorithms/LabelEquivalence.h"
 #include "image/Geometry.h"
@@ -111,7 +121,11 @@ class CPlaneLabeller {
         SLabelPlane result;
         if (width <= 0 || height <= 0) return result;
         if (neighbourhood != 8) {
-            result.regions = Label4(in, out, width, height);
+            result.regions = LabelRuns<false>(in, out, width, height)
+                                 ? m_regions
+                                 : Label4(in, out, width, height);
+        } else if (LabelRuns<true>(in, out, width, height)) {
+            result.regions = m_regions;
         } else if (LabelBlocks(in, out, width, height)) {
             result.regions = m_regions;
         } else {
@@ -173,16 +187,21 @@ class CPlaneLabeller {
         m_noisy.resize(static_cast<size_t>(height));
         ResetLabels();
         Scan4<false>(in, out, width, height);
-        // Each label's entry becomes its region's number; a parent is always below its child.
+        NumberRoots();
+        m_rows.assign(2 * static_cast<size_t>(width), 0);
+        Scan4<true>(in, out, width, height);
+        return m_regions;
+    }
+
+    // Each label's entry becomes its region's number (a parent is always below its child),
+    // and the replay starts.
+    void NumberRoots() {
         Index* parent = m_parent.data();
         Index regions = 0;
         for (size_t k = 1; k <= m_count; ++k)
             parent[k] = parent[k] == k ? ++regions : parent[parent[k]];
         m_regions = regions;
         m_count = 0;
-        m_rows.assign(2 * static_cast<size_t>(width), 0);
-        Scan4<true>(in, out, width, height);
-        return m_regions;
     }
 
     // How often the foreground of a row differs from that two pixels before: high on noise,
@@ -295,16 +314,167 @@ class CPlaneLabeller {
         m_count = made;
     }
 
+    // ---- one value, runs ----
+
+    // The first non-zero sample of a plane, or 0.
+    template <class In>
+    static In FirstValue(const In* in, int64_t pixels) {
+        int64_t first = 0;
+        while (first < pixels && in[first] == 0)
+            ++first;
+        return first < pixels ? in[first] : In(0);
+    }
+
+    // Bit i set where p[i] is non-zero, for n <= 64 samples; `other` is set when one of them
+    // is neither 0 nor `value`.
+    template <class In>
+    static uint64_t Foreground(const In* p, int64_t n, In value, bool& other) {
+#if defined(__SSE2__)
+        if constexpr (sizeof(In) == 1 && std::is_integral_v<In>) {
+            if (n == 64) {
+                const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi8(char(value));
+                uint64_t off = 0, known = 0;
+                for (int i = 0; i < 4; ++i) {
+                    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
+                    const __m128i z = _mm_cmpeq_epi8(v, zero);
+                    off |= uint64_t(uint32_t(_mm_movemask_epi8(z))) << 16 * i;
+                    known |= uint64_t(uint32_t(
+                                 _mm_movemask_epi8(_mm_or_si128(z, _mm_cmpeq_epi8(v, one)))))
+                             << 16 * i;
+                }
+                other |= ~known != 0;
+                return ~off;
+            }
+        }
+#endif
+        uint64_t mask = 0;
+        bool wrong = false;
+        for (int64_t i = 0; i < n; ++i) {
+            const bool on = p[i] != 0;
+            wrong |= on & (p[i] != value);
+            mask |= uint64_t(on) << i;
+        }
+        other |= wrong;
+        return mask;
+    }
+
+    // The runs of the foreground of a row whose non-zero samples are `value`: their starts and
+    // their ends (past their last pixels). Returns their count, or -1 for another value.
+    template <class In>
+    static int64_t FindRuns(const In* row, int64_t width, In value, Index* starts, Index* ends) {
+        int64_t count = 0, closed = 0;
+        uint64_t carry = 0;  // the last pixel of the previous chunk
+        bool other = false;
+        for (int64_t x = 0; x < width; x += 64) {
+            const uint64_t mask =
+                Foreground(row + x, std::min<int64_t>(64, width - x), value, other);
+            const uint64_t before = mask << 1 | carry;
+            for (uint64_t s = mask & ~before; s; s &= s - 1)
+                starts[count++] = static_cast<Index>(x + std::countr_zero(s));
+            for (uint64_t e = ~mask & before; e; e &= e - 1)
+                ends[closed++] = static_cast<Index>(x + std::countr_zero(e));
+            carry = mask >> 63;
+        }
+        if (carry) ends[closed] = static_cast<Index>(width);
+        return other ? -1 : count;
+    }
+
+    // Labels the runs of a row from those of the row above, which end with a run past the row.
+    // A run takes the label of the first run above that it touches (overlaps, or with EIGHT
+    // also meets at a corner) and joins the others; the replay takes numbers instead and makes
+    // no unions.
+    template <bool REPLAY, bool EIGHT>
+    void LinkRuns(const Index* const above[3], Index* const current[3], int64_t count) {
+        const Index *aboveStart = above[0], *aboveEnd = above[1], *aboveLabel = above[2];
+        const Index *start = current[0], *end = current[1];
+        Index* label = current[2];
+        Index* parent = m_parent.data();
+        Index made = static_cast<Index>(m_count);
+        int64_t j = 0;
+        for (int64_t i = 0; i < count; ++i) {
+            // Runs above that end at `from` or before are passed; those that start before `to`
+            // touch. A lone pixel in column 0 has no link to its up-right neighbour.
+            const Index s = start[i], e = end[i];
+            const Index from = EIGHT ? s - (s > 0) : s, to = e + (EIGHT && (s > 0 || e > 1));
+            while (aboveEnd[j] <= from)
+                ++j;
+            Index l;
+            if (aboveStart[j] < to) {
+                l = aboveLabel[j];
+                // The last run above that touches may touch the next one too.
+                for (; aboveStart[j + 1] < to; ++j)
+                    if (!REPLAY && aboveLabel[j + 1] != l) l = Union(l, aboveLabel[j + 1]);
+            } else {
+                l = NewLabel4<REPLAY>(parent, made);
+            }
+            label[i] = l;
+        }
+        m_count = made;
+    }
+
+    // The scan of a plane whose non-zero samples all hold one value, on runs: labels are made
+    // in the raster order of the runs that start them, so a region's smallest label is made at
+    // its first pixel, and the second pass fills whole runs. False (with `out` untouched) for
+    // another value, or where runs are too short to pay.
+    template <bool EIGHT, class In, class Out>
+    bool LabelRuns(const In* in, Out* out, int64_t width, int64_t height) {
+        const In value = FirstValue(in, width * height);
+        const size_t room = static_cast<size_t>(width) / 2 + 2;
+        m_runs.resize(6 * room);
+        Index* above[3] = {m_runs.data(), m_runs.data() + room, m_runs.data() + 2 * room};
+        Index* current[3] = {above[2] + room, above[2] + 2 * room, above[2] + 3 * room};
+        // Runs pay where they are long, and in the 4-neighbourhood also where they are short
+        // but so irregular that the pixel scan's branches would be guesses: a sample of rows
+        // decides.
+        int64_t sampled = 0, runs = 0, noisy = 0, rows = 0;
+        for (int64_t y = 0; y < height; y += 16, sampled += width, ++rows) {
+            const In* row = in + y * width;
+            const int64_t count = FindRuns(row, width, value, current[0], current[1]);
+            if (count < 0) return false;
+            runs += count;
+            if (!EIGHT) noisy += 8 * Irregularity(row, width) > 3 * width;
+        }
+        const bool longRuns = 8 * runs <= sampled;
+        const bool noise = !EIGHT && 10 * runs <= 3 * sampled && 2 * noisy > rows;
+        if (!longRuns && !noise) return false;
+        ResetLabels();
+        for (bool replay : {false, true}) {
+            int64_t count = 0;
+            current[0][0] = current[1][0] = std::numeric_limits<Index>::max();  // no runs above
+            for (int64_t y = 0; y < height; ++y) {
+                std::swap(above, current);
+                const In* row = in + y * width;
+                count = FindRuns(row, width, value, current[0], current[1]);
+                if (count < 0) return false;
+                current[0][count] = current[1][count] = std::numeric_limits<Index>::max();
+                if (!replay) {
+                    Reserve(static_cast<size_t>(count));
+                    LinkRuns<false, EIGHT>(above, current, count);
+                    continue;
+                }
+                LinkRuns<true, EIGHT>(above, current, count);
+                Out* target = out + y * width;
+                int64_t x = 0;
+                for (int64_t i = 0; i < count; ++i) {
+                    std::fill(target + x, target + current[0][i], Out(0));
+                    x = current[1][i];
+                    std::fill(target + current[0][i], target + x,
+                              Impl::StoreLabel<Out>(current[2][i]));
+                }
+                std::fill(target + x, target + width, Out(0));
+            }
+            if (!replay) NumberRoots();
+        }
+        return true;
+    }
+
     // ---- 8-neighbourhood on one value, 2 x 2 blocks ----
 
     // Returns false when the plane holds a second non-zero value (and `out` is then garbage).
     template <class In, class Out>
     bool LabelBlocks(const In* in, Out* out, int64_t width, int64_t height) {
         const int64_t blocks = (width + 1) / 2, blockRows = (height + 1) / 2;
-        int64_t first = 0;
-        while (first < width * height && in[first] == 0)
-            ++first;
-        const In value = first < width * height ? in[first] : In(0);
+        const In value = FirstValue(in, width * height);
         m_pairs.assign(static_cast<size_t>(blocks) + 4, 0);
         m_zero.assign(static_cast<size_t>(width) * sizeof(In), 0);
         m_rows.assign(2 * (static_cast<size_t>(blocks) + 2), 0);
@@ -340,17 +510,22 @@ class CPlaneLabeller {
             std::swap(above, current);
         }
 
-        // Every label points at its root; roots get their numbers when first met.
-        Index* parent = m_parent.data();
-        for (size_t k = 1; k <= m_count; ++k)
-            parent[k] = parent[parent[k]];
+        // Regions get their numbers when first met; the background's label 0 has the number 0.
+        m_parent[0] = NUMBERED;
         m_regions = 0;
         Index* labels = current;
+        m_numbers.resize((static_cast<size_t>(blocks) * sizeof(Out) + 7) / 8);
+        Out* numbers = reinterpret_cast<Out*>(m_numbers.data());
         const int64_t pairs = width / 2;
         for (int64_t r = 0; r < blockRows; ++r) {
+            // The labels are read where they wait unless some are aside.
             const size_t inside = room(r);
-            std::memcpy(labels, storage(r), inside);
-            std::memcpy(reinterpret_cast<uint8_t*>(labels) + inside, aside(r), bytes - inside);
+            const uint8_t* stored = storage(r);
+            if (inside < bytes) {
+                std::memcpy(labels, stored, inside);
+                std::memcpy(reinterpret_cast<uint8_t*>(labels) + inside, aside(r), bytes - inside);
+                stored = reinterpret_cast<const uint8_t*>(labels);
+            }
             // Neighbouring blocks mostly share a label: the last one found is kept.
             Index lastLabel = 0, lastNumber = 0;
             auto numberOf = [&](Index label) {
@@ -361,40 +536,77 @@ class CPlaneLabeller {
                 }
                 return lastNumber;
             };
-            // The top row numbers the blocks it meets and keeps their numbers for the bottom row.
+            // The top row numbers the blocks it meets and keeps their numbers for the bottom
+            // row; each row is then written from one number per block.
             const In* row = in + 2 * r * width;
             Out* target = out + 2 * r * width;
-            for (int64_t k = 0; k < pairs; ++k) {
-                const bool a = row[2 * k] != 0, b = row[2 * k + 1] != 0;
-                Index n = 0;
-                if (a | b) {
-                    n = numberOf(labels[k]);
-                    labels[k] = n | NUMBERED;
-                }
-                target[2 * k] = Impl::StoreLabel<Out>(a ? n : 0);
-                target[2 * k + 1] = Impl::StoreLabel<Out>(b ? n : 0);
+            for (int64_t k = 0; k < blocks; ++k) {
+                Index label;
+                std::memcpy(&label, stored + static_cast<size_t>(k) * sizeof(Index), sizeof label);
+                const bool on = (row[2 * k] != 0) | (k < pairs && row[2 * k + 1] != 0);
+                const Index n = on ? numberOf(label) : 0;
+                numbers[k] = Impl::StoreLabel<Out>(n);
+                labels[k] = on ? n | NUMBERED : label;
             }
-            if (pairs < blocks) {
-                const bool a = row[2 * pairs] != 0;
-                if (a) labels[pairs] = numberOf(labels[pairs]) | NUMBERED;
-                target[2 * pairs] = Impl::StoreLabel<Out>(a ? labels[pairs] & ~NUMBERED : 0);
-            }
+            SpreadNumbers(row, numbers, target, width);
             if (2 * r + 1 == height) break;
             row += width;
             target += width;
-            target[0] = Impl::StoreLabel<Out>(row[0] != 0 ? numberOf(m_down[size_t(r)]) : 0);
-            if (width > 1) target[1] = Impl::StoreLabel<Out>(row[1] != 0 ? numberOf(labels[0]) : 0);
-            for (int64_t k = 1; k < pairs; ++k) {
-                const bool c = row[2 * k] != 0, d = row[2 * k + 1] != 0;
-                const Index n = c | d ? numberOf(labels[k]) : 0;
-                target[2 * k] = Impl::StoreLabel<Out>(c ? n : 0);
-                target[2 * k + 1] = Impl::StoreLabel<Out>(d ? n : 0);
+            // The bottom-left pixel has a label of its own. Blocks numbered in the top row keep
+            // their numbers; the others hold 0 and are numbered where the bottom row meets them.
+            const Index first = numberOf(row[0] != 0 ? m_down[size_t(r)] : 0);
+            for (int64_t k = 0; k < blocks; ++k) {
+                if (labels[k] & NUMBERED) continue;
+                const bool on = (k > 0 && row[2 * k] != 0) | (k < pairs && row[2 * k + 1] != 0);
+                if (on) numbers[k] = Impl::StoreLabel<Out>(numberOf(labels[k]));
             }
-            if (pairs < blocks && pairs > 0)
-                target[2 * pairs] =
-                    Impl::StoreLabel<Out>(row[2 * pairs] != 0 ? numberOf(labels[pairs]) : 0);
+            SpreadNumbers(row, numbers, target, width);
+            target[0] = Impl::StoreLabel<Out>(first);
         }
         return true;
+    }
+
+    // Writes a row of labels from the numbers of its blocks: target[x] = numbers[x / 2] where
+    // row[x] is non-zero, else 0.
+    template <class In, class Out>
+    static void SpreadNumbers(const In* row, const Out* numbers, Out* target, int64_t width) {
+        int64_t x = 0;
+#if defined(__SSE2__)
+        if constexpr (sizeof(In) == 1 && sizeof(Out) == 1 && std::is_integral_v<In> &&
+                      std::is_integral_v<Out>) {
+            const __m128i zero = _mm_setzero_si128();
+            for (; x + 32 <= width; x += 32) {
+                const __m128i n =
+                    _mm_loadu_si128(reinterpret_cast<const __m128i*>(numbers + x / 2));
+                const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + x));
+                const __m128i high =
+                    _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + x + 16));
+                _mm_storeu_si128(
+                    reinterpret_cast<__m128i*>(target + x),
+                    _mm_andnot_si128(_mm_cmpeq_epi8(low, zero), _mm_unpacklo_epi8(n, n)));
+                _mm_storeu_si128(
+                    reinterpret_cast<__m128i*>(target + x + 16),
+                    _mm_andnot_si128(_mm_cmpeq_epi8(high, zero), _mm_unpackhi_epi8(n, n)));
+            }
+        }
+        if constexpr (sizeof(In) == 1 && std::is_integral_v<In> && std::is_same_v<Out, float>) {
+            const __m128i zero = _mm_setzero_si128();
+            for (; x + 8 <= width; x += 8) {
+                const __m128 n = _mm_loadu_ps(numbers + x / 2);
+                const __m128i off = _mm_cmpeq_epi8(
+                    _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + x)), zero);
+                const __m128i pairs = _mm_unpacklo_epi8(off, off);
+                _mm_storeu_ps(target + x,
+                              _mm_andnot_ps(_mm_castsi128_ps(_mm_unpacklo_epi16(pairs, pairs)),
+                                            _mm_unpacklo_ps(n, n)));
+                _mm_storeu_ps(target + x + 4,
+                              _mm_andnot_ps(_mm_castsi128_ps(_mm_unpackhi_epi16(pairs, pairs)),
+                                            _mm_unpackhi_ps(n, n)));
+            }
+        }
+#endif
+        for (; x < width; ++x)
+            target[x] = row[x] != 0 ? numbers[x / 2] : Out(0);
     }
 
     // Moves the foreground of two block rows down in `pairs`, which holds four bits per
@@ -410,7 +622,33 @@ class CPlaneLabeller {
             return set;
         };
         const int64_t full = width / 2;
-        for (int64_t j = 0; j < full; ++j)
+        int64_t j = 0;
+#if defined(__SSE2__)
+        if constexpr (sizeof(In) == 1 && std::is_integral_v<In>) {
+            // Eight pairs of columns at a time, one pair per 16-bit lane.
+            const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi8(char(value));
+            __m128i known = _mm_set1_epi8(-1);
+            for (; j + 8 <= full; j += 8) {
+                const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + 2 * j));
+                const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bottom + 2 * j));
+                const __m128i tz = _mm_cmpeq_epi8(t, zero), bz = _mm_cmpeq_epi8(b, zero);
+                known = _mm_and_si128(known, _mm_or_si128(tz, _mm_cmpeq_epi8(t, one)));
+                known = _mm_and_si128(known, _mm_or_si128(bz, _mm_cmpeq_epi8(b, one)));
+                const __m128i set = _mm_or_si128(_mm_andnot_si128(tz, _mm_set1_epi16(0x0404)),
+                                                 _mm_andnot_si128(bz, _mm_set1_epi16(0x0808)));
+                const __m128i bits =
+                    _mm_or_si128(_mm_and_si128(set, _mm_set1_epi16(0x0c)),
+                                 _mm_srli_epi16(_mm_and_si128(set, _mm_set1_epi16(0x0c00)), 4));
+                const __m128i old = _mm_unpacklo_epi8(
+                    _mm_loadl_epi64(reinterpret_cast<const __m128i*>(pairs + j)), zero);
+                const __m128i moved = _mm_and_si128(_mm_srli_epi16(old, 2), _mm_set1_epi16(0x33));
+                _mm_storel_epi64(reinterpret_cast<__m128i*>(pairs + j),
+                                 _mm_packus_epi16(_mm_or_si128(moved, bits), zero));
+            }
+            other = _mm_movemask_epi8(known) != 0xffff;
+        }
+#endif
+        for (; j < full; ++j)
             pairs[j] = static_cast<uint8_t>((pairs[j] >> 2 & 0x33) | on(top[2 * j]) << 2 |
                                             on(bottom[2 * j]) << 3 | on(top[2 * j + 1]) << 6 |
                                             on(bottom[2 * j + 1]) << 7);
@@ -420,16 +658,18 @@ class CPlaneLabeller {
         return other == 0;
     }
 
-    // The number of the region of `label`, whose parent is its root.
+    // The number of the region of `label`. A numbered label's entry holds its number with
+    // the flag NUMBERED; the root of a region not met before gets the next number.
     Index RootNumber(Index label) {
         Index* parent = m_parent.data();
-        const Index root = parent[label];
-        if (root & NUMBERED) return root & ~NUMBERED;
-        const Index number = parent[root];
-        if (number & NUMBERED) return number & ~NUMBERED;
-        const Index next = static_cast<Index>(++m_regions);
-        parent[root] = next | NUMBERED;
-        return next;
+        Index k = label, p = parent[k];
+        while (!(p & NUMBERED) && p != k) {
+            k = p;
+            p = parent[k];
+        }
+        if (!(p & NUMBERED)) parent[k] = p = static_cast<Index>(++m_regions) | NUMBERED;
+        parent[label] = p;
+        return p & ~NUMBERED;
     }
 
     // Labels the blocks of one block row into `current`, with the labels of the block row
@@ -481,8 +721,10 @@ class CPlaneLabeller {
                     label = NewLabel();
                 } else {
                     const Index neighbours[5] = {0, above[k - 1], above[k], above[k + 1], left};
+                    // Neighbours often hold the label already (a row of blocks shares one).
                     for (action >>= 3; action; action >>= 3)
-                        label = Union(label, neighbours[action & 7]);
+                        if (neighbours[action & 7] != label)
+                            label = Union(label, neighbours[action & 7]);
                 }
             }
             current[k] = left = label;
@@ -620,16 +862,18 @@ class CPlaneLabeller {
         m_equivalence.Merge(minimum, r, count - 1);
     }
 
-    std::vector<Index> m_parent{0};  // the union-find of the 4-neighbourhood and block scans
-    size_t m_count = 0;              // labels made (or replayed)
-    uint64_t m_regions = 0;          // numbers given
-    std::vector<Index> m_rows;       // two rows of labels
-    std::vector<uint8_t> m_zero;     // a row of zero samples
-    std::vector<uint8_t> m_noisy;    // per row, whether the 4-neighbourhood scan uses masks
-    std::vector<uint8_t> m_pairs;    // the foreground around a block row, see NextPairs
-    std::vector<Index> m_down;       // per block row, the label of the bottom pixel in column 0
-    std::vector<uint8_t> m_aside;    // block labels that do not fit into the output rows
-    std::vector<Index> m_labels;     // provisional labels of the pixel scan
+    std::vector<Index> m_parent{0};   // the union-find of the 4-neighbourhood and block scans
+    size_t m_count = 0;               // labels made (or replayed)
+    uint64_t m_regions = 0;           // numbers given
+    std::vector<Index> m_rows;        // two rows of labels
+    std::vector<uint8_t> m_zero;      // a row of zero samples
+    std::vector<Index> m_runs;        // starts, ends and labels of the runs of two rows
+    std::vector<uint8_t> m_noisy;     // per row, whether the 4-neighbourhood scan uses masks
+    std::vector<uint8_t> m_pairs;     // the foreground around a block row, see NextPairs
+    std::vector<uint64_t> m_numbers;  // a row of block numbers, as output samples
+    std::vector<Index> m_down;        // per block row, the label of the bottom pixel in column 0
+    std::vector<uint8_t> m_aside;     // block labels that do not fit into the output rows
+    std::vector<Index> m_labels;      // provisional labels of the pixel scan
     CLabelEquivalence<Index> m_equivalence;
 };
 

@@ -185,6 +185,10 @@ TEST(ConnectedComponents, MatchTheLiteralScanOnPatterns) {
         {"random half", [](int64_t, int64_t, std::mt19937& random) { return random() % 2 == 0; }},
         {"random sparse", [](int64_t, int64_t, std::mt19937& random) { return random() % 5 == 0; }},
         {"random dense", [](int64_t, int64_t, std::mt19937& random) { return random() % 5 != 0; }},
+        {"random denser",
+         [](int64_t, int64_t, std::mt19937& random) { return random() % 12 != 0; }},
+        // Runs of eight that meet the runs of the next row only at their corners.
+        {"tiles", [](int64_t x, int64_t y, std::mt19937&) { return (x / 8 + y) % 2 == 0; }},
         {"comb", [](int64_t x, int64_t y, std::mt19937&) { return y % 4 == 3 || x % 2 == 0; }},
         {"checker", [](int64_t x, int64_t y, std::mt19937&) { return (x + y) % 2 == 0; }},
         {"checker shifted", [](int64_t x, int64_t y, std::mt19937&) { return (x + y) % 2 == 1; }},
@@ -198,8 +202,10 @@ TEST(ConnectedComponents, MatchTheLiteralScanOnPatterns) {
         {"diagonals", [](int64_t x, int64_t y, std::mt19937&) { return (x + 2 * y) % 5 == 0; }},
         {"ones", [](int64_t, int64_t, std::mt19937&) { return true; }},
     };
-    const CSize sizes[] = {CSize(1, 1), CSize(1, 9), CSize(9, 1),   CSize(2, 2),   CSize(2, 7),
-                           CSize(3, 5), CSize(4, 4), CSize(17, 13), CSize(33, 20), CSize(20, 2, 2)};
+    // Rows of 64 samples and more go through whole 64-sample chunks, ending at one or not.
+    const CSize sizes[] = {CSize(1, 1),   CSize(1, 9),     CSize(9, 1),   CSize(2, 2),
+                           CSize(2, 7),   CSize(3, 5),     CSize(4, 4),   CSize(17, 13),
+                           CSize(33, 20), CSize(20, 2, 2), CSize(128, 5), CSize(131, 6)};
     std::mt19937 random(11);
     for (const auto& [name, inside] : patterns) {
         for (CSize size : sizes) {
