@@ -178,12 +178,9 @@ TEST_F(ImageCodecs, JpegSamplesAreLibjpegsScanlines) {
         for (int components : {1, 3})
             for (bool progressive : {false, true})
                 for (int sampling : {1, 2}) {
-                    SCOPED_TRACE(CString("%1 x %2, %3 components, progressive %4, sampling %5")
-                                     .Arg(width)
-                                     .Arg(height)
-                                     .Arg(components)
-                                     .Arg(progressive)
-                                     .Arg(sampling));
+                    SCOPED_TRACE(testing::Message() << width << " x " << height << ", "
+                                                    << components << " components, progressive "
+                                                    << progressive << ", sampling " << sampling);
                     const std::string bytes =
                         JpegFile(width, height, components, progressive, sampling);
                     std::unique_ptr<CImage> image = DecodeImage(
