@@ -1,7 +1,8 @@
 // One workload of the scaling table at one size, in a process of its own so that its peak
 // memory is its own. Prints "MEDIAN_MS PEAK_BYTES DATA_BYTES": the median time of REPEATS runs
 // after two, the resident memory at the peak of that first run above what the process
-// held before its input was made, and the bytes of that input and of the output.
+// held before its input was made, and the bytes of that input and of the output. A run at
+// 64 x 64 comes before all of them, for ours and the reference alike.
 // Usage: orva_scaling WORKLOAD SIDE ours|reference REPEATS
 //   WORKLOAD: Labeling, Normalize, Histogram, Hough, ReadImagePng
 #include <unistd.h>
@@ -125,15 +126,85 @@ std::string PngFile(int side) {
     return path;
 }
 
-struct SRun {
-    std::function<void()> run;
-    uint64_t bytes = 0;  // of the input and the output
-};
-
 uint64_t OutputBytes(bench::CNodeRunner& node) {
     auto* image = dynamic_cast<CValuePointer<CImage>*>(node.Output(0));
     return image && image->Get() ? image->Get()->ByteCount() : 0;
 }
+
+// The input image of a workload; none for reading a file.
+std::unique_ptr<CImage> Input(const std::string& workload, int side) {
+    if (workload == "Labeling") return Blobs(side);
+    if (workload == "Normalize") return Noise(side, IMAGE_GREY_F);
+    if (workload == "Histogram") return Noise(side, IMAGE_GREY_8);
+    if (workload == "Hough") return Edges(side);
+    return nullptr;
+}
+
+// A workload at one side, ready to run: its input made and, for ours, its node set up.
+class CWork {
+  public:
+    CWork(const std::string& workload, int side, bool ours)
+        : m_input(Input(workload, side)), m_inputValue(m_input.get()) {
+        const std::string png = workload == "ReadImagePng" ? PngFile(side) : "";
+        if (ours) {
+            CValueMap parameters;
+            if (workload == "Labeling") parameters.SetEntry("neighbourhood", new CValueLong(8));
+            if (!png.empty()) parameters.SetEntry("filename", new CValueString(png));
+            m_node = std::make_unique<bench::CNodeRunner>(png.empty() ? workload : "ReadImage",
+                                                          parameters);
+        }
+        m_inputBytes = m_input ? m_input->ByteCount() : std::filesystem::file_size(png);
+        if (ours) {
+            if (m_input) m_node->SetInput(0, &m_inputValue);
+            m_run = [this] { m_node->Run(); };
+            return;
+        }
+        if (m_input) m_source = AsMat(*m_input, m_input->Type() == IMAGE_GREY_8 ? CV_8U : CV_32F);
+        if (workload == "Hough") {
+            // HoughLines takes bytes; the converted copy is its input.
+            m_source.convertTo(m_source, CV_8U, 255.0);
+            m_input.reset();
+            m_inputBytes = m_source.total();
+        }
+        if (workload == "Labeling")
+            m_run = [this] { cv::connectedComponents(m_source, m_result, 8, CV_32S); };
+        if (workload == "Normalize")
+            m_run = [this] { cv::normalize(m_source, m_result, 0.0, 255.0, cv::NORM_MINMAX); };
+        if (workload == "Histogram")
+            m_run = [this] {
+                const int channels[] = {0}, bins[] = {256};
+                const float range[] = {0.0f, 256.0f};
+                const float* ranges[] = {range};
+                cv::calcHist(&m_source, 1, channels, cv::Mat(), m_result, 1, bins, ranges);
+            };
+        if (workload == "Hough")
+            m_run = [this, side] {
+                cv::HoughLines(m_source, m_lines, 4.0, std::numbers::pi / side, INT_MAX);
+            };
+        if (!png.empty()) m_run = [this, png] { m_result = cv::imread(png, cv::IMREAD_UNCHANGED); };
+    }
+    CWork(const CWork&) = delete;
+    CWork& operator=(const CWork&) = delete;
+
+    void Run() { m_run(); }
+    // Of the input and the output.
+    uint64_t Bytes() const {
+        return m_inputBytes +
+               (m_node ? OutputBytes(*m_node) : uint64_t(m_result.total() * m_result.elemSize()));
+    }
+
+  private:
+    std::unique_ptr<bench::CNodeRunner> m_node;
+    std::unique_ptr<CImage> m_input;
+    CValuePointer<CImage> m_inputValue;
+    uint64_t m_inputBytes = 0;
+    cv::Mat m_source, m_result;
+    std::vector<cv::Vec2f> m_lines;
+    std::function<void()> m_run;
+};
+
+// The side of the warm-up run.
+constexpr int WARM_UP_SIDE = 64;
 
 }  // namespace
 
@@ -154,74 +225,32 @@ int main(int argc, char** argv) {
     }
     cv::setNumThreads(1);
     try {
-        const std::string png = workload == "ReadImagePng" ? PngFile(side) : "";
-        std::unique_ptr<bench::CNodeRunner> node;
-        if (ours) {
-            CValueMap parameters;
-            if (workload == "Labeling") parameters.SetEntry("neighbourhood", new CValueLong(8));
-            if (!png.empty()) parameters.SetEntry("filename", new CValueString(png));
-            node = std::make_unique<bench::CNodeRunner>(png.empty() ? workload : "ReadImage",
-                                                        parameters);
-        }
+        // A run on a small input of its own first faults in what the process needs once at
+        // any size (the code of the workload and of making its input, tables built on first
+        // use), so that the peak is the work's. Its blocks are below the buffer pool's large
+        // size: none of them is kept for the measured run.
+        CWork(workload, WARM_UP_SIDE, ours).Run();
         const uint64_t before = Resident();
-        std::unique_ptr<CImage> input;
-        cv::Mat source, result;
-        std::vector<cv::Vec2f> lines;
-        std::function<void()> run;
-        std::function<uint64_t()> outputBytes;
-        if (workload == "Labeling") input = Blobs(side);
-        if (workload == "Normalize") input = Noise(side, IMAGE_GREY_F);
-        if (workload == "Histogram") input = Noise(side, IMAGE_GREY_8);
-        if (workload == "Hough") input = Edges(side);
-        uint64_t inputBytes = input ? input->ByteCount() : std::filesystem::file_size(png);
-        CValuePointer<CImage> inputValue(input.get());
-        if (ours) {
-            if (input) node->SetInput(0, &inputValue);
-            run = [&] { node->Run(); };
-            outputBytes = [&] { return OutputBytes(*node); };
-        } else {
-            if (input) source = AsMat(*input, input->Type() == IMAGE_GREY_8 ? CV_8U : CV_32F);
-            if (workload == "Hough") {
-                // HoughLines takes bytes; the converted copy is its input.
-                source.convertTo(source, CV_8U, 255.0);
-                input.reset();
-                inputBytes = source.total();
-            }
-            outputBytes = [&] { return uint64_t(result.total() * result.elemSize()); };
-            const int channels[] = {0}, bins[] = {256};
-            const float range[] = {0.0f, 256.0f};
-            const float* ranges[] = {range};
-            if (workload == "Labeling")
-                run = [&] { cv::connectedComponents(source, result, 8, CV_32S); };
-            if (workload == "Normalize")
-                run = [&] { cv::normalize(source, result, 0.0, 255.0, cv::NORM_MINMAX); };
-            if (workload == "Histogram")
-                run = [&] {
-                    cv::calcHist(&source, 1, channels, cv::Mat(), result, 1, bins, ranges);
-                };
-            if (workload == "Hough")
-                run = [&] { cv::HoughLines(source, lines, 4.0, std::numbers::pi / side, INT_MAX); };
-            if (!png.empty()) run = [&] { result = cv::imread(png, cv::IMREAD_UNCHANGED); };
-        }
+        CWork work(workload, side, ours);
 
         // Two runs untimed, the first the one whose peak counts: a node keeps its output until
         // the next run has made a new one, so only from the third run on do both find their
         // memory mapped already, as when a host runs the node again.
         ResetPeak();
-        run();
+        work.Run();
         const uint64_t peak = PeakResident() - std::min(PeakResident(), before);
-        run();
+        work.Run();
         std::vector<double> times;
         for (int i = 0; i < repeats; ++i) {
             const auto start = std::chrono::steady_clock::now();
-            run();
+            work.Run();
             times.push_back(
                 std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
                     .count());
         }
         std::sort(times.begin(), times.end());
         std::printf("%.3f %llu %llu\n", times[times.size() / 2], (unsigned long long)peak,
-                    (unsigned long long)(inputBytes + outputBytes()));
+                    (unsigned long long)work.Bytes());
     } catch (const CException& e) {
         std::fprintf(stderr, "orva_scaling: %s\n", e.what());
         return 1;

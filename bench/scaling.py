@@ -1,6 +1,7 @@
 """The scaling table: a few nodes and their OpenCV references at 1k x 1k to 16k x 16k pixels,
 each size in a process of its own (orva_scaling), with time per megapixel and peak memory
-against the bytes of input and output.
+against the bytes of input and output. Each process first runs its side once at 64 x 64, so
+that code and tables every run needs once are not counted as the memory of the work.
 
 Usage: scaling.py BUILD_DIR   (SCALING_SIDES="1024 2048" and SCALING_WORKLOADS="Hough"
 narrow it down)"""
@@ -44,7 +45,8 @@ def main():
     workloads = os.environ.get("SCALING_WORKLOADS", " ".join(WORKLOADS)).split()
 
     print()
-    print("SCALING: ms, ms per megapixel, peak memory / (input + output bytes); one thread")
+    print("SCALING: ms, ms per megapixel, peak memory / (input + output bytes) after a 64 x 64 "
+          "warm-up run; one thread")
     header = f"{'workload':<13}{'side':>6}{'ours_ms':>11}{'ms/MP':>8}{'mem':>6}" \
              f"{'ref_ms':>11}{'ms/MP':>8}{'mem':>6}{'ratio':>7}"
     print(header)

@@ -1,16 +1,20 @@
 // The image file codecs called directly: round trips of every lossless format and type,
 // content-based detection and the extent of streams, the layouts other writers produce (made
-// here with libpng and libtiff directly), malformed and truncated files.
+// here with libpng, libtiff and libjpeg directly), malformed and truncated files.
 #include <png.h>
 #include <tiffio.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <sstream>
 
 #include "FileTesting.h"
 #include "codecs/ImageFiles.h"
+
+// jpeglib.h needs FILE and size_t declared before it.
+#include <jpeglib.h>
 
 using namespace ORVA;
 using namespace testing_support;
@@ -111,6 +115,83 @@ TEST_F(ImageCodecs, JpegComesCloseAndQualityCounts) {
     Encode(noise, Path("high.jpg"), EnImageFormat::JPEG);
     Encode(noise, Path("low.jpg"), EnImageFormat::JPEG, -1, 10);
     EXPECT_LT(FileBytes(Path("low.jpg")).size(), FileBytes(Path("high.jpg")).size() / 2);
+}
+
+// A noisy ramp as JPEG, written by libjpeg directly; `sampling` is the first component's
+// factor in both directions (for grey, blocks of 16 rows when 2).
+std::string JpegFile(int width, int height, int components, bool progressive, int sampling) {
+    jpeg_compress_struct info;
+    jpeg_error_mgr error;
+    info.err = jpeg_std_error(&error);
+    jpeg_create_compress(&info);
+    unsigned char* buffer = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&info, &buffer, &size);
+    info.image_width = static_cast<JDIMENSION>(width);
+    info.image_height = static_cast<JDIMENSION>(height);
+    info.input_components = components;
+    info.in_color_space = components == 1 ? JCS_GRAYSCALE : JCS_RGB;
+    jpeg_set_defaults(&info);
+    jpeg_set_quality(&info, 90, TRUE);
+    info.comp_info[0].h_samp_factor = info.comp_info[0].v_samp_factor = sampling;
+    if (progressive) jpeg_simple_progression(&info);
+    jpeg_start_compress(&info, TRUE);
+    std::vector<uint8_t> row(static_cast<size_t>(width * components));
+    for (int y = 0; y < height; ++y) {
+        for (int i = 0; i < width * components; ++i)
+            row[i] = static_cast<uint8_t>(i * 5 + y * 3 + (i * y * 29 >> 3) % 37);
+        JSAMPROW rows[1] = {row.data()};
+        jpeg_write_scanlines(&info, rows, 1);
+    }
+    jpeg_finish_compress(&info);
+    std::string bytes(reinterpret_cast<char*>(buffer), size);
+    jpeg_destroy_compress(&info);
+    std::free(buffer);
+    return bytes;
+}
+
+// libjpeg's own output, one scanline at a time, grey or RGB.
+std::vector<uint8_t> LibjpegScanlines(const std::string& bytes) {
+    jpeg_decompress_struct info;
+    jpeg_error_mgr error;
+    info.err = jpeg_std_error(&error);
+    jpeg_create_decompress(&info);
+    jpeg_mem_src(&info, Bytes(bytes), static_cast<unsigned long>(bytes.size()));
+    jpeg_read_header(&info, TRUE);
+    info.out_color_space = info.num_components == 1 ? JCS_GRAYSCALE : JCS_RGB;
+    jpeg_start_decompress(&info);
+    const size_t stride = size_t(info.output_width) * size_t(info.output_components);
+    std::vector<uint8_t> samples(stride * info.output_height);
+    while (info.output_scanline < info.output_height) {
+        JSAMPROW rows[1] = {samples.data() + stride * info.output_scanline};
+        jpeg_read_scanlines(&info, rows, 1);
+    }
+    jpeg_finish_decompress(&info);
+    jpeg_destroy_decompress(&info);
+    return samples;
+}
+
+TEST_F(ImageCodecs, JpegSamplesAreLibjpegsScanlines) {
+    // Widths of whole blocks and not, heights that end inside a block row of 8 and of 16.
+    const std::pair<int, int> sizes[] = {{1, 1}, {8, 8}, {13, 5}, {16, 9}, {24, 17}, {40, 33}};
+    for (const auto& [width, height] : sizes)
+        for (int components : {1, 3})
+            for (bool progressive : {false, true})
+                for (int sampling : {1, 2}) {
+                    SCOPED_TRACE(testing::Message() << width << " x " << height << ", "
+                                                    << components << " components, progressive "
+                                                    << progressive << ", sampling " << sampling);
+                    const std::string bytes =
+                        JpegFile(width, height, components, progressive, sampling);
+                    std::unique_ptr<CImage> image = DecodeImage(
+                        Bytes(bytes), bytes.size(), EnImageFormat::UNKNOWN, "a.jpg", "here");
+                    ASSERT_EQ(image->Type(), components == 1 ? IMAGE_GREY_8 : IMAGE_RGB_8I);
+                    ASSERT_EQ(image->Size(), CSize(width, height));
+                    const std::vector<uint8_t> expected = LibjpegScanlines(bytes);
+                    EXPECT_EQ(
+                        std::vector<uint8_t>(image->Bytes(), image->Bytes() + image->ByteCount()),
+                        expected);
+                }
 }
 
 TEST_F(ImageCodecs, EncoderRefusalsNameWhatIsAccepted) {
