@@ -29,6 +29,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "BytePasses.h"
 #include "Separable.h"
 
 namespace ORVA::Filters {
@@ -62,6 +63,7 @@ void GaussianBlur(SPlane<const T> src, SPlane<T> dst, double sigma, int n = 0,
     const SWindow window{r, r, r, r};
     if constexpr (BYTES) {
         const std::vector<uint16_t> k = GaussianKernelFixed(n, sigma);
+        if (Detail::GaussianBytesWide(src, dst, k, border)) return;
         std::vector<uint32_t> acc(static_cast<size_t>(src.width));
         Separable<T, uint16_t>(
             src, dst, window, border, T(0),
