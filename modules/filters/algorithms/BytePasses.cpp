@@ -18,6 +18,27 @@ struct SKernels {
     int64_t radius;                      // of `along` before the padding
 };
 
+// Columns x to x + 16 J of the weighted rows, J vectors at a time to overlap their latencies.
+template <int J>
+__attribute__((target("avx2"), always_inline)) inline void ColumnBlock(const uint8_t* const* rows,
+                                                                       const int16_t* weights,
+                                                                       int64_t taps, uint16_t bias,
+                                                                       int64_t x, int16_t* v) {
+    __m256i s[J];
+    for (int b = 0; b < J; ++b)
+        s[b] = _mm256_set1_epi16(static_cast<int16_t>(bias));
+    for (int64_t j = 0; j < taps; ++j) {
+        const __m256i weight = _mm256_set1_epi16(weights[j]);
+        for (int b = 0; b < J; ++b) {
+            const __m256i p = _mm256_cvtepu8_epi16(
+                _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[j] + x + 16 * b)));
+            s[b] = _mm256_add_epi16(s[b], _mm256_mullo_epi16(p, weight));
+        }
+    }
+    for (int b = 0; b < J; ++b)
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(v + x + 16 * b), s[b]);
+}
+
 // Row y's column sums into v[0, w), v[-r, 0) and v[w, w + r) the border's samples of them.
 template <bool GAUSS>
 __attribute__((target("avx2"))) void ColumnSums(SPlane<const uint8_t> src, int64_t y,
@@ -35,15 +56,10 @@ __attribute__((target("avx2"))) void ColumnSums(SPlane<const uint8_t> src, int64
         weights[taps++] = k[size_t(j)];
     }
     int64_t x = 0;
-    for (; x + 16 <= w; x += 16) {
-        __m256i s = _mm256_set1_epi16(static_cast<int16_t>(bias));
-        for (int64_t j = 0; j < taps; ++j) {
-            const __m256i p = _mm256_cvtepu8_epi16(
-                _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[j] + x)));
-            s = _mm256_add_epi16(s, _mm256_mullo_epi16(p, _mm256_set1_epi16(weights[j])));
-        }
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(v + x), s);
-    }
+    for (; x + 32 <= w; x += 32)
+        ColumnBlock<2>(rows, weights, taps, bias, x, v);
+    for (; x + 16 <= w; x += 16)
+        ColumnBlock<1>(rows, weights, taps, bias, x, v);
     for (; x < w; ++x) {
         uint16_t s = bias;
         for (int64_t j = 0; j < taps; ++j)
@@ -58,39 +74,55 @@ __attribute__((target("avx2"))) void ColumnSums(SPlane<const uint8_t> src, int64
     }
 }
 
-// out[x] from e[x .. x + n - 1], n = 2 * pairs.size() taps: even outputs take the weights in
-// pairs from 32-bit lanes starting at x, odd ones from lanes starting at x + 1.
+// Outputs x to x + 16 J from e[x .. x + 16 J + n - 2], n = 2 * pairs.size() taps: even outputs
+// take the weights in pairs from 32-bit lanes starting at x, odd ones from lanes at x + 1.
+template <bool GAUSS, int J, class O>
+__attribute__((target("avx2"), always_inline)) inline void RowBlock(const int16_t* e,
+                                                                    const int32_t* pairs, int64_t n,
+                                                                    O* out) {
+    __m256i even[J], odd[J];
+    for (int b = 0; b < J; ++b)
+        even[b] = odd[b] = _mm256_setzero_si256();
+    for (int64_t p = 0; p < n / 2; ++p) {
+        const __m256i weights = _mm256_set1_epi32(pairs[p]);
+        for (int b = 0; b < J; ++b) {
+            const int16_t* at = e + 2 * p + 16 * b;
+            even[b] = _mm256_add_epi32(
+                even[b], _mm256_madd_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(at)),
+                                           weights));
+            odd[b] = _mm256_add_epi32(
+                odd[b], _mm256_madd_epi16(
+                            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at + 1)), weights));
+        }
+    }
+    for (int b = 0; b < J; ++b) {
+        if constexpr (GAUSS) {
+            const __m256i round = _mm256_set1_epi32(GAUSS_ROUND);
+            const __m256i lo = _mm256_srli_epi32(_mm256_add_epi32(even[b], round), 16);
+            const __m256i hi = _mm256_srli_epi32(_mm256_add_epi32(odd[b], round), 16);
+            __m256i both = _mm256_or_si256(lo, _mm256_slli_epi32(hi, 16));
+            both = _mm256_permute4x64_epi64(_mm256_packus_epi16(both, both), 0x08);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 16 * b),
+                             _mm256_castsi256_si128(both));
+        } else {
+            const __m256i lo = _mm256_unpacklo_epi32(even[b], odd[b]);
+            const __m256i hi = _mm256_unpackhi_epi32(even[b], odd[b]);
+            _mm256_storeu_ps(out + 16 * b,
+                             _mm256_cvtepi32_ps(_mm256_permute2x128_si256(lo, hi, 0x20)));
+            _mm256_storeu_ps(out + 16 * b + 8,
+                             _mm256_cvtepi32_ps(_mm256_permute2x128_si256(lo, hi, 0x31)));
+        }
+    }
+}
+
 template <bool GAUSS, class O>
 __attribute__((target("avx2"))) void RowSums(const int16_t* e, const int16_t* k, int64_t n,
                                              const int32_t* pairs, O* out, int64_t w) {
     int64_t x = 0;
-    for (; x + 16 <= w; x += 16) {
-        __m256i even = _mm256_setzero_si256(), odd = _mm256_setzero_si256();
-        for (int64_t p = 0; p < n / 2; ++p) {
-            const int16_t* at = e + x + 2 * p;
-            const __m256i weights = _mm256_set1_epi32(pairs[p]);
-            even = _mm256_add_epi32(
-                even, _mm256_madd_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(at)),
-                                        weights));
-            odd = _mm256_add_epi32(
-                odd, _mm256_madd_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(at + 1)),
-                                       weights));
-        }
-        if constexpr (GAUSS) {
-            const __m256i round = _mm256_set1_epi32(GAUSS_ROUND);
-            even = _mm256_srli_epi32(_mm256_add_epi32(even, round), 16);
-            odd = _mm256_srli_epi32(_mm256_add_epi32(odd, round), 16);
-            __m256i both = _mm256_or_si256(even, _mm256_slli_epi32(odd, 16));
-            both = _mm256_permute4x64_epi64(_mm256_packus_epi16(both, both), 0x08);
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x), _mm256_castsi256_si128(both));
-        } else {
-            const __m256i lo = _mm256_unpacklo_epi32(even, odd);
-            const __m256i hi = _mm256_unpackhi_epi32(even, odd);
-            _mm256_storeu_ps(out + x, _mm256_cvtepi32_ps(_mm256_permute2x128_si256(lo, hi, 0x20)));
-            _mm256_storeu_ps(out + x + 8,
-                             _mm256_cvtepi32_ps(_mm256_permute2x128_si256(lo, hi, 0x31)));
-        }
-    }
+    for (; x + 32 <= w; x += 32)
+        RowBlock<GAUSS, 2>(e + x, pairs, n, out + x);
+    for (; x + 16 <= w; x += 16)
+        RowBlock<GAUSS, 1>(e + x, pairs, n, out + x);
     for (; x < w; ++x) {
         int32_t s = 0;
         for (int64_t i = 0; i < n; ++i)
@@ -115,10 +147,17 @@ __attribute__((target("avx2"))) void Passes(SPlane<const uint8_t> src, SPlane<O>
     std::vector<int16_t> sums(static_cast<size_t>(w + 2 * r + 16), 0);
     std::vector<uint8_t> zero(static_cast<size_t>(w), 0);
     std::vector<const uint8_t*> rows(k.across.size());
+    // The Gaussian's output rows are written while the next ones are computed; only the
+    // faster passes gain from going around the caches.
+    const bool stream = !GAUSS && Streams(dst);
+    std::vector<O> line(stream ? static_cast<size_t>(w) : 0);
     for (int64_t y = 0; y < src.height; ++y) {
         ColumnSums<GAUSS>(src, y, k.across, border, zero.data(), rows.data(), r, sums.data() + r);
-        RowSums<GAUSS>(sums.data(), k.along.data(), n, pairs.data(), dst.Row(y), w);
+        RowSums<GAUSS>(sums.data(), k.along.data(), n, pairs.data(),
+                       stream ? line.data() : dst.Row(y), w);
+        if (stream) StreamRow(dst.Row(y), line.data(), static_cast<size_t>(w) * sizeof(O));
     }
+    Fence();
 }
 
 bool HasAvx2() {

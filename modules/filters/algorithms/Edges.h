@@ -106,7 +106,8 @@ void SeparableInteger(SPlane<const T> src, SPlane<O> dst, const std::vector<int>
             for (size_t i = 0; i < picked.size(); ++i)
                 picked[i] = rows[hy.offset[i]];
             Weigh(picked.data(), hy.weight.data(), picked.size(), out, w);
-        });
+        },
+        Streams(dst));
 }
 
 }  // namespace Detail

@@ -158,11 +158,14 @@ void RectangleExtremum(SPlane<const T> src, SPlane<T> dst, int64_t kw, int64_t k
         std::vector<T> ring(static_cast<size_t>(kh * w));
         std::vector<int64_t> held(static_cast<size_t>(kh), -1);
         std::vector<const T*> window;
+        const bool stream = Streams(dst);
+        std::vector<T> line(stream ? static_cast<size_t>(w) : 0);
         for (int64_t y = 0; y < h; ++y) {
             window.clear();
             for (int64_t s = std::max<int64_t>(y - ay, 0); s < std::min(y - ay + kh, h); ++s) {
                 T* slot = ring.data() + (s % kh) * w;
                 if (held[static_cast<size_t>(s % kh)] != s) {
+                    if (s + 1 < h) Prefetch(src.Row(s + 1), static_cast<size_t>(w) * sizeof(T));
                     if (kw <= FOLD_MOST) {
                         RowWindow<MIN>(src.Row(s), slot, w, kw, ax);
                     } else {
@@ -174,8 +177,11 @@ void RectangleExtremum(SPlane<const T> src, SPlane<T> dst, int64_t kw, int64_t k
                 }
                 window.push_back(slot);
             }
-            Fold<MIN>(window.data(), static_cast<int64_t>(window.size()), dst.Row(y), w);
+            Fold<MIN>(window.data(), static_cast<int64_t>(window.size()),
+                      stream ? line.data() : dst.Row(y), w);
+            if (stream) StreamRow(dst.Row(y), line.data(), static_cast<size_t>(w) * sizeof(T));
         }
+        Fence();
         return;
     }
     // Row pass into `rows` (the whole plane: the column pass reads it in blocks).
