@@ -114,8 +114,8 @@ TEST(Morphology, CompositeOperations) {
 }
 
 TEST(Morphology, LargeResultsWrittenAroundTheCacheAreExact) {
-    // 8 MiB of floats, rows padded so that they start off the 16-byte boundaries.
-    const int64_t w = 1024, h = 2048;
+    // 32 MiB of floats, rows padded so that they start off the 16-byte boundaries.
+    const int64_t w = 2048, h = 4096;
     const SImage<float> src = Random<float>(w, h, 0, 100, 3, 3);
     SImage<float> dst(w, h, 1);
     Morphology(src.In(), dst.Plane(), EnMorphology::ERODE,

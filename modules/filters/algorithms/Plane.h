@@ -112,9 +112,10 @@ void ExtendRow(const SPlane<const T>& src, int64_t y, int64_t left, int64_t righ
     }
 }
 
-// Results larger than this bypass the caches on their way to memory: they would not stay there,
-// and writing around them saves reading each line before it is overwritten.
-constexpr int64_t STREAMING_BYTES = int64_t(8) << 20;
+// Results this large bypass the caches on their way to memory: with their input they would not
+// stay in the last level, and writing around it saves reading each line before it is
+// overwritten. Smaller ones are faster through the cache, where a next step finds them.
+constexpr int64_t STREAMING_BYTES = int64_t(32) << 20;
 
 template <class T>
 bool Streams(const SPlane<T>& plane) {
