@@ -162,10 +162,12 @@ void RectangleExtremum(SPlane<const T> src, SPlane<T> dst, int64_t kw, int64_t k
         std::vector<T> ring(static_cast<size_t>(slots * w)), common(pairs ? size_t(w) : 0);
         std::vector<int64_t> held(static_cast<size_t>(slots), -1);
         std::vector<const T*> window;
+        const bool ahead = Streams(src);  // a large source comes from memory
         auto cached = [&](int64_t s) -> const T* {
             T* slot = ring.data() + (s % slots) * w;
             if (held[static_cast<size_t>(s % slots)] != s) {
-                if (s + 1 < h) Prefetch(src.Row(s + 1), static_cast<size_t>(w) * sizeof(T));
+                if (ahead && s + 1 < h)
+                    Prefetch(src.Row(s + 1), static_cast<size_t>(w) * sizeof(T));
                 if (kw <= FOLD_MOST) {
                     RowWindow<MIN>(src.Row(s), slot, w, kw, ax);
                 } else {
