@@ -39,27 +39,36 @@ TEST(Blur, GaussianKernelSizesAndFixedPointWeights) {
 }
 
 TEST(Blur, ByteGaussianEqualsItsFixedPointDefinition) {
-    // Wide enough for the blocks of 16 columns and a remainder; 13 taps (sigma 2, size derived)
-    // reach past the height; 3 taps of sigma 0 are the binomial 64 128 64.
-    SImage<uint8_t> src = Random<uint8_t>(37, 9, 0, 255, 5, 3), dst(37, 9, 1);
-    for (auto [sigma, size, n] : {std::tuple{2.0, 0, 13}, {0.0, 3, 3}}) {
-        GaussianBlur(src.In(), dst.Plane(), sigma, size, EnBorder::REFLECT_101);
-        const std::vector<uint16_t> k = GaussianKernelFixed(n, sigma);
-        for (int64_t y = 0; y < 9; ++y)
-            for (int64_t x = 0; x < 37; ++x) {
-                uint32_t s = 0;
-                for (int64_t j = 0; j < n; ++j) {
-                    const int64_t sy = BorderIndex(y + j - n / 2, 9, EnBorder::REFLECT_101);
-                    uint32_t row = 0;
-                    for (int64_t i = 0; i < n; ++i)
-                        row += k[size_t(i)] *
-                               uint32_t(src.At(
-                                   BorderIndex(x + i - n / 2, 37, EnBorder::REFLECT_101), sy));
-                    s += k[size_t(j)] * row;
-                }
-                ASSERT_EQ(dst.At(x, y), (s + (1u << 15)) >> 16) << n << ": " << x << " " << y;
+    // Sizes around the blocks of 16 columns (and none), 13 taps (sigma 2, size derived) past
+    // the plane and 3 taps of sigma 0 (the binomial 64 128 64), with every border.
+    const std::pair<int64_t, int64_t> sizes[] = {{1, 1}, {1, 20}, {20, 1}, {37, 9}, {16, 14}};
+    const EnBorder borders[] = {EnBorder::REFLECT_101, EnBorder::REFLECT, EnBorder::REPLICATE,
+                                EnBorder::CONSTANT};
+    for (auto [w, h] : sizes)
+        for (EnBorder border : borders)
+            for (auto [sigma, size, n] : {std::tuple{2.0, 0, 13}, {0.0, 3, 3}}) {
+                const SImage<uint8_t> src = Random<uint8_t>(w, h, 0, 255, unsigned(w + h), 3);
+                SImage<uint8_t> dst(w, h, 1);
+                GaussianBlur(src.In(), dst.Plane(), sigma, size, border);
+                const std::vector<uint16_t> k = GaussianKernelFixed(n, sigma);
+                auto at = [&](int64_t x, int64_t y) -> uint32_t {
+                    const int64_t sx = BorderIndex(x, w, border), sy = BorderIndex(y, h, border);
+                    return sx < 0 || sy < 0 ? 0 : src.At(sx, sy);
+                };
+                for (int64_t y = 0; y < h; ++y)
+                    for (int64_t x = 0; x < w; ++x) {
+                        uint32_t s = 0;
+                        for (int64_t j = 0; j < n; ++j) {
+                            uint32_t row = 0;
+                            for (int64_t i = 0; i < n; ++i)
+                                row += k[size_t(i)] * at(x + i - n / 2, y + j - n / 2);
+                            s += k[size_t(j)] * row;
+                        }
+                        ASSERT_EQ(dst.At(x, y), (s + (1u << 15)) >> 16)
+                            << n << " " << w << "x" << h << " " << int(border) << ": " << x << " "
+                            << y;
+                    }
             }
-    }
 }
 
 // The plain definitions, one output at a time.
@@ -81,33 +90,37 @@ double WindowSum(const SImage<T>& src, int64_t x, int64_t y, int64_t kx, int64_t
 
 TEST(Blur, FloatGaussianAddsItsTapsInTheDocumentedOrder) {
     // Rows left to right, then columns from the centre outwards in pairs, all in float, with
-    // every border: wide enough for a block of 32 columns and a remainder, 9 taps past the height.
-    const SImage<float> src = Random<float>(45, 7, -100, 100, 11, 2);
+    // every border: widths around the blocks of 64 and 16 columns, heights around the groups of
+    // 4 rows, 9 taps past the plane.
+    const std::pair<int64_t, int64_t> sizes[] = {{100, 7}, {1, 1}, {1, 9}, {83, 1}, {16, 5}};
     const std::vector<double> kd = GaussianKernel(9, 1.0);
     const std::vector<float> k(kd.begin(), kd.end());
-    for (EnBorder border :
-         {EnBorder::REFLECT_101, EnBorder::REFLECT, EnBorder::REPLICATE, EnBorder::CONSTANT}) {
-        SImage<float> dst(45, 7, 1);
-        GaussianBlur(src.In(), dst.Plane(), 1.0, 0, border);
-        auto row = [&](int64_t x, int64_t y) {
-            auto at = [&](int64_t i) {
-                const int64_t sx = BorderIndex(x + i - 4, 45, border);
-                return y < 0 || sx < 0 ? 0.0f : src.At(sx, y);
+    for (auto [w, h] : sizes)
+        for (EnBorder border :
+             {EnBorder::REFLECT_101, EnBorder::REFLECT, EnBorder::REPLICATE, EnBorder::CONSTANT}) {
+            const SImage<float> src = Random<float>(w, h, -100, 100, unsigned(w * h), 2);
+            SImage<float> dst(w, h, 1);
+            GaussianBlur(src.In(), dst.Plane(), 1.0, 0, border);
+            auto row = [&](int64_t x, int64_t y) {
+                auto at = [&](int64_t i) {
+                    const int64_t sx = BorderIndex(x + i - 4, w, border);
+                    return y < 0 || sx < 0 ? 0.0f : src.At(sx, y);
+                };
+                float v = k[0] * at(0);
+                for (int64_t i = 1; i < 9; ++i)
+                    v += k[size_t(i)] * at(i);
+                return v;
             };
-            float v = k[0] * at(0);
-            for (int64_t i = 1; i < 9; ++i)
-                v += k[size_t(i)] * at(i);
-            return v;
-        };
-        for (int64_t y = 0; y < 7; ++y)
-            for (int64_t x = 0; x < 45; ++x) {
-                float v = k[4] * row(x, y) + 0.0f;
-                for (int64_t i = 1; i <= 4; ++i)
-                    v += k[size_t(4 + i)] * (row(x, BorderIndex(y + i, 7, border)) +
-                                             row(x, BorderIndex(y - i, 7, border)));
-                ASSERT_EQ(dst.At(x, y), v) << x << " " << y << " " << int(border);
-            }
-    }
+            for (int64_t y = 0; y < h; ++y)
+                for (int64_t x = 0; x < w; ++x) {
+                    float v = k[4] * row(x, y) + 0.0f;
+                    for (int64_t i = 1; i <= 4; ++i)
+                        v += k[size_t(4 + i)] * (row(x, BorderIndex(y + i, h, border)) +
+                                                 row(x, BorderIndex(y - i, h, border)));
+                    ASSERT_EQ(dst.At(x, y), v)
+                        << w << "x" << h << " " << int(border) << ": " << x << " " << y;
+                }
+        }
 }
 
 TEST(Blur, BoxMeansMatchTheirDefinition) {

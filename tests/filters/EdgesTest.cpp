@@ -97,20 +97,63 @@ TEST(Edges, CannyThinsStepsAndFollowsWeakEdges) {
 }
 
 TEST(Edges, SeparablePassesEqualTheWholeKernel) {
-    // The separable Sobel against a correlation with the outer product of its kernels.
-    SImage<uint8_t> src = Random<uint8_t>(31, 17, 0, 255, 5, 3);
-    for (int ksize : {3, 5, 7}) {
-        const std::vector<int> kx = DerivativeKernel(1, ksize), ky = DerivativeKernel(2, ksize);
-        std::vector<float> whole;
-        for (int j : ky)
-            for (int i : kx)
-                whole.push_back(float(i * j));
-        SImage<float> separable(31, 17), direct(31, 17);
-        Sobel(src.In(), separable.Plane(), 1, 2, ksize, EnBorder::REFLECT);
-        Convolve(src.In(), direct.Plane(), SPlane<const float>{whole.data(), ksize, ksize, ksize},
-                 EnBorder::REFLECT);
-        EXPECT_EQ(separable.Values(), direct.Values()) << ksize;
-    }
+    // Byte Sobel and Scharr against a correlation with the outer product of their kernels,
+    // on sizes around the blocks of 16 columns, with every border.
+    struct SCase {
+        int dx, dy, ksize;
+    } cases[] = {{1, 0, 3}, {0, 1, 3}, {1, 2, 5}, {2, 1, 7}, {1, 0, 1}, {0, 1, -1}};
+    const std::pair<int64_t, int64_t> sizes[] = {{1, 1}, {1, 9}, {21, 1}, {31, 17}};
+    const EnBorder borders[] = {EnBorder::REFLECT_101, EnBorder::REFLECT, EnBorder::REPLICATE,
+                                EnBorder::CONSTANT};
+    for (const SCase& c : cases)
+        for (auto [w, h] : sizes)
+            for (EnBorder border : borders) {
+                const SImage<uint8_t> src = Random<uint8_t>(w, h, 0, 255, 5, 3);
+                const bool scharr = c.ksize == -1;
+                auto kernel = [&](int order) {
+                    if (scharr)
+                        return order ? std::vector<int>{-1, 0, 1} : std::vector<int>{3, 10, 3};
+                    return DerivativeKernel(order, c.ksize == 1 && order > 0 ? 3 : c.ksize);
+                };
+                const std::vector<int> kx = kernel(c.dx), ky = kernel(c.dy);
+                std::vector<float> whole;
+                for (int j : ky)
+                    for (int i : kx)
+                        whole.push_back(float(i * j));
+                SImage<float> separable(w, h, 2), direct(w, h);
+                Sobel(src.In(), separable.Plane(), c.dx, c.dy, c.ksize, border);
+                Convolve(src.In(), direct.Plane(),
+                         SPlane<const float>{whole.data(), int64_t(kx.size()), int64_t(ky.size()),
+                                             int64_t(kx.size())},
+                         border);
+                ASSERT_EQ(separable.Values(), direct.Values())
+                    << c.dx << c.dy << " " << c.ksize << " " << w << "x" << h << " " << int(border);
+            }
+}
+
+TEST(Edges, LargeResultsWrittenAroundTheCacheAreExact) {
+    // 32 MiB of float derivatives, rows padded so that they start off the 16-byte boundaries;
+    // bytes and floats take different paths. Rows add their taps first, then columns theirs.
+    const int64_t w = 2048, h = 4096;
+    const SImage<uint8_t> bytes = Random<uint8_t>(w, h, 0, 255, 7, 1);
+    const SImage<float> floats = Random<float>(w, h, 0, 255, 8, 1);
+    auto check = [&](const auto& src) {
+        SImage<float> sobel(w, h, 3);
+        Sobel(src.In(), sobel.Plane(), 0, 1, 3);
+        for (int64_t y : {int64_t(0), int64_t(1001), h - 2, h - 1})
+            for (int64_t x = 0; x < w; ++x) {
+                auto row = [&](int64_t sy) {
+                    const int64_t s = BorderIndex(sy, h, EnBorder::REFLECT_101);
+                    auto at = [&](int64_t sx) {
+                        return float(src.At(BorderIndex(sx, w, EnBorder::REFLECT_101), s));
+                    };
+                    return 1.0f * at(x - 1) + 2.0f * at(x) + 1.0f * at(x + 1);
+                };
+                ASSERT_EQ(sobel.At(x, y), -1.0f * row(y - 1) + 1.0f * row(y + 1)) << x << " " << y;
+            }
+    };
+    check(bytes);
+    check(floats);
 }
 
 }  // namespace

@@ -113,4 +113,21 @@ TEST(Morphology, CompositeOperations) {
     EXPECT_EQ(twice.At(0, 0), 9);
 }
 
+TEST(Morphology, LargeResultsWrittenAroundTheCacheAreExact) {
+    // 32 MiB of floats, rows padded so that they start off the 16-byte boundaries.
+    const int64_t w = 2048, h = 4096;
+    const SImage<float> src = Random<float>(w, h, 0, 100, 3, 3);
+    SImage<float> dst(w, h, 1);
+    Morphology(src.In(), dst.Plane(), EnMorphology::ERODE,
+               StructuringElement(EnShape::RECTANGLE, 5, 5));
+    for (int64_t y : {int64_t(0), int64_t(1), int64_t(2), int64_t(1000), h - 2, h - 1})
+        for (int64_t x = 0; x < w; ++x) {
+            float best = src.At(x, y);
+            for (int64_t sy = std::max<int64_t>(0, y - 2); sy <= std::min(h - 1, y + 2); ++sy)
+                for (int64_t sx = std::max<int64_t>(0, x - 2); sx <= std::min(w - 1, x + 2); ++sx)
+                    best = std::min(best, src.At(sx, sy));
+            ASSERT_EQ(dst.At(x, y), best) << x << " " << y;
+        }
+}
+
 }  // namespace

@@ -73,9 +73,10 @@ namespace Detail {
 
 namespace {
 
-// Vectors of the compiler's own (built for AVX2 and for the baseline by the clones); loads
-// and stores through memcpy, so no alignment is assumed.
-using F8 = float __attribute__((vector_size(32)));
+// Vectors of the compiler's own (one register with AVX-512, two with AVX2, four in the
+// baseline, as the clones are built); loads and stores through memcpy, so no alignment is
+// assumed.
+using F16 = float __attribute__((vector_size(64)));
 
 template <class V, class T>
 [[gnu::always_inline]] inline V Load(const T* p) {
@@ -122,23 +123,31 @@ ORVA_FILTERS_CLONES void GaussColumnBytes(const uint16_t* const* rows, uint8_t* 
         out[x] = static_cast<uint8_t>((acc[x] + (1u << 15)) >> 16);
 }
 
-// The float passes keep 32 outputs in registers while they add every tap, in the order of
-// the plain loop that finishes the row, so both give the same sums.
-ORVA_FILTERS_CLONES void GaussRowFloat(const float* e, float* out, int64_t w, const float* k,
-                                       int n) {
-    int64_t x = 0;
-    for (; x + 32 <= w; x += 32) {
-        F8 a[4];
-        for (int j = 0; j < 4; ++j)
-            a[j] = k[0] * Load<F8>(e + x + 8 * j);
-        for (int i = 1; i < n; ++i) {
-            const float ki = k[i];
-            for (int j = 0; j < 4; ++j)
-                a[j] += ki * Load<F8>(e + x + i + 8 * j);
-        }
-        for (int j = 0; j < 4; ++j)
-            Store(out + x + 8 * j, a[j]);
+// The float passes keep J vectors of outputs in registers while they add every tap, in the
+// order of the plain loop that finishes the row, so both give the same sums. Four vectors
+// hide the adder's latency; one finishes what is left of the row.
+template <int J>
+[[gnu::always_inline]] inline void GaussRowBlock(const float* e, float* out, const float* k,
+                                                 int n) {
+    F16 a[J];
+    for (int j = 0; j < J; ++j)
+        a[j] = k[0] * Load<F16>(e + 16 * j);
+    for (int i = 1; i < n; ++i) {
+        const float ki = k[i];
+        for (int j = 0; j < J; ++j)
+            a[j] += ki * Load<F16>(e + i + 16 * j);
     }
+    for (int j = 0; j < J; ++j)
+        Store(out + 16 * j, a[j]);
+}
+
+ORVA_FILTERS_WIDE_CLONES void GaussRowFloat(const float* e, float* out, int64_t w, const float* k,
+                                            int n) {
+    int64_t x = 0;
+    for (; x + 64 <= w; x += 64)
+        GaussRowBlock<4>(e + x, out + x, k, n);
+    for (; x + 16 <= w; x += 16)
+        GaussRowBlock<1>(e + x, out + x, k, n);
     for (; x < w; ++x) {
         float v = k[0] * e[x];
         for (int i = 1; i < n; ++i)
@@ -147,30 +156,41 @@ ORVA_FILTERS_CLONES void GaussRowFloat(const float* e, float* out, int64_t w, co
     }
 }
 
-ORVA_FILTERS_CLONES void GaussColumnFloat(const float* const* rows, float* out, int64_t w,
-                                          const float* k, int r) {
-    const float centre = k[r];
+template <int J>
+[[gnu::always_inline]] inline void GaussColumnBlock(const float* const* rows, int64_t x, float* out,
+                                                    const float* k, int r) {
+    F16 a[J];
+    for (int j = 0; j < J; ++j)
+        a[j] = k[r] * Load<F16>(rows[r] + x + 16 * j) + 0.0f;
+    for (int i = 1; i <= r; ++i) {
+        const float ki = k[r + i];
+        const float* p = rows[r + i] + x;
+        const float* q = rows[r - i] + x;
+        for (int j = 0; j < J; ++j)
+            a[j] += ki * (Load<F16>(p + 16 * j) + Load<F16>(q + 16 * j));
+    }
+    for (int j = 0; j < J; ++j)
+        Store(out + x + 16 * j, a[j]);
+}
+
+// Each block of columns of up to GAUSS_GROUP output rows in turn, row g from rows[g].
+ORVA_FILTERS_WIDE_CLONES void GaussColumnFloat(const float* const* rows, float* const* outs,
+                                               int64_t count, int64_t w, const float* k, int r) {
     int64_t x = 0;
-    for (; x + 32 <= w; x += 32) {
-        F8 a[4];
-        for (int j = 0; j < 4; ++j)
-            a[j] = centre * Load<F8>(rows[r] + x + 8 * j) + 0.0f;
-        for (int i = 1; i <= r; ++i) {
-            const float ki = k[r + i];
-            const float* p = rows[r + i] + x;
-            const float* q = rows[r - i] + x;
-            for (int j = 0; j < 4; ++j)
-                a[j] += ki * (Load<F8>(p + 8 * j) + Load<F8>(q + 8 * j));
+    for (; x + 64 <= w; x += 64)
+        for (int64_t g = 0; g < count; ++g)
+            GaussColumnBlock<4>(rows + g, x, outs[g], k, r);
+    for (; x + 16 <= w; x += 16)
+        for (int64_t g = 0; g < count; ++g)
+            GaussColumnBlock<1>(rows + g, x, outs[g], k, r);
+    for (; x < w; ++x)
+        for (int64_t g = 0; g < count; ++g) {
+            const float* const* at = rows + g;
+            float v = k[r] * at[r][x] + 0.0f;
+            for (int i = 1; i <= r; ++i)
+                v += k[r + i] * (at[r + i][x] + at[r - i][x]);
+            outs[g][x] = v;
         }
-        for (int j = 0; j < 4; ++j)
-            Store(out + x + 8 * j, a[j]);
-    }
-    for (; x < w; ++x) {
-        float v = centre * rows[r][x] + 0.0f;
-        for (int i = 1; i <= r; ++i)
-            v += k[r + i] * (rows[r + i][x] + rows[r - i][x]);
-        out[x] = v;
-    }
 }
 
 SByteDivision::SByteDivision(int64_t d) {

@@ -29,6 +29,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "BytePasses.h"
 #include "Separable.h"
 
 namespace ORVA::Filters {
@@ -46,7 +47,10 @@ void GaussRowBytes(const uint8_t* e, uint16_t* out, int64_t w, const uint16_t* k
 void GaussColumnBytes(const uint16_t* const* rows, uint8_t* out, int64_t w, const uint16_t* k,
                       int r, uint32_t* acc);
 void GaussRowFloat(const float* e, float* out, int64_t w, const float* k, int n);
-void GaussColumnFloat(const float* const* rows, float* out, int64_t w, const float* k, int r);
+// Output rows made together by the float column pass: the rows they share stay in the cache.
+inline constexpr int GAUSS_GROUP = 4;
+void GaussColumnFloat(const float* const* rows, float* const* outs, int64_t count, int64_t w,
+                      const float* k, int r);
 
 }  // namespace Detail
 
@@ -62,6 +66,7 @@ void GaussianBlur(SPlane<const T> src, SPlane<T> dst, double sigma, int n = 0,
     const SWindow window{r, r, r, r};
     if constexpr (BYTES) {
         const std::vector<uint16_t> k = GaussianKernelFixed(n, sigma);
+        if (Detail::GaussianBytesWide(src, dst, k, border)) return;
         std::vector<uint32_t> acc(static_cast<size_t>(src.width));
         Separable<T, uint16_t>(
             src, dst, window, border, T(0),
@@ -74,13 +79,13 @@ void GaussianBlur(SPlane<const T> src, SPlane<T> dst, double sigma, int n = 0,
     } else if constexpr (std::is_same_v<T, float>) {
         const std::vector<double> kd = GaussianKernel(n, sigma);
         const std::vector<float> k(kd.begin(), kd.end());
-        Separable<T, float>(
+        Separable<T, float, Detail::GAUSS_GROUP>(
             src, dst, window, border, T(0),
             [&](const T* e, float* out, int64_t w) {
                 Detail::GaussRowFloat(e, out, w, k.data(), n);
             },
-            [&](const float* const* rows, T* out, int64_t w) {
-                Detail::GaussColumnFloat(rows, out, w, k.data(), r);
+            [&](const float* const* rows, T* const* outs, int64_t count, int64_t w) {
+                Detail::GaussColumnFloat(rows, outs, count, w, k.data(), r);
             });
     } else {
         const std::vector<double> k = GaussianKernel(n, sigma);

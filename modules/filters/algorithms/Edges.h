@@ -28,6 +28,7 @@
 #include <cmath>
 #include <vector>
 
+#include "BytePasses.h"
 #include "Convolve.h"
 #include "Separable.h"
 
@@ -88,6 +89,8 @@ template <class T, class O>
 void SeparableInteger(SPlane<const T> src, SPlane<O> dst, const std::vector<int>& kx,
                       const std::vector<int>& ky, EnBorder border) {
     static_assert(std::is_floating_point_v<O>);
+    if constexpr (std::is_same_v<T, uint8_t> && std::is_same_v<O, float>)
+        if (IntegerBytesWide(src, dst, kx, ky, border)) return;
     const auto hx = NonZero<O>(kx), hy = NonZero<O>(ky);
     const int64_t rx = int64_t(kx.size() / 2), ry = int64_t(ky.size() / 2);
     std::vector<const T*> shifted(hx.offset.size());
@@ -103,7 +106,8 @@ void SeparableInteger(SPlane<const T> src, SPlane<O> dst, const std::vector<int>
             for (size_t i = 0; i < picked.size(); ++i)
                 picked[i] = rows[hy.offset[i]];
             Weigh(picked.data(), hy.weight.data(), picked.size(), out, w);
-        });
+        },
+        Streams(dst));
 }
 
 }  // namespace Detail

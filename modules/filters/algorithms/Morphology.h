@@ -155,27 +155,56 @@ void RectangleExtremum(SPlane<const T> src, SPlane<T> dst, int64_t kw, int64_t k
     std::vector<T> ext(static_cast<size_t>(w + kw - 1)), work(static_cast<size_t>(w + 2 * kw));
     if (kh <= FOLD_MOST) {
         // Row extrema of the window's rows in a ring, each source row once; columns directly.
-        std::vector<T> ring(static_cast<size_t>(kh * w));
-        std::vector<int64_t> held(static_cast<size_t>(kh), -1);
+        // Integer extrema do not depend on their order, so two output rows inside the plane
+        // share the extremum of the kh - 1 rows their windows have in common.
+        const bool pairs = std::is_integral_v<T> && kh > 1;
+        const int64_t slots = kh + 1;
+        std::vector<T> ring(static_cast<size_t>(slots * w)), common(pairs ? size_t(w) : 0);
+        std::vector<int64_t> held(static_cast<size_t>(slots), -1);
         std::vector<const T*> window;
-        for (int64_t y = 0; y < h; ++y) {
-            window.clear();
-            for (int64_t s = std::max<int64_t>(y - ay, 0); s < std::min(y - ay + kh, h); ++s) {
-                T* slot = ring.data() + (s % kh) * w;
-                if (held[static_cast<size_t>(s % kh)] != s) {
-                    if (kw <= FOLD_MOST) {
-                        RowWindow<MIN>(src.Row(s), slot, w, kw, ax);
-                    } else {
-                        ExtendRow(src, s, ax, kw - 1 - ax, EnBorder::CONSTANT, E::Neutral(),
-                                  ext.data());
-                        RunExtremum<MIN>(ext.data(), slot, w, kw, work.data());
-                    }
-                    held[static_cast<size_t>(s % kh)] = s;
+        const bool ahead = Streams(src);  // a large source comes from memory
+        auto cached = [&](int64_t s) -> const T* {
+            T* slot = ring.data() + (s % slots) * w;
+            if (held[static_cast<size_t>(s % slots)] != s) {
+                if (ahead && s + 1 < h)
+                    Prefetch(src.Row(s + 1), static_cast<size_t>(w) * sizeof(T));
+                if (kw <= FOLD_MOST) {
+                    RowWindow<MIN>(src.Row(s), slot, w, kw, ax);
+                } else {
+                    ExtendRow(src, s, ax, kw - 1 - ax, EnBorder::CONSTANT, E::Neutral(),
+                              ext.data());
+                    RunExtremum<MIN>(ext.data(), slot, w, kw, work.data());
                 }
-                window.push_back(slot);
+                held[static_cast<size_t>(s % slots)] = s;
             }
-            Fold<MIN>(window.data(), static_cast<int64_t>(window.size()), dst.Row(y), w);
+            return slot;
+        };
+        const bool stream = Streams(dst);
+        std::vector<T> line(stream ? static_cast<size_t>(w) : 0);
+        auto fold = [&](const T* const* rows, int64_t count, int64_t y) {
+            Fold<MIN>(rows, count, stream ? line.data() : dst.Row(y), w);
+            if (stream) StreamRow(dst.Row(y), line.data(), static_cast<size_t>(w) * sizeof(T));
+        };
+        for (int64_t y = 0; y < h;) {
+            const int64_t top = y - ay;
+            window.clear();
+            if (pairs && top >= 0 && top + kh + 1 <= h) {
+                for (int64_t i = 0; i <= kh; ++i)
+                    window.push_back(cached(top + i));
+                Fold<MIN>(window.data() + 1, kh - 1, common.data(), w);
+                const T* first[2] = {window[0], common.data()};
+                const T* second[2] = {common.data(), window[size_t(kh)]};
+                fold(first, 2, y);
+                fold(second, 2, y + 1);
+                y += 2;
+                continue;
+            }
+            for (int64_t s = std::max<int64_t>(top, 0); s < std::min(top + kh, h); ++s)
+                window.push_back(cached(s));
+            fold(window.data(), static_cast<int64_t>(window.size()), y);
+            ++y;
         }
+        Fence();
         return;
     }
     // Row pass into `rows` (the whole plane: the column pass reads it in blocks).

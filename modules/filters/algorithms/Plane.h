@@ -21,8 +21,14 @@
 
 #include "base/Exception.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 // Row loops that gain from wider vectors are also built for AVX2 and chosen at load time.
 #define ORVA_FILTERS_CLONES __attribute__((target_clones("avx2", "default")))
+// The same with AVX-512 too, for arithmetic-bound loops written over 64-byte vectors.
+#define ORVA_FILTERS_WIDE_CLONES __attribute__((target_clones("avx512f", "avx2", "default")))
 
 namespace ORVA::Filters {
 
@@ -104,6 +110,47 @@ void ExtendRow(const SPlane<const T>& src, int64_t y, int64_t left, int64_t righ
         int64_t p = BorderIndex(src.width + i, src.width, border);
         ext[left + src.width + i] = p < 0 ? value : static_cast<E>(row[p]);
     }
+}
+
+// Results this large bypass the caches on their way to memory: with their input they would not
+// stay in the last level, and writing around it saves reading each line before it is
+// overwritten. Smaller ones are faster through the cache, where a next step finds them.
+constexpr int64_t STREAMING_BYTES = int64_t(32) << 20;
+
+template <class T>
+bool Streams(const SPlane<T>& plane) {
+    return plane.width * plane.height * int64_t(sizeof(T)) >= STREAMING_BYTES;
+}
+
+// Copies `bytes` from `from` (usually a row in the cache) to `to` with stores that go around
+// the caches; Fence() afterwards orders them before what follows.
+inline void StreamRow(void* to, const void* from, size_t bytes) {
+    auto* d = static_cast<char*>(to);
+    const auto* s = static_cast<const char*>(from);
+#if defined(__SSE2__)
+    const size_t head = std::min(bytes, (16 - reinterpret_cast<uintptr_t>(d) % 16) % 16);
+    std::memcpy(d, s, head);
+    size_t i = head;
+    for (; i + 16 <= bytes; i += 16)
+        _mm_stream_si128(reinterpret_cast<__m128i*>(d + i),
+                         _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i)));
+    std::memcpy(d + i, s + i, bytes - i);
+#else
+    std::memcpy(d, s, bytes);
+#endif
+}
+
+// Asks for `bytes` from `p` on into the caches, ahead of their use: rows of a plane lie pages
+// apart, where the processor's own prefetching stops.
+inline void Prefetch(const void* p, size_t bytes) {
+    for (size_t i = 0; i < bytes; i += 64)
+        __builtin_prefetch(static_cast<const char*>(p) + i);
+}
+
+inline void Fence() {
+#if defined(__SSE2__)
+    _mm_sfence();
+#endif
 }
 
 // Calls f.template operator()<N>() with N = n for n from 1 to 8, so that loops over a few
