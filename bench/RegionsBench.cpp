@@ -119,12 +119,15 @@ void RegisterLabeling(bool multiThreaded) {
                 ->Unit(benchmark::kMillisecond);
         }
     if (multiThreaded) return;
-    // Float labels, as wide as the reference's.
-    const size_t rings = 5;
-    benchmark::RegisterBenchmark("LabelingRings8Float/ours", LabelingOurs, rings, 8, true)
-        ->Unit(benchmark::kMillisecond);
-    benchmark::RegisterBenchmark("LabelingRings8Float/reference", LabelingReference, rings, 8, 1)
-        ->Unit(benchmark::kMillisecond);
+    // Float labels, as wide as the reference's, in the 8-neighbourhood.
+    for (size_t image : {0, 2, 3, 4, 5}) {
+        const std::string workload = std::string("Labeling") + LABELING_IMAGES[image] + "8Float";
+        benchmark::RegisterBenchmark((workload + "/ours").c_str(), LabelingOurs, image, 8, true)
+            ->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark((workload + "/reference").c_str(), LabelingReference, image, 8,
+                                     1)
+            ->Unit(benchmark::kMillisecond);
+    }
 }
 [[maybe_unused]] const bool labelingRegistered = (RegisterLabeling(false), true);
 
