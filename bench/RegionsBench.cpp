@@ -81,11 +81,12 @@ const CImage& LabelingImage(size_t index) {
     return *made[index];
 }
 
-void LabelingOurs(benchmark::State& state, size_t image, int neighbourhood) {
+void LabelingOurs(benchmark::State& state, size_t image, int neighbourhood, bool upcast) {
     if (image == 0)
         bench::WriteData("blobs.u8", bench::Blobs());  // for the same workload through Python
     CValueMap parameters;
     parameters.SetEntry("neighbourhood", new CValueLong(neighbourhood));
+    parameters.SetEntry("upcast", new CValueBool(upcast));
     RunNode(state, "Labeling", LabelingImage(image), parameters);
 }
 
@@ -111,12 +112,22 @@ void RegisterLabeling(bool multiThreaded) {
                 continue;
             }
             benchmark::RegisterBenchmark((workload + "/ours").c_str(), LabelingOurs, image,
-                                         neighbourhood)
+                                         neighbourhood, false)
                 ->Unit(benchmark::kMillisecond);
             benchmark::RegisterBenchmark((workload + "/reference").c_str(), LabelingReference,
                                          image, neighbourhood, 1)
                 ->Unit(benchmark::kMillisecond);
         }
+    if (multiThreaded) return;
+    // Float labels, as wide as the reference's, in the 8-neighbourhood.
+    for (size_t image : {0, 2, 3, 4, 5}) {
+        const std::string workload = std::string("Labeling") + LABELING_IMAGES[image] + "8Float";
+        benchmark::RegisterBenchmark((workload + "/ours").c_str(), LabelingOurs, image, 8, true)
+            ->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark((workload + "/reference").c_str(), LabelingReference, image, 8,
+                                     1)
+            ->Unit(benchmark::kMillisecond);
+    }
 }
 [[maybe_unused]] const bool labelingRegistered = (RegisterLabeling(false), true);
 

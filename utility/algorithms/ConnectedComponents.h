@@ -37,6 +37,9 @@
 #include <emmintrin.h>
 #include <xmmintrin.h>
 #endif
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 #include "algorithms/LabelEquivalence.h"
 #include "image/Geometry.h"
@@ -54,8 +57,12 @@ namespace Impl {
 
 template <class Out, class Index>
 inline Out StoreLabel(Index label) {
-    // Byte images keep the low 8 bits of a label.
-    return static_cast<Out>(label);
+    // Byte images keep the low 8 bits of a label. 32-bit labels stay below 2^31 and convert to
+    // float faster, eight at a time in loops, as signed numbers.
+    if constexpr (std::is_floating_point_v<Out> && std::is_same_v<Index, uint32_t>)
+        return static_cast<Out>(static_cast<int32_t>(label));
+    else
+        return static_cast<Out>(label);
 }
 
 // The action of a 2 x 2 block X on the sixteen pixels that decide it, with P, Q, R the blocks
@@ -107,6 +114,104 @@ inline const uint16_t* BlockActions() {
         return table;
     }();
     return actions.data();
+}
+
+// Whether rows of `width` floats from `out` on can be written with aligned streaming stores,
+// which skip reading the lines they fill: the output is written once and not read back soon.
+inline bool Streams(const void* out, int64_t width) {
+#if defined(__SSE2__)
+    return reinterpret_cast<uintptr_t>(out) % 16 == 0 && width % 4 == 0;
+#else
+    return false;
+#endif
+}
+
+// Writes a row of runs into `line`, which has room for three samples past `width`: runs i <
+// count from runs[0][i] to runs[1][i] (past their last pixels) hold runs[2][i], the rest 0.
+// Each stretch is written four samples at a time from its start, spilling over into the next
+// one, which is written after it.
+template <class Index>
+void FillRuns(float* line, const Index* const runs[3], int64_t count, int64_t width) {
+    auto fill = [line](int64_t from, int64_t to, float value) {
+#if defined(__SSE2__)
+        const __m128 v = _mm_set1_ps(value);
+        for (; from < to; from += 4)
+            _mm_storeu_ps(line + from, v);
+#else
+        std::fill(line + from, line + to, value);
+#endif
+    };
+    int64_t x = 0;
+    for (int64_t i = 0; i < count; ++i) {
+        fill(x, runs[0][i], 0.0f);
+        x = runs[1][i];
+        fill(runs[0][i], x, StoreLabel<float>(runs[2][i]));
+    }
+    fill(x, width, 0.0f);
+}
+
+// Copies a row of floats to `to`, aligned as Streams checked, bypassing the cache.
+inline void StreamRow(const float* from, float* to, int64_t width) {
+    int64_t x = 0;
+#if defined(__SSE2__)
+    for (; x + 4 <= width; x += 4)
+        _mm_stream_ps(to + x, _mm_loadu_ps(from + x));
+    _mm_sfence();
+#endif
+    std::memcpy(to + x, from + x, static_cast<size_t>(width - x) * sizeof(float));
+}
+
+#if defined(__x86_64__)
+// Float labels from integer block numbers, sixteen pixels (eight blocks) at a time: each number
+// is converted once and written to both pixels of its block where they are non-zero.
+template <bool STREAM, class In>
+__attribute__((target("avx2"))) int64_t SpreadFloatsWide(const In* row, const int32_t* numbers,
+                                                         float* target, int64_t width) {
+    int64_t x = 0;
+    for (; x + 16 <= width; x += 16) {
+        const __m256 n = _mm256_cvtepi32_ps(
+            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(numbers + x / 2)));
+        // Lanes n0 n0 n1 n1 | n4 n4 n5 n5 and n2 n2 n3 n3 | n6 n6 n7 n7.
+        const __m256 low = _mm256_unpacklo_ps(n, n), high = _mm256_unpackhi_ps(n, n);
+        __m256 offLow, offHigh;
+        if constexpr (std::is_same_v<In, float>) {
+            const __m256 zero = _mm256_setzero_ps();
+            offLow = _mm256_cmp_ps(_mm256_loadu_ps(row + x), zero, _CMP_EQ_OQ);
+            offHigh = _mm256_cmp_ps(_mm256_loadu_ps(row + x + 8), zero, _CMP_EQ_OQ);
+        } else {
+            const __m128i off = _mm_cmpeq_epi8(
+                _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + x)), _mm_setzero_si128());
+            offLow = _mm256_castsi256_ps(_mm256_cvtepi8_epi32(off));
+            offHigh = _mm256_castsi256_ps(_mm256_cvtepi8_epi32(_mm_srli_si128(off, 8)));
+        }
+        const __m256 first = _mm256_andnot_ps(offLow, _mm256_permute2f128_ps(low, high, 0x20));
+        const __m256 second = _mm256_andnot_ps(offHigh, _mm256_permute2f128_ps(low, high, 0x31));
+        if constexpr (STREAM) {
+            _mm256_stream_ps(target + x, first);
+            _mm256_stream_ps(target + x + 8, second);
+        } else {
+            _mm256_storeu_ps(target + x, first);
+            _mm256_storeu_ps(target + x + 8, second);
+        }
+    }
+    if constexpr (STREAM) _mm_sfence();
+    return x;
+}
+#endif
+
+// Writes what it can of a row of float labels with wide vectors; returns the pixels written.
+template <class In>
+int64_t SpreadFloats(const In* row, const int32_t* numbers, float* target, int64_t width) {
+#if defined(__x86_64__)
+    if constexpr (std::is_same_v<In, float> || std::is_same_v<In, uint8_t>) {
+        static const bool wide = __builtin_cpu_supports("avx2");
+        if (wide)
+            return reinterpret_cast<uintptr_t>(target) % 32 == 0
+                       ? SpreadFloatsWide<true>(row, numbers, target, width)
+                       : SpreadFloatsWide<false>(row, numbers, target, width);
+    }
+#endif
+    return 0;
 }
 
 }  // namespace Impl
@@ -437,6 +542,9 @@ class CPlaneLabeller {
         const bool longRuns = 8 * runs <= sampled;
         const bool noise = !EIGHT && 10 * runs <= 3 * sampled && 2 * noisy > rows;
         if (!longRuns && !noise) return false;
+        const bool stream = std::is_same_v<Out, float> && Impl::Streams(out, width);
+        m_line.resize(std::is_same_v<Out, float> ? static_cast<size_t>(width) + 4 : 0);
+        float* line = m_line.data();
         ResetLabels();
         for (bool replay : {false, true}) {
             int64_t count = 0;
@@ -454,6 +562,16 @@ class CPlaneLabeller {
                 }
                 LinkRuns<true, EIGHT>(above, current, count);
                 Out* target = out + y * width;
+                if constexpr (std::is_same_v<Out, float>) {
+                    // Float rows are made in the cache, four samples at a time, and written out
+                    // whole.
+                    Impl::FillRuns(line, current, count, width);
+                    if (stream)
+                        Impl::StreamRow(line, target, width);
+                    else
+                        std::memcpy(target, line, static_cast<size_t>(width) * sizeof(float));
+                    continue;
+                }
                 int64_t x = 0;
                 for (int64_t i = 0; i < count; ++i) {
                     std::fill(target + x, target + current[0][i], Out(0));
@@ -514,8 +632,11 @@ class CPlaneLabeller {
         m_parent[0] = NUMBERED;
         m_regions = 0;
         Index* labels = current;
-        m_numbers.resize((static_cast<size_t>(blocks) * sizeof(Out) + 7) / 8);
-        Out* numbers = reinterpret_cast<Out*>(m_numbers.data());
+        // Float labels keep the numbers as integers until they are written, eight at a time.
+        using Number =
+            std::conditional_t<std::is_same_v<Out, float> && sizeof(Index) == 4, int32_t, Out>;
+        m_numbers.resize((static_cast<size_t>(blocks) * sizeof(Number) + 7) / 8);
+        Number* numbers = reinterpret_cast<Number*>(m_numbers.data());
         const int64_t pairs = width / 2;
         for (int64_t r = 0; r < blockRows; ++r) {
             // The labels are read where they wait unless some are aside.
@@ -545,7 +666,7 @@ class CPlaneLabeller {
                 std::memcpy(&label, stored + static_cast<size_t>(k) * sizeof(Index), sizeof label);
                 const bool on = (row[2 * k] != 0) | (k < pairs && row[2 * k + 1] != 0);
                 const Index n = on ? numberOf(label) : 0;
-                numbers[k] = Impl::StoreLabel<Out>(n);
+                numbers[k] = Impl::StoreLabel<Number>(n);
                 labels[k] = on ? n | NUMBERED : label;
             }
             SpreadNumbers(row, numbers, target, width);
@@ -558,7 +679,7 @@ class CPlaneLabeller {
             for (int64_t k = 0; k < blocks; ++k) {
                 if (labels[k] & NUMBERED) continue;
                 const bool on = (k > 0 && row[2 * k] != 0) | (k < pairs && row[2 * k + 1] != 0);
-                if (on) numbers[k] = Impl::StoreLabel<Out>(numberOf(labels[k]));
+                if (on) numbers[k] = Impl::StoreLabel<Number>(numberOf(labels[k]));
             }
             SpreadNumbers(row, numbers, target, width);
             target[0] = Impl::StoreLabel<Out>(first);
@@ -568,9 +689,11 @@ class CPlaneLabeller {
 
     // Writes a row of labels from the numbers of its blocks: target[x] = numbers[x / 2] where
     // row[x] is non-zero, else 0.
-    template <class In, class Out>
-    static void SpreadNumbers(const In* row, const Out* numbers, Out* target, int64_t width) {
+    template <class In, class Number, class Out>
+    static void SpreadNumbers(const In* row, const Number* numbers, Out* target, int64_t width) {
         int64_t x = 0;
+        if constexpr (std::is_same_v<Number, int32_t> && std::is_same_v<Out, float>)
+            x = Impl::SpreadFloats(row, numbers, target, width);
 #if defined(__SSE2__)
         if constexpr (sizeof(In) == 1 && sizeof(Out) == 1 && std::is_integral_v<In> &&
                       std::is_integral_v<Out>) {
@@ -589,10 +712,12 @@ class CPlaneLabeller {
                     _mm_andnot_si128(_mm_cmpeq_epi8(high, zero), _mm_unpackhi_epi8(n, n)));
             }
         }
-        if constexpr (sizeof(In) == 1 && std::is_integral_v<In> && std::is_same_v<Out, float>) {
+        if constexpr (sizeof(In) == 1 && std::is_integral_v<In> && std::is_same_v<Out, float> &&
+                      std::is_same_v<Number, int32_t>) {
             const __m128i zero = _mm_setzero_si128();
             for (; x + 8 <= width; x += 8) {
-                const __m128 n = _mm_loadu_ps(numbers + x / 2);
+                const __m128 n = _mm_cvtepi32_ps(
+                    _mm_loadu_si128(reinterpret_cast<const __m128i*>(numbers + x / 2)));
                 const __m128i off = _mm_cmpeq_epi8(
                     _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + x)), zero);
                 const __m128i pairs = _mm_unpacklo_epi8(off, off);
@@ -606,7 +731,7 @@ class CPlaneLabeller {
         }
 #endif
         for (; x < width; ++x)
-            target[x] = row[x] != 0 ? numbers[x / 2] : Out(0);
+            target[x] = row[x] != 0 ? static_cast<Out>(numbers[x / 2]) : Out(0);
     }
 
     // Moves the foreground of two block rows down in `pairs`, which holds four bits per
@@ -870,6 +995,7 @@ class CPlaneLabeller {
     std::vector<Index> m_runs;        // starts, ends and labels of the runs of two rows
     std::vector<uint8_t> m_noisy;     // per row, whether the 4-neighbourhood scan uses masks
     std::vector<uint8_t> m_pairs;     // the foreground around a block row, see NextPairs
+    std::vector<float> m_line;        // a row of float labels before it is written out
     std::vector<uint64_t> m_numbers;  // a row of block numbers, as output samples
     std::vector<Index> m_down;        // per block row, the label of the bottom pixel in column 0
     std::vector<uint8_t> m_aside;     // block labels that do not fit into the output rows

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <numeric>
@@ -129,6 +130,14 @@ Picture RandomPicture(std::mt19937& random, int64_t maxSide, bool allowNaN) {
     return picture;
 }
 
+// The first 32-byte aligned address in `buffer`, made large enough for `count` floats after
+// it and an offset of up to 4; the floats are set to NaN, so that unwritten labels show.
+float* Aligned(std::vector<float>& buffer, size_t count) {
+    buffer.assign(count + 12, NaN);
+    const size_t skip = (32 - reinterpret_cast<uintptr_t>(buffer.data()) % 32) % 32 / 4;
+    return buffer.data() + skip;
+}
+
 }  // namespace
 
 TEST(ConnectedComponents, MatchTheLiteralScanOnRandomPictures) {
@@ -207,6 +216,7 @@ TEST(ConnectedComponents, MatchTheLiteralScanOnPatterns) {
                            CSize(2, 7),   CSize(3, 5),     CSize(4, 4),   CSize(17, 13),
                            CSize(33, 20), CSize(20, 2, 2), CSize(128, 5), CSize(131, 6)};
     std::mt19937 random(11);
+    std::vector<float> floatBuffer;
     for (const auto& [name, inside] : patterns) {
         for (CSize size : sizes) {
             for (int repeat = 0; repeat < 20; ++repeat) {
@@ -228,13 +238,17 @@ TEST(ConnectedComponents, MatchTheLiteralScanOnPatterns) {
                         << what;
                     ASSERT_EQ(byteLabels, std::vector<uint8_t>(expected.begin(), expected.end()))
                         << what;
-                    // Upcast, and float samples.
+                    // Upcast, and float samples, into labels that start 32-byte aligned, 16-byte
+                    // aligned or neither (rows written with streaming stores or not).
                     const std::vector<float> wide(expected.begin(), expected.end());
-                    std::vector<float> floatLabels(bytes.size());
-                    LabelImage(bytes.data(), floatLabels.data(), size, neighbourhood);
-                    ASSERT_EQ(floatLabels, wide) << what;
-                    LabelImage(values.data(), floatLabels.data(), size, neighbourhood);
-                    ASSERT_EQ(floatLabels, wide) << what;
+                    for (size_t offset : {0, 4, 1}) {
+                        float* labels = Aligned(floatBuffer, wide.size()) + offset;
+                        const std::string where = what + " at " + std::to_string(offset);
+                        LabelImage(bytes.data(), labels, size, neighbourhood);
+                        ASSERT_EQ(std::vector<float>(labels, labels + wide.size()), wide) << where;
+                        LabelImage(values.data(), labels, size, neighbourhood);
+                        ASSERT_EQ(std::vector<float>(labels, labels + wide.size()), wide) << where;
+                    }
                 }
                 if (!std::string_view(name).starts_with("random")) break;
             }
