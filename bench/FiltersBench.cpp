@@ -10,6 +10,7 @@
 #include <functional>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -106,7 +107,9 @@ void Compare(const std::string& workload, const cv::Mat& ours, const cv::Mat& re
         Mismatch(workload, std::to_string(count) + " samples differ, worst by " +
                                std::to_string(worst) + " at (" + std::to_string(wx) + ", " +
                                std::to_string(wy) + ")");
-    if (worst > 0)
+    // Said once per workload, not once per repetition.
+    static std::set<std::string> told;
+    if (worst > 0 && told.insert(workload).second)
         std::fprintf(stderr, "%s: %lld samples differ from OpenCV by at most %lld (allowed %lld)\n",
                      workload.c_str(), static_cast<long long>(count), static_cast<long long>(worst),
                      static_cast<long long>(tolerance));
