@@ -116,11 +116,20 @@ inline const uint16_t* BlockActions() {
     return actions.data();
 }
 
-// Whether rows of `width` floats from `out` on can be written with aligned streaming stores,
-// which skip reading the lines they fill: the output is written once and not read back soon.
-inline bool Streams(const void* out, int64_t width) {
+// Float label images this large bypass the cache on their way to memory: they would not stay
+// in it, and streaming saves reading each line before it is overwritten. Smaller ones stay in
+// the cache for the node that reads them next.
+constexpr int64_t STREAMING_BYTES = int64_t(32) << 20;
+
+inline bool Large(int64_t width, int64_t height) {
+    return width * height * int64_t(sizeof(float)) >= STREAMING_BYTES;
+}
+
+// Whether a large image's rows of `width` floats from `out` on can be written with aligned
+// streaming stores.
+inline bool Streams(const void* out, int64_t width, int64_t height) {
 #if defined(__SSE2__)
-    return reinterpret_cast<uintptr_t>(out) % 16 == 0 && width % 4 == 0;
+    return Large(width, height) && reinterpret_cast<uintptr_t>(out) % 16 == 0 && width % 4 == 0;
 #else
     return false;
 #endif
@@ -199,14 +208,16 @@ __attribute__((target("avx2"))) int64_t SpreadFloatsWide(const In* row, const in
 }
 #endif
 
-// Writes what it can of a row of float labels with wide vectors; returns the pixels written.
+// Writes what it can of a row of float labels with wide vectors, streaming them where `large`
+// and aligned; returns the pixels written.
 template <class In>
-int64_t SpreadFloats(const In* row, const int32_t* numbers, float* target, int64_t width) {
+int64_t SpreadFloats(const In* row, const int32_t* numbers, float* target, int64_t width,
+                     bool large) {
 #if defined(__x86_64__)
     if constexpr (std::is_same_v<In, float> || std::is_same_v<In, uint8_t>) {
         static const bool wide = __builtin_cpu_supports("avx2");
         if (wide)
-            return reinterpret_cast<uintptr_t>(target) % 32 == 0
+            return large && reinterpret_cast<uintptr_t>(target) % 32 == 0
                        ? SpreadFloatsWide<true>(row, numbers, target, width)
                        : SpreadFloatsWide<false>(row, numbers, target, width);
     }
@@ -542,7 +553,7 @@ class CPlaneLabeller {
         const bool longRuns = 8 * runs <= sampled;
         const bool noise = !EIGHT && 10 * runs <= 3 * sampled && 2 * noisy > rows;
         if (!longRuns && !noise) return false;
-        const bool stream = std::is_same_v<Out, float> && Impl::Streams(out, width);
+        const bool stream = std::is_same_v<Out, float> && Impl::Streams(out, width, height);
         m_line.resize(std::is_same_v<Out, float> ? static_cast<size_t>(width) + 4 : 0);
         float* line = m_line.data();
         ResetLabels();
@@ -638,6 +649,7 @@ class CPlaneLabeller {
         m_numbers.resize((static_cast<size_t>(blocks) * sizeof(Number) + 7) / 8);
         Number* numbers = reinterpret_cast<Number*>(m_numbers.data());
         const int64_t pairs = width / 2;
+        const bool large = Impl::Large(width, height);
         for (int64_t r = 0; r < blockRows; ++r) {
             // The labels are read where they wait unless some are aside.
             const size_t inside = room(r);
@@ -669,7 +681,7 @@ class CPlaneLabeller {
                 numbers[k] = Impl::StoreLabel<Number>(n);
                 labels[k] = on ? n | NUMBERED : label;
             }
-            SpreadNumbers(row, numbers, target, width);
+            SpreadNumbers(row, numbers, target, width, large);
             if (2 * r + 1 == height) break;
             row += width;
             target += width;
@@ -681,7 +693,7 @@ class CPlaneLabeller {
                 const bool on = (k > 0 && row[2 * k] != 0) | (k < pairs && row[2 * k + 1] != 0);
                 if (on) numbers[k] = Impl::StoreLabel<Number>(numberOf(labels[k]));
             }
-            SpreadNumbers(row, numbers, target, width);
+            SpreadNumbers(row, numbers, target, width, large);
             target[0] = Impl::StoreLabel<Out>(first);
         }
         return true;
@@ -690,10 +702,11 @@ class CPlaneLabeller {
     // Writes a row of labels from the numbers of its blocks: target[x] = numbers[x / 2] where
     // row[x] is non-zero, else 0.
     template <class In, class Number, class Out>
-    static void SpreadNumbers(const In* row, const Number* numbers, Out* target, int64_t width) {
+    static void SpreadNumbers(const In* row, const Number* numbers, Out* target, int64_t width,
+                              bool large) {
         int64_t x = 0;
         if constexpr (std::is_same_v<Number, int32_t> && std::is_same_v<Out, float>)
-            x = Impl::SpreadFloats(row, numbers, target, width);
+            x = Impl::SpreadFloats(row, numbers, target, width, large);
 #if defined(__SSE2__)
         if constexpr (sizeof(In) == 1 && sizeof(Out) == 1 && std::is_integral_v<In> &&
                       std::is_integral_v<Out>) {

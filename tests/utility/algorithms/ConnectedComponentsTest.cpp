@@ -239,7 +239,7 @@ TEST(ConnectedComponents, MatchTheLiteralScanOnPatterns) {
                     ASSERT_EQ(byteLabels, std::vector<uint8_t>(expected.begin(), expected.end()))
                         << what;
                     // Upcast, and float samples, into labels that start 32-byte aligned, 16-byte
-                    // aligned or neither (rows written with streaming stores or not).
+                    // aligned or neither.
                     const std::vector<float> wide(expected.begin(), expected.end());
                     for (size_t offset : {0, 4, 1}) {
                         float* labels = Aligned(floatBuffer, wide.size()) + offset;
@@ -252,6 +252,30 @@ TEST(ConnectedComponents, MatchTheLiteralScanOnPatterns) {
                 }
                 if (!std::string_view(name).starts_with("random")) break;
             }
+        }
+    }
+}
+
+// Float labels of 32 MiB and more stream past the cache where their rows are aligned: they
+// must equal the integer labels, streamed (offset 0) or not (offset 1).
+TEST(ConnectedComponents, LargeFloatLabelsMatchTheIntegerOnes) {
+    const CSize size(2048, 4096);
+    std::vector<uint8_t> bytes(static_cast<size_t>(size.Elements()));
+    std::vector<uint32_t> integers(bytes.size());
+    std::vector<float> buffer;
+    // Long runs take the run scan, dots the block scan.
+    for (bool dots : {false, true}) {
+        for (int64_t y = 0, i = 0; y < size.y; ++y)
+            for (int64_t x = 0; x < size.x; ++x)
+                bytes[static_cast<size_t>(i++)] =
+                    dots ? (x % 2 == 0 && y % 2 == 0) : (y % 3 != 0 && x % 100 != 0);
+        LabelImage(bytes.data(), integers.data(), size, 8);
+        const std::vector<float> expected(integers.begin(), integers.end());
+        for (size_t offset : {0, 1}) {
+            float* labels = Aligned(buffer, bytes.size()) + offset;
+            LabelImage(bytes.data(), labels, size, 8);
+            ASSERT_TRUE(std::equal(expected.begin(), expected.end(), labels))
+                << (dots ? "dots" : "runs") << " at " << offset;
         }
     }
 }
