@@ -106,10 +106,6 @@ const SCase CASES[] = {
      {0, 0, 0,  0, 0, 0,  0, 0, 0,  0, 0, 0,  0, 255, 0,  0, 0, 0,  0, 0, 0,  0, 0, 0,  0, 0, 0}, {},
      CT::RGB_8I,
      {0, 16, 0,  0, 32, 0,  0, 16, 0,  0, 32, 0,  0, 64, 0,  0, 32, 0,  0, 16, 0,  0, 32, 0,  0, 16, 0}},
-    // Reflected without the edge, the impulse is seen from both sides: every pixel sums
-    // 128 * 255 per row and 64 after both passes.
-    {"GaussianBlur", R"({"sigma": 0, "size": 3})", CT::GREY_8, CSize(3, 3),
-     {0, 0, 0, 0, 255, 0, 0, 0, 0}, {}, CT::GREY_8, {64, 64, 64, 64, 64, 64, 64, 64, 64}},
     {"GaussianBlur", R"({"sigma": 0, "size": 3, "border": "REPLICATE"})", CT::GREY_F, CSize(3, 1),
      {0, 4, 0}, {}, CT::GREY_F, {1, 2, 1}},
     // Slices are filtered apart: the first row of slice 1 never sees slice 0's 9.
@@ -158,8 +154,6 @@ const SCase CASES[] = {
      {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {}, CT::GREY_8, {5, 6, 9, 10}, CSize(2, 2)},
     {"Crop", R"({"x": 1, "width": 1, "height": 1})", CT::RGB_8, CSize(2, 1, 2),
      {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {}, CT::RGB_8, {1, 3, 5, 7, 9, 11}, CSize(1, 1, 2)},
-    {"Flip", R"({"direction": "VERTICAL"})", CT::GREY_16, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {},
-     CT::GREY_16, {4, 5, 6, 1, 2, 3}},
     // Pixels swap; the channels of each stay in order.
     {"Flip", "{}", CT::RGB_8I, CSize(2, 1), {1, 2, 3, 4, 5, 6}, {}, CT::RGB_8I,
      {4, 5, 6, 1, 2, 3}},
@@ -167,8 +161,6 @@ const SCase CASES[] = {
      {1, 4, 2, 5, 3, 6}, CSize(2, 3)},
     {"Rotate90", "{}", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {}, CT::GREY_8,
      {4, 1, 5, 2, 6, 3}, CSize(2, 3)},
-    {"Rotate90", R"({"quarters": 6})", CT::GREY_8, CSize(3, 2), {1, 2, 3, 4, 5, 6}, {},
-     CT::GREY_8, {6, 5, 4, 3, 2, 1}},
     // Reflection without the edge repeats beyond a margin wider than the image.
     {"Pad", R"({"left": 2, "top": 0, "right": 1, "bottom": 1, "border": "REFLECT_101"})",
      CT::GREY_8, CSize(2, 1), {1, 2}, {}, CT::GREY_8, {1, 2, 1, 2, 1, 1, 2, 1, 2, 1}, CSize(5, 2)},

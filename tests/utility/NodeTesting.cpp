@@ -25,6 +25,18 @@ void WithElementType(IImage::CType type, F&& f) {
     }
 }
 
+// Runs `action` with an output stream captured by `start` and returns what `take` gives back.
+std::string Captured(void (*start)(), std::string (*take)(), const std::function<void()>& action) {
+    start();
+    try {
+        action();
+    } catch (...) {
+        take();
+        throw;
+    }
+    return take();
+}
+
 }  // namespace
 
 void Configure(CPNode& node, const CValueMap& parameters) {
@@ -99,25 +111,11 @@ const CImage& OutputImage(CPNode& node, int pin) {
 }
 
 std::string CapturedStdout(const std::function<void()>& action) {
-    testing::internal::CaptureStdout();
-    try {
-        action();
-    } catch (...) {
-        testing::internal::GetCapturedStdout();
-        throw;
-    }
-    return testing::internal::GetCapturedStdout();
+    return Captured(testing::internal::CaptureStdout, testing::internal::GetCapturedStdout, action);
 }
 
 std::string CapturedStderr(const std::function<void()>& action) {
-    testing::internal::CaptureStderr();
-    try {
-        action();
-    } catch (...) {
-        testing::internal::GetCapturedStderr();
-        throw;
-    }
-    return testing::internal::GetCapturedStderr();
+    return Captured(testing::internal::CaptureStderr, testing::internal::GetCapturedStderr, action);
 }
 
 std::string ErrorOf(const std::function<void()>& action, bool withLocation) {
