@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tarsel.h"
+#include "NodeTesting.h"
 
 using namespace ORVA;
 
@@ -19,53 +19,19 @@ CPluginModule& Module() {
 }
 
 using CT = IImage::CType;
-
-// Calls f with std::type_identity of the sample type of every pixel type a test image may have.
-template <class F>
-bool OnSamples(CT type, F f) {
-    return DispatchType<CT::GREY_8, CT::GREY_16, CT::GREY_32, CT::GREY_64, CT::GREY_F, CT::GREY_D,
-                        CT::RGB_8, CT::RGB_8I, CT::RGB_FI, CT::BINARY_FG, CT::BINARY_BG>(type, f);
-}
-
-// An image of `type` and `size` holding `values` (every sample, in memory order).
-std::unique_ptr<CValue> MakeImage(CT type, CSize size, const std::vector<double>& values) {
-    auto image = std::make_unique<CImage>(type, size);
-    EXPECT_EQ(static_cast<int64_t>(values.size()), image->Samples()) << type.Name();
-    EXPECT_TRUE(OnSamples(type, [&]<class T>(std::type_identity<T>) {
-        for (size_t i = 0; i < values.size() && int64_t(i) < image->Samples(); ++i)
-            image->Data<T>()[i] = static_cast<T>(values[i]);
-    }));
-    return std::make_unique<CValueOwnedPointer<CImage>>(std::move(image));
-}
-
-std::vector<double> Samples(const CImage& image) {
-    std::vector<double> values;
-    OnSamples(image.Type(), [&]<class T>(std::type_identity<T>) {
-        for (int64_t i = 0; i < image.Samples(); ++i)
-            values.push_back(static_cast<double>(image.Data<T>()[i]));
-    });
-    return values;
-}
+using testing_support::ErrorOf;
+using testing_support::ImageOf;
+using testing_support::OutputImage;
+using testing_support::ValuesOf;
 
 // A node of the module with its defaults and `settings` (JSON), and `inputs` on its pins.
 std::unique_ptr<CPNode> Prepare(const std::string& name, const std::string& settings,
                                 const std::vector<CValue*>& inputs) {
     std::unique_ptr<CPNode> node = Module().Create(name);
     if (!node) return node;
-    CValueMap setup;
-    node->GetPluginSetup(setup);
-    std::unique_ptr<CValue> given = CTextSerializer::FromText(settings);
-    CValueMap parameters = ParameterValues(setup, *given->Map());
-    node->Init(&parameters);
-    node->NodeInit();
-    for (size_t pin = 0; pin < inputs.size(); ++pin)
-        node->SetStackInput(static_cast<int>(pin), inputs[pin]);
+    testing_support::Configure(*node, *CTextSerializer::FromText(settings)->Map());
+    testing_support::SetInputs(*node, inputs);
     return node;
-}
-
-const CImage* OutputImage(CPNode& node, int pin) {
-    auto* value = dynamic_cast<CValuePointer<CImage>*>(node.StackOutput(pin));
-    return value ? value->Get() : nullptr;
 }
 
 struct SCase {
@@ -212,17 +178,16 @@ TEST(FilterNodes, ComputeTheirDefinitions) {
     for (const SCase& c : CASES) {
         SCOPED_TRACE(std::string(c.node) + " " + c.settings + " on " +
                      IImage::CType(c.inType).Name());
-        std::unique_ptr<CValue> a = MakeImage(c.inType, c.size, c.in);
+        std::unique_ptr<CValue> a = ImageOf(c.inType, c.size, c.in);
         std::unique_ptr<CValue> b =
-            c.second.empty() ? nullptr : MakeImage(c.inType, c.size, c.second);
+            c.second.empty() ? nullptr : ImageOf(c.inType, c.size, c.second);
         std::unique_ptr<CPNode> node = Prepare(c.node, c.settings, {a.get(), b.get()});
         ASSERT_NE(node, nullptr);
         node->Run();
-        const CImage* out = OutputImage(*node, 0);
-        ASSERT_NE(out, nullptr);
-        EXPECT_EQ(out->Type(), IImage::CType(c.outType));
-        EXPECT_EQ(out->Size(), c.outSize == CSize(0, 0, 0) ? c.size : c.outSize);
-        EXPECT_EQ(Samples(*out), c.out);
+        const CImage& out = OutputImage(*node);
+        EXPECT_EQ(out.Type(), IImage::CType(c.outType));
+        EXPECT_EQ(out.Size(), c.outSize == CSize(0, 0, 0) ? c.size : c.outSize);
+        EXPECT_EQ(ValuesOf(out), c.out);
         if (std::isnan(c.threshold)) continue;
         ASSERT_NE(node->StackOutput(1), nullptr);
         EXPECT_EQ(node->StackOutput(1)->Double(), c.threshold);
@@ -232,13 +197,13 @@ TEST(FilterNodes, ComputeTheirDefinitions) {
 TEST(FilterNodes, CropCutsEveryBoxOfATable) {
     // ZoneList's table: ax, bx, ay, by per row (a fifth column is ignored).
     std::unique_ptr<CValue> image =
-        MakeImage(CT::GREY_8, CSize(4, 3), {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
+        ImageOf(CT::GREY_8, CSize(4, 3), {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
     std::unique_ptr<CValue> boxes =
-        MakeImage(CT::GREY_F, CSize(5, 3), {0, 0, 0, 0, 9, 2, 3, 0, 1, 9, 1, 3, 2, 2, 9});
+        ImageOf(CT::GREY_F, CSize(5, 3), {0, 0, 0, 0, 9, 2, 3, 0, 1, 9, 1, 3, 2, 2, 9});
     std::unique_ptr<CPNode> node = Prepare("Crop", R"({"row": 1})", {image.get(), boxes.get()});
     node->Run();
-    EXPECT_EQ(OutputImage(*node, 0)->Size(), CSize(2, 2));
-    EXPECT_EQ(Samples(*OutputImage(*node, 0)), (std::vector<double>{2, 3, 6, 7}));
+    EXPECT_EQ(OutputImage(*node).Size(), CSize(2, 2));
+    EXPECT_EQ(ValuesOf(OutputImage(*node)), (std::vector<double>{2, 3, 6, 7}));
     const CValueVector* every = node->StackOutput(1)->Vector();
     ASSERT_NE(every, nullptr);
     const std::vector<double> expected[] = {{0}, {2, 3, 6, 7}, {9, 10, 11}};
@@ -246,18 +211,18 @@ TEST(FilterNodes, CropCutsEveryBoxOfATable) {
     for (size_t i = 0; i < std::size(expected); ++i) {
         auto* cut = dynamic_cast<const CValuePointer<CImage>*>((*every)[i]);
         ASSERT_NE(cut, nullptr) << i;
-        EXPECT_EQ(Samples(*cut->Get()), expected[i]) << i;
+        EXPECT_EQ(ValuesOf(*cut->Get()), expected[i]) << i;
     }
     // A table without rows (no zones upstream) cuts nothing, whatever `row` says.
-    std::unique_ptr<CValue> none = MakeImage(CT::GREY_F, CSize(5, 0), {});
+    std::unique_ptr<CValue> none = ImageOf(CT::GREY_F, CSize(5, 0), {});
     node = Prepare("Crop", R"({"row": 1})", {image.get(), none.get()});
     node->Run();
-    EXPECT_EQ(OutputImage(*node, 0)->Type(), IImage::CType(CT::GREY_8));
-    EXPECT_EQ(OutputImage(*node, 0)->Size(), CSize(0, 0, 1));
+    EXPECT_EQ(OutputImage(*node).Type(), IImage::CType(CT::GREY_8));
+    EXPECT_EQ(OutputImage(*node).Size(), CSize(0, 0, 1));
     ASSERT_NE(node->StackOutput(1)->Vector(), nullptr);
     EXPECT_EQ(node->StackOutput(1)->Vector()->Size(), 0u);
     // A box leaving the image fails the run, whichever row output 0 takes.
-    std::unique_ptr<CValue> outside = MakeImage(CT::GREY_F, CSize(4, 2), {0, 0, 0, 0, 3, 4, 0, 0});
+    std::unique_ptr<CValue> outside = ImageOf(CT::GREY_F, CSize(4, 2), {0, 0, 0, 0, 3, 4, 0, 0});
     node = Prepare("Crop", "{}", {image.get(), outside.get()});
     EXPECT_THROW(node->Run(), CException);
 }
@@ -265,9 +230,9 @@ TEST(FilterNodes, CropCutsEveryBoxOfATable) {
 TEST(FilterNodes, RegionPropertiesTableAndMaps) {
     // A 2 x 2 square and two pixels apart with one label; intensities 1 to 12.
     std::unique_ptr<CValue> labels =
-        MakeImage(CT::GREY_8, CSize(4, 3), {1, 1, 0, 2, 1, 1, 0, 0, 0, 0, 0, 2});
+        ImageOf(CT::GREY_8, CSize(4, 3), {1, 1, 0, 2, 1, 1, 0, 0, 0, 0, 0, 2});
     std::unique_ptr<CValue> intensity =
-        MakeImage(CT::GREY_16, CSize(4, 3), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+        ImageOf(CT::GREY_16, CSize(4, 3), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
     const double pi = 3.141592653589793;
     // label, area, centroid x y, box, perimeter, diameter, orientation, eccentricity, mean,
     // minimum, maximum
@@ -278,7 +243,7 @@ TEST(FilterNodes, RegionPropertiesTableAndMaps) {
         std::unique_ptr<CPNode> node =
             Prepare("RegionProperties", "{}", {labels.get(), measured ? intensity.get() : nullptr});
         node->Run();
-        const CImage* table = OutputImage(*node, 0);
+        const CImage* table = &OutputImage(*node);
         const size_t columns = measured ? 15 : 12;
         ASSERT_EQ(table->Size(), CSize(int64_t(columns), 2));
         const CValueVector* maps = node->StackOutput(1)->Vector();
@@ -298,15 +263,15 @@ TEST(FilterNodes, RegionPropertiesTableAndMaps) {
 
 TEST(FilterNodes, ConvolveCorrelatesOrConvolvesWithTheKernelImage) {
     // Anchor at 1 of 2 taps: out(x) = k0 in(x - 1) + k1 in(x), reflected without the edge.
-    std::unique_ptr<CValue> image = MakeImage(CT::GREY_8, CSize(3, 1), {1, 2, 3});
-    std::unique_ptr<CValue> kernel = MakeImage(CT::GREY_16, CSize(2, 1), {1, 10});
+    std::unique_ptr<CValue> image = ImageOf(CT::GREY_8, CSize(3, 1), {1, 2, 3});
+    std::unique_ptr<CValue> kernel = ImageOf(CT::GREY_16, CSize(2, 1), {1, 10});
     for (auto [settings, expected] :
          {std::pair{"{}", std::vector<double>{12, 21, 32}},
           std::pair{R"({"flip": true})", std::vector<double>{21, 12, 23}}}) {
         std::unique_ptr<CPNode> node = Prepare("Convolve", settings, {image.get(), kernel.get()});
         node->Run();
-        EXPECT_EQ(OutputImage(*node, 0)->Type(), IMAGE_GREY_F);
-        EXPECT_EQ(Samples(*OutputImage(*node, 0)), expected) << settings;
+        EXPECT_EQ(OutputImage(*node).Type(), IMAGE_GREY_F);
+        EXPECT_EQ(ValuesOf(OutputImage(*node)), expected) << settings;
     }
 }
 
@@ -355,16 +320,12 @@ TEST(FilterNodes, RefuseWhatTheyCannotTakeAndSayWhy) {
     for (const SRefusal& c : cases) {
         SCOPED_TRACE(std::string(c.node) + " " + c.settings);
         auto image = [](CT type) {
-            return MakeImage(type, CSize(2, 2), std::vector<double>(4 * type.Channels(), 1));
+            return ImageOf(type, CSize(2, 2), std::vector<double>(4 * type.Channels(), 1));
         };
         std::unique_ptr<CValue> a = image(c.type), b = c.second ? image(*c.second) : nullptr;
         std::unique_ptr<CPNode> node = Prepare(c.node, c.settings, {a.get(), b.get()});
-        try {
-            node->Run();
-            ADD_FAILURE() << "no refusal";
-        } catch (const CException& error) {
-            EXPECT_NE(std::string(error.what()).find(c.message), std::string::npos) << error.what();
-        }
+        const std::string error = ErrorOf([&] { node->Run(); });
+        EXPECT_NE(error.find(c.message), std::string::npos) << error;
     }
 }
 
@@ -420,7 +381,7 @@ TEST(FilterNodes, EveryNodeTakesAnyInputWithoutCrashing) {
                 std::vector<double> values(static_cast<size_t>(size.Elements() * type.Channels()));
                 for (size_t v = 0; v < values.size(); ++v)
                     values[v] = static_cast<double>(v % 7);
-                std::unique_ptr<CValue> image = MakeImage(type, size, values);
+                std::unique_ptr<CValue> image = ImageOf(type, size, values);
                 node->SetStackInput(0, image.get());
                 node->SetStackInput(1, image.get());
                 try {
