@@ -31,6 +31,14 @@ class FileTest : public testing::Test {
          testing::UnitTest::GetInstance()->current_test_info()->name());
 };
 
+// An image whose bytes use every bit of every sample: floats among them are NaN and subnormal.
+inline std::unique_ptr<ORVA::CImage> Pattern(ORVA::IImage::CType type, ORVA::CSize size) {
+    auto image = std::make_unique<ORVA::CImage>(type, size);
+    for (size_t i = 0; i < image->ByteCount(); ++i)
+        image->Bytes()[i] = static_cast<uint8_t>(i * 151 + (i >> 7) * 13);
+    return image;
+}
+
 inline void WriteFile(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
 }

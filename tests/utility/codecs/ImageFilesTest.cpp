@@ -48,14 +48,6 @@ class ImageCodecs : public FileTest {
     }
 };
 
-// Bytes that use every bit of every sample: floats among them are NaN and subnormal.
-std::unique_ptr<CImage> Pattern(IImage::CType type, CSize size) {
-    auto image = std::make_unique<CImage>(type, size);
-    for (size_t i = 0; i < image->ByteCount(); ++i)
-        image->Bytes()[i] = static_cast<uint8_t>(i * 151 + (i >> 7) * 13);
-    return image;
-}
-
 std::unique_ptr<CImage> Converted(const CImage& image, IImage::CType type) {
     auto converted = std::make_unique<CImage>(type, image.Size());
     CImageConversion::FastConvert(*converted, image, false);

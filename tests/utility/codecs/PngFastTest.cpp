@@ -81,7 +81,13 @@ std::vector<uint8_t> RowBytes(const SPngLayout& layout) {
     return bytes;
 }
 
-// "TYPE (x, y, z): bytes" of the image the reader makes, its message, or "declined".
+// "TYPE (x, y, z): bytes" of `image`.
+std::string Described(const CImage& image) {
+    return std::string(image.Type().Name()) + " " + image.Size().ToString() + ": " +
+           std::string(reinterpret_cast<const char*>(image.Bytes()), image.ByteCount());
+}
+
+// The image the reader makes, described; its message, or "declined".
 template <class Decode>
 std::string Outcome(const std::string& file, Decode decode) {
     const std::string name = "%F";
@@ -90,8 +96,7 @@ std::string Outcome(const std::string& file, Decode decode) {
     std::unique_ptr<CImage> image;
     std::string error = ErrorOf([&] { image = decode(decoding); });
     if (!image) return error == "no exception" ? "declined" : error;
-    return std::string(image->Type().Name()) + " " + image->Size().ToString() + ": " +
-           std::string(reinterpret_cast<const char*>(image->Bytes()), image->ByteCount());
+    return Described(*image);
 }
 
 TEST(PngFast, DecodesEveryLayoutAsLibpngDoes) {
@@ -169,17 +174,12 @@ TEST(PngFast, BrokenFilesFailAsInLibpng) {
 TEST(PngFast, DefaultFilesReadBackThroughLibpngAlone) {
     for (IImage::CType type : {IMAGE_GREY_8, IMAGE_GREY_16, IMAGE_RGB_8I})
         for (CSize size : {CSize(1, 1), CSize(31, 17)}) {
-            CImage image(type, size);
-            for (size_t i = 0; i < image.ByteCount(); ++i)
-                image.Bytes()[i] = static_cast<uint8_t>(i * 151 + (i >> 7) * 13);
+            std::unique_ptr<CImage> image = Pattern(type, size);
             const std::string path = testing::TempDir() + "/default.png";
-            EncodeImage(image, path, EnImageFormat::PNG, {}, "here");
+            EncodeImage(*image, path, EnImageFormat::PNG, {}, "here");
             const std::string file = FileBytes(path);
             std::remove(path.c_str());
-            const std::string expected =
-                std::string(type.Name()) + " " + size.ToString() + ": " +
-                std::string(reinterpret_cast<const char*>(image.Bytes()), image.ByteCount());
-            EXPECT_EQ(Outcome(file, DecodePngLibpng), expected) << type.Name();
+            EXPECT_EQ(Outcome(file, DecodePngLibpng), Described(*image)) << type.Name();
         }
 }
 
