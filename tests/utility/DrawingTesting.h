@@ -22,22 +22,29 @@ inline void RunNode(ORVA::CPNode& node, const std::string& json,
     node.Run();
 }
 
-// A run that must fail: the settings, the inputs by pin and the message expected.
+// A run that must fail: the settings, the message expected and the inputs by pin (none: the
+// inputs the table shares).
 struct SJsonFailure {
     std::string json;
-    std::vector<const ORVA::CValue*> inputs;
     std::string message;
+    std::vector<const ORVA::CValue*> inputs = {};
 };
 
 // Expects each of `failures`, run on a new `Node`, to throw "`where` | message".
 template <class Node>
-void ExpectJsonFailures(const std::string& where, const std::vector<SJsonFailure>& failures) {
+void ExpectJsonFailures(const std::string& where, const std::vector<const ORVA::CValue*>& shared,
+                        const std::vector<SJsonFailure>& failures) {
     for (const SJsonFailure& failure : failures) {
         Node node;
-        EXPECT_EQ(ErrorOf([&] { RunNode(node, failure.json, failure.inputs); }, true),
+        const auto& inputs = failure.inputs.empty() ? shared : failure.inputs;
+        EXPECT_EQ(ErrorOf([&] { RunNode(node, failure.json, inputs); }, true),
                   where + " | " + failure.message)
             << failure.json;
     }
+}
+template <class Node>
+void ExpectJsonFailures(const std::string& where, const std::vector<SJsonFailure>& failures) {
+    ExpectJsonFailures<Node>(where, {}, failures);
 }
 
 // A table of IMAGE_GREY_F: `columns` wide, one row per `columns` cells.

@@ -102,22 +102,19 @@ TEST(ConvexHull, Failures) {
         ImageValue<float>(IMAGE_GREY_F, CSize(2, 3), {1, 2, 3, 4, 5, NAN});
     const std::string points = R"({"input_mode": "POINTS")";
     ExpectJsonFailures<CPConvexHull>(
-        "(utility plugins) ConvexHull",
-        {{"{}", {nullptr}, "input image is NULL"},
-         {R"({"input_mode": "points"})",
-          {square.get()},
-          "input_mode is 'points'; IMAGE or POINTS expected"},
+        "(utility plugins) ConvexHull", {square.get()},
+        {{"{}", "input image is NULL", {nullptr}},
+         {R"({"input_mode": "points"})", "input_mode is 'points'; IMAGE or POINTS expected"},
          {"{}",
-          {colour.get()},
-          "input image is of type IMAGE_RGB_FI; a grey or binary type expected"},
+          "input image is of type IMAGE_RGB_FI; a grey or binary type expected",
+          {colour.get()}},
          {points + "}",
-          {bytes.get()},
-          "point table is of type IMAGE_GREY_8; IMAGE_GREY_F expected"},
-         {points + R"(, "x_column": -1})", {square.get()}, "x_column is -1; 0 or more expected"},
+          "point table is of type IMAGE_GREY_8; IMAGE_GREY_F expected",
+          {bytes.get()}},
+         {points + R"(, "x_column": -1})", "x_column is -1; 0 or more expected"},
          {points + R"(, "x_column": 1})",
-          {square.get()},
           "point table has 2 columns; x in column 1 and y in column 2 expected"},
          {points + "}",
-          {nan.get()},
-          "row 2 of the point table holds a coordinate that is not a finite number"}});
+          "row 2 of the point table holds a coordinate that is not a finite number",
+          {nan.get()}}});
 }

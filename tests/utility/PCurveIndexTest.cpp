@@ -90,6 +90,6 @@ TEST(CurveIndex, NonZeroPixelsOfTheFirstPlaneOfAnySingleChannelType) {
     EXPECT_EQ(OutputImage(node, 1).Size(), CSize(3, 1, 1));
     ExpectJsonFailures<CPCurveIndex>(
         "(utility plugins) CurveIndex::Run",
-        {{"{}", {colour.get()}, "input image must have a single channel, but it is IMAGE_RGB_8"},
-         {"{}", {nullptr}, "input image is NULL"}});
+        {{"{}", "input image must have a single channel, but it is IMAGE_RGB_8", {colour.get()}},
+         {"{}", "input image is NULL", {nullptr}}});
 }

@@ -73,12 +73,12 @@ TEST(DrawCircle, Failures) {
     const std::string table = "input 1 must be an IMAGE_GREY_F table of at least 3 columns, but ";
     ExpectJsonFailures<CPDrawCircle>(
         "(utility plugins)DrawCircle::Run",
-        {{"{}", {nullptr}, "input image is NULL"},
-         {R"({"radius": -1})", {image.get()}, "parameter radius must be 0 or more, but it is -1"},
+        {{"{}", "input image is NULL", {nullptr}},
+         {R"({"radius": -1})", "parameter radius must be 0 or more, but it is -1", {image.get()}},
          {"{}",
-          {image.get(), narrow.get()},
-          table + "it is an IMAGE_GREY_F image of size (2, 1, 1)"},
+          table + "it is an IMAGE_GREY_F image of size (2, 1, 1)",
+          {image.get(), narrow.get()}},
          {"{}",
-          {image.get(), image.get()},
-          table + "it is an IMAGE_GREY_8 image of size (4, 4, 1)"}});
+          table + "it is an IMAGE_GREY_8 image of size (4, 4, 1)",
+          {image.get(), image.get()}}});
 }

@@ -79,6 +79,6 @@ TEST(DrawString, Failures) {
     std::unique_ptr<CValue> image = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(4, 4), {0});
     ExpectJsonFailures<CPDrawString>(
         "(utility plugins) DrawString::Run",
-        {{"{}", {nullptr}, "input image is NULL"},
-         {R"({"scale": 0})", {image.get()}, "parameter scale must be 1 or more, but it is 0"}});
+        {{"{}", "input image is NULL", {nullptr}},
+         {R"({"scale": 0})", "parameter scale must be 1 or more, but it is 0", {image.get()}}});
 }

@@ -53,7 +53,7 @@ TEST(FindBalancePoint, Failures) {
     ExpectJsonFailures<CPFindBalancePoint>(
         "(utility plugins) FindBalancePoint::Run",
         {{"{}",
-          {labels.get(), small.get()},
-          "input 1 has size (4, 2, 1), but input 0 has size (4, 3, 1)"},
-         {"{}", {huge.get()}, "label 16777217 is too large (at most 16777216)"}});
+          "input 1 has size (4, 2, 1), but input 0 has size (4, 3, 1)",
+          {labels.get(), small.get()}},
+         {"{}", "label 16777217 is too large (at most 16777216)", {huge.get()}}});
 }

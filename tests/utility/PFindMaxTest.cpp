@@ -52,13 +52,11 @@ TEST(FindMax, Failures) {
     std::unique_ptr<CValue> labels = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(4, 1), {1});
     CValuePointer<CImage> empty;
     ExpectJsonFailures<CPFindMax>(
-        "(utility plugins) FindMax::Run",
-        {{"{}", {image.get(), &empty}, "input 1 is NULL"},
+        "(utility plugins) FindMax::Run", {image.get()},
+        {{"{}", "input 1 is NULL", {image.get(), &empty}},
          {"{}",
-          {image.get(), labels.get()},
-          "input 1 has size (4, 1, 1), but input 0 has size (2, 2, 1)"},
-         {R"({"radius": -1})", {image.get()}, "radius must be 0 or more, but it is -1"},
-         {R"({"threshold": {"@double": "nan"}})",
-          {image.get()},
-          "threshold is NaN, not a number"}});
+          "input 1 has size (4, 1, 1), but input 0 has size (2, 2, 1)",
+          {image.get(), labels.get()}},
+         {R"({"radius": -1})", "radius must be 0 or more, but it is -1"},
+         {R"({"threshold": {"@double": "nan"}})", "threshold is NaN, not a number"}});
 }

@@ -82,6 +82,6 @@ TEST(FindAndCutRectangle, CutsEveryPlaneOfTheGrownRectangle) {
     EXPECT_EQ(cut(R"({"threshold": 1.0})"), nothing);                       // nothing above 1
     ExpectJsonFailures<CPFindAndCutRectangle>("(utility plugins) FindAndCutRectangle::Run",
                                               {{R"({"threshold": {"@double": "nan"}})",
-                                                {image.get()},
-                                                "threshold is NaN, not a number"}});
+                                                "threshold is NaN, not a number",
+                                                {image.get()}}});
 }

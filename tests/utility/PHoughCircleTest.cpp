@@ -129,22 +129,18 @@ TEST(HoughCircle, Failures) {
     std::unique_ptr<CValue> words = ImageValue<uint16_t>(IMAGE_GREY_16, CSize(2, 2), {1});
     std::unique_ptr<CValue> large = ImageValue<float>(IMAGE_GREY_F, CSize(1000, 1000), {0.0f});
     ExpectJsonFailures<CPHoughCircle>(
-        "(utility plugins) HoughCircle::Run",
-        {{"{}", {nullptr}, "input image is NULL"},
+        "(utility plugins) HoughCircle::Run", {image.get()},
+        {{"{}", "input image is NULL", {nullptr}},
          {"{}",
-          {words.get()},
-          "input image is of type IMAGE_GREY_16; IMAGE_GREY_F or IMAGE_GREY_8 expected"},
+          "input image is of type IMAGE_GREY_16; IMAGE_GREY_F or IMAGE_GREY_8 expected",
+          {words.get()}},
          {R"({"radius_min": 0, "radius_max": 5})",
-          {image.get()},
           "radius_min 0, radius_max 5, radius_step 1: radii from 1 up and a step of 1 or more "
           "expected"},
          {R"({"threshold": {"@double": "nan"}})",
-          {image.get()},
           "threshold is nan; a fraction from 0 to 1 expected"},
-         {R"({"min_distance": -1})",
-          {image.get()},
-          "min_distance -1, max_count 0: 0 or more expected"},
+         {R"({"min_distance": -1})", "min_distance -1, max_count 0: 0 or more expected"},
          {R"({"radius_min": 1, "radius_max": 2200})",
-          {large.get()},
-          "an accumulator of 1000 x 1000 x 2200 cells is too large; 2147483647 cells at most"}});
+          "an accumulator of 1000 x 1000 x 2200 cells is too large; 2147483647 cells at most",
+          {large.get()}}});
 }

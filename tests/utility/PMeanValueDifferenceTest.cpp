@@ -40,11 +40,11 @@ TEST(MeanValueDifference, Failures) {
     std::unique_ptr<CValue> column = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(1, 2), {1});
     ExpectJsonFailures<CPMeanValueDifference>(
         "(utility plugins) MeanValueDifference::Run",
-        {{"{}", {bytes.get()}, "input 1 is NULL"},
+        {{"{}", "input 1 is NULL", {bytes.get()}},
          {"{}",
-          {bytes.get(), words.get()},
-          "input 1 is not of type IMAGE_GREY_8 but IMAGE_GREY_16"},
+          "input 1 is not of type IMAGE_GREY_8 but IMAGE_GREY_16",
+          {bytes.get(), words.get()}},
          {"{}",
-          {bytes.get(), column.get()},
-          "input 1 has size (1, 2, 1), but input 0 has size (2, 1, 1)"}});
+          "input 1 has size (1, 2, 1), but input 0 has size (2, 1, 1)",
+          {bytes.get(), column.get()}}});
 }

@@ -34,16 +34,13 @@ TEST(MutualInformation, Failures) {
     std::unique_ptr<CValue> binary = ImageValue<uint8_t>(IMAGE_BINARY_FG, CSize(1, 1), {1});
     CValueLong number(1);
     ExpectJsonFailures<CPMutualInformation>(
-        "(utility plugins) MutualInformation::Run",
+        "(utility plugins) MutualInformation::Run", {bytes.get(), bytes.get()},
         {{R"({"range_min": 5.0, "range_max": 5.0})",
-          {bytes.get(), bytes.get()},
           "range_min (5) must be less than range_max (5)"},
-         {R"({"bin_count": 5000})",
-          {bytes.get(), bytes.get()},
-          "bin_count 5000 is too large (at most 4096)"},
-         {"{}", {bytes.get()}, "input 1 is NULL"},
-         {"{}", {&number, bytes.get()}, "input 0 is not an image"},
+         {R"({"bin_count": 5000})", "bin_count 5000 is too large (at most 4096)"},
+         {"{}", "input 1 is NULL", {bytes.get()}},
+         {"{}", "input 0 is not an image", {&number, bytes.get()}},
          {"{}",
-          {bytes.get(), binary.get()},
-          "input 1 is not of type IMAGE_GREY_8 but IMAGE_BINARY_FG"}});
+          "input 1 is not of type IMAGE_GREY_8 but IMAGE_BINARY_FG",
+          {bytes.get(), binary.get()}}});
 }

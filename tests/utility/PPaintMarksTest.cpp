@@ -56,20 +56,14 @@ TEST(PaintMarks, Failures) {
     std::unique_ptr<CValue> image = ImageValue<uint8_t>(IMAGE_GREY_8, CSize(4, 4), {0});
     std::unique_ptr<CValue> points = Table(2, {1.0f, 1.0f});
     ExpectJsonFailures<CPPaintMarks>(
-        "(utility plugins) PaintMarks::Run",
-        {{"{}", {image.get()}, "input 1 (the table of points) is NULL"},
+        "(utility plugins) PaintMarks::Run", {image.get(), points.get()},
+        {{"{}", "input 1 (the table of points) is NULL", {image.get()}},
          {R"({"x_column": 1})",
-          {image.get(), points.get()},
-          "input 1 must be an IMAGE_GREY_F table of at least 3 columns, but it is an "
-          "IMAGE_GREY_F image of size (2, 1, 1)"},
-         {R"({"x_column": -1})",
-          {image.get(), points.get()},
-          "parameter x_column must be 0 or more, but it is -1"},
-         {R"({"size": -3})",
-          {image.get(), points.get()},
-          "parameter size must be 0 or more, but it is -3"},
+          "input 1 must be an IMAGE_GREY_F table of at least 3 columns, but it is an IMAGE_GREY_F "
+          "image of size (2, 1, 1)"},
+         {R"({"x_column": -1})", "parameter x_column must be 0 or more, but it is -1"},
+         {R"({"size": -3})", "parameter size must be 0 or more, but it is -3"},
          {R"({"shape": "cross"})",
-          {image.get(), points.get()},
           "parameter shape must be one of CROSS, PLUS, POINT, SQUARE or CIRCLE, but it is "
           "'cross'"}});
 }

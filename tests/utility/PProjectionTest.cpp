@@ -107,11 +107,11 @@ TEST(Projection, Failures) {
     std::unique_ptr<CValue> colour = ImageValue<uint8_t>(IMAGE_RGB_8, CSize(2, 2), {1});
     std::unique_ptr<CValue> image = ImageValue<float>(IMAGE_GREY_F, CSize(2, 2), {1});
     ExpectJsonFailures<CPProjection>(
-        "(utility plugins) Projection::Run",
-        {{"{}", {nullptr}, "input image is NULL"},
+        "(utility plugins) Projection::Run", {image.get()},
+        {{"{}", "input image is NULL", {nullptr}},
          {"{}",
-          {colour.get()},
-          "input image is of type IMAGE_RGB_8; a grey or binary type expected"},
-         {R"({"axis": "W"})", {image.get()}, "axis is 'W'; X, Y or Z expected"},
-         {R"({"mode": "sum"})", {image.get()}, "mode is 'sum'; SUM, MEAN, MAX or MIN expected"}});
+          "input image is of type IMAGE_RGB_8; a grey or binary type expected",
+          {colour.get()}},
+         {R"({"axis": "W"})", "axis is 'W'; X, Y or Z expected"},
+         {R"({"mode": "sum"})", "mode is 'sum'; SUM, MEAN, MAX or MIN expected"}});
 }

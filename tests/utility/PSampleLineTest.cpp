@@ -74,20 +74,17 @@ TEST(SampleLine, Failures) {
     std::unique_ptr<CValue> image = Ramp();
     std::unique_ptr<CValue> empty = Table(4, {});
     ExpectJsonFailures<CPSampleLine>(
-        "(utility plugins) SampleLine::Run",
-        {{R"({"count": -2})", {image.get()}, "parameter count must be 0 or more, but it is -2"},
+        "(utility plugins) SampleLine::Run", {image.get()},
+        {{R"({"count": -2})", "parameter count must be 0 or more, but it is -2"},
          {R"({"x1": {"@double": "inf"}})",
-          {image.get()},
           "the segment from (0, 0) to (inf, 0) has an end that is not finite"},
          {R"({"x1": 1e12})",
-          {image.get()},
           "the segment asks for 1000000000001 samples; at most 16777216 are taken"},
          {R"({"interpolation": "CUBIC"})",
-          {image.get()},
           "parameter interpolation must be NEAREST or BILINEAR, but it is 'CUBIC'"},
-         {"{}", {image.get(), empty.get()}, "input 1 has no rows"},
+         {"{}", "input 1 has no rows", {image.get(), empty.get()}},
          {"{}",
-          {image.get(), image.get()},
-          "input 1 must be an IMAGE_GREY_F table of at least 4 columns, but it is an "
-          "IMAGE_GREY_16 image of size (4, 2, 1)"}});
+          "input 1 must be an IMAGE_GREY_F table of at least 4 columns, but it is an IMAGE_GREY_16 "
+          "image of size (4, 2, 1)",
+          {image.get(), image.get()}}});
 }

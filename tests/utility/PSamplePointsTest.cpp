@@ -46,20 +46,16 @@ TEST(SamplePoints, Failures) {
     std::unique_ptr<CValue> colour = ImageValue<uint8_t>(IMAGE_RGB_8I, CSize(2, 2), {0});
     std::unique_ptr<CValue> points = Table(3, {1.0f, 1.0f, 0.0f});
     ExpectJsonFailures<CPSamplePoints>(
-        "(utility plugins) SamplePoints::Run",
-        {{"{}", {nullptr, points.get()}, "input image is NULL"},
+        "(utility plugins) SamplePoints::Run", {image.get(), points.get()},
+        {{"{}", "input image is NULL", {nullptr, points.get()}},
          {"{}",
-          {colour.get(), points.get()},
-          "input image must have a single channel, but it is IMAGE_RGB_8I"},
-         {"{}", {image.get()}, "input 1 (the table of points) is NULL"},
+          "input image must have a single channel, but it is IMAGE_RGB_8I",
+          {colour.get(), points.get()}},
+         {"{}", "input 1 (the table of points) is NULL", {image.get()}},
          {R"({"z_column": 3})",
-          {image.get(), points.get()},
-          "input 1 must be an IMAGE_GREY_F table of at least 4 columns, but it is an "
-          "IMAGE_GREY_F image of size (3, 1, 1)"},
-         {R"({"z_column": -2})",
-          {image.get(), points.get()},
-          "parameter z_column must be -1 (none) or more, but it is -2"},
+          "input 1 must be an IMAGE_GREY_F table of at least 4 columns, but it is an IMAGE_GREY_F "
+          "image of size (3, 1, 1)"},
+         {R"({"z_column": -2})", "parameter z_column must be -1 (none) or more, but it is -2"},
          {R"({"interpolation": "CUBIC"})",
-          {image.get(), points.get()},
           "parameter interpolation must be NEAREST or BILINEAR, but it is 'CUBIC'"}});
 }

@@ -115,5 +115,5 @@ TEST(FillWithValue, MaskSelectsUpToTheShorterImage) {
     // A null image on the mask's pin is refused, not taken for no mask.
     CValueOwnedPointer<CImage> none;
     ExpectJsonFailures<CPFillWithValue>("(utility plugins) FillWithValue::Run",
-                                        {{"{}", {image.get(), &none}, "input 1 is NULL"}});
+                                        {{"{}", "input 1 is NULL", {image.get(), &none}}});
 }

@@ -120,18 +120,13 @@ TEST(HoughCircleTJ, Failures) {
     std::unique_ptr<CValue> image = ImageValue<float>(IMAGE_GREY_F, CSize(8, 8), {0.0f});
     std::unique_ptr<CValue> colour = ImageValue<uint8_t>(IMAGE_RGB_8I, CSize(2, 2), {1});
     ExpectJsonFailures<CPTJHoughCircle>(
-        "(utility plugins) HoughCircleTJ::Run",
-        {{"{}", {nullptr}, "input image is NULL"},
+        "(utility plugins) HoughCircleTJ::Run", {image.get()},
+        {{"{}", "input image is NULL", {nullptr}},
          {"{}",
-          {colour.get()},
-          "input image is of type IMAGE_RGB_8I; a grey or binary type expected"},
-         {R"({"radius_min": 0})",
-          {image.get()},
-          "radius_min 0, radius_max 20: radii from 1 up expected"},
+          "input image is of type IMAGE_RGB_8I; a grey or binary type expected",
+          {colour.get()}},
+         {R"({"radius_min": 0})", "radius_min 0, radius_max 20: radii from 1 up expected"},
          {R"({"edge_threshold": {"@double": "nan"}})",
-          {image.get()},
           "edge_threshold nan, threshold 200: numbers of 0 or more expected"},
-         {R"({"max_count": -2})",
-          {image.get()},
-          "min_distance 0, max_count -2: 0 or more expected"}});
+         {R"({"max_count": -2})", "min_distance 0, max_count -2: 0 or more expected"}});
 }
